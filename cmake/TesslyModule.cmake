@@ -1,0 +1,49 @@
+# One helper per module: tessly_add_module() declares a subsystem library and
+# checks the layering rule, so a forbidden include shows up at configure time.
+#
+#   common <- platform
+#   common <- upload <- postprocess, markup, capture, popover <- core <- app
+#
+# platform is reached only through its interfaces; the network and upload
+# layers never link Qt Widgets.
+
+set(_tessly_allowed_common      "")
+set(_tessly_allowed_platform    "common")
+set(_tessly_allowed_upload      "common")
+set(_tessly_allowed_postprocess "common;upload")
+set(_tessly_allowed_markup      "common;upload")
+set(_tessly_allowed_capture     "common;upload;platform;postprocess")
+set(_tessly_allowed_popover     "common;upload;platform")
+set(_tessly_allowed_core        "common;upload;platform;postprocess;markup;capture;popover")
+set(_tessly_no_widgets          "common;upload")
+
+# tessly_add_module(NAME <name> [SOURCES ...] [DEPENDS <modules>] [QT <components>] [LIBS <other libs>])
+function(tessly_add_module)
+  cmake_parse_arguments(M "" "NAME" "SOURCES;DEPENDS;QT;LIBS" ${ARGN})
+  if(NOT DEFINED _tessly_allowed_${M_NAME})
+    message(FATAL_ERROR "tessly_add_module: unknown module '${M_NAME}'")
+  endif()
+  foreach(dep IN LISTS M_DEPENDS)
+    if(NOT dep IN_LIST _tessly_allowed_${M_NAME})
+      message(FATAL_ERROR "module '${M_NAME}' may not depend on '${dep}' (allowed: ${_tessly_allowed_${M_NAME}})")
+    endif()
+  endforeach()
+  if(M_NAME IN_LIST _tessly_no_widgets AND "Widgets" IN_LIST M_QT)
+    message(FATAL_ERROR "module '${M_NAME}' must stay free of Qt Widgets")
+  endif()
+
+  set(target tessly_${M_NAME})
+  add_library(${target} STATIC ${M_SOURCES})
+  add_library(tessly::${M_NAME} ALIAS ${target})
+  target_include_directories(${target} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
+  target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS)
+  foreach(component IN LISTS M_QT)
+    target_link_libraries(${target} PUBLIC Qt6::${component})
+  endforeach()
+  foreach(dep IN LISTS M_DEPENDS)
+    target_link_libraries(${target} PUBLIC tessly::${dep})
+  endforeach()
+  if(M_LIBS)
+    target_link_libraries(${target} PUBLIC ${M_LIBS})
+  endif()
+endfunction()
