@@ -29,11 +29,13 @@ function(tessly_add_test)
     "TESSLY_TEST_HOME=${home}"
     "TESSLY_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
     "TESSLY_BINARY_DIR=${CMAKE_BINARY_DIR}"
-    "TESSLY_SERVER_BIN=$<TARGET_FILE:tessly-server>"
     "ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=0"
     "LSAN_OPTIONS=suppressions=${TESSLY_LSAN_SUPPRESSIONS}:print_suppressions=0"
     "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
     ${T_ENVIRONMENT})
+  if(TARGET tessly-server)
+    list(APPEND env "TESSLY_SERVER_BIN=$<TARGET_FILE:tessly-server>")
+  endif()
   if(NOT "e2e" IN_LIST T_LABELS)
     list(APPEND env "QT_QPA_PLATFORM=offscreen")
   endif()

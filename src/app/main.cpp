@@ -1,0 +1,39 @@
+#include "commandline.h"
+#include "logging.h"
+#include "serviceconfig.h"
+#include "trayapplication.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QTextStream>
+
+int main(int argc, char *argv[])
+{
+    Logging::install();
+
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+
+    const auto trustExtraCa = [] {
+        QString error;
+        if (!Config::installTrustedCaFile(&error))
+            QTextStream(stderr) << "tessly: " << error << "\n";
+    };
+
+    if (CommandLine::handles(args)) {
+        QCoreApplication app(argc, argv);
+        trustExtraCa();
+        return CommandLine::run(args);
+    }
+
+    QApplication app(argc, argv);
+    trustExtraCa();
+    QApplication::setApplicationName(QStringLiteral("Tessly Cloud"));
+    QApplication::setDesktopFileName(QStringLiteral("tessly"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    TrayApplication tray;
+    tray.start();
+    return app.exec();
+}

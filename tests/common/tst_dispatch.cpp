@@ -1,0 +1,181 @@
+#include "concurrentqueue.h"
+#include "dispatch.h"
+#include "dispatchgroup.h"
+#include "dispatchsemaphore.h"
+#include "serialqueue.h"
+
+#include <QAtomicInt>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QTest>
+#include <QThread>
+
+#include <atomic>
+
+class TestDispatch : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void mainRunsLaterOnTheMainThreadInOrder()
+    {
+        QStringList order;
+        QThread *mainThread = QThread::currentThread();
+        bool allOnMain = true;
+        std::thread worker([&] {
+            for (int i = 0; i < 5; ++i)
+                Dispatch::main([&, i] {
+                    allOnMain = allOnMain && QThread::currentThread() == mainThread;
+                    order << QString::number(i);
+                });
+        });
+        worker.join();
+        QVERIFY(order.isEmpty()); // nothing runs before the event loop turns
+        QTRY_COMPARE(order.size(), 5);
+        QCOMPARE(order.join(QString()), QStringLiteral("01234"));
+        QVERIFY(allOnMain);
+    }
+
+    void mainSyncFromAWorkerWaitsAndFromMainRunsInline()
+    {
+        bool ran = false;
+        Dispatch::mainSync([&] { ran = true; });
+        QVERIFY(ran); // inline: no deadlock, no delay
+
+        // From a worker it blocks until the main loop has run it.
+        std::atomic<bool> done = false;
+        std::atomic<bool> sawMain = false;
+        QThread *worker = QThread::create([&] {
+            Dispatch::mainSync([&] { sawMain = Dispatch::isMainThread(); });
+            done = true;
+        });
+        worker->start();
+        QTRY_VERIFY(done.load());
+        QVERIFY(sawMain.load());
+        worker->wait();
+        delete worker;
+    }
+
+    void afterWaitsAndIsDroppedWithItsContext()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        qint64 firedAt = -1;
+        Dispatch::after(0.2, [&] { firedAt = clock.elapsed(); });
+
+        bool orphanFired = false;
+        auto *context = new QObject;
+        Dispatch::after(0.05, context, [&] { orphanFired = true; });
+        delete context;
+
+        QTRY_VERIFY(firedAt >= 0);
+        QVERIFY2(firedAt >= 190, qPrintable(QString::number(firedAt)));
+        QTest::qWait(100);
+        QVERIFY(!orphanFired);
+    }
+
+    void serialQueueRunsOneAtATimeInOrderOnItsOwnThread()
+    {
+        SerialQueue queue(QStringLiteral("com.tessly.uploadQueue"));
+        QVector<int> order;
+        std::atomic<int> running = 0, maxRunning = 0;
+        QThread *seenThread = nullptr;
+        for (int i = 0; i < 50; ++i) {
+            queue.async([&, i] {
+                const int now = ++running;
+                maxRunning = std::max(maxRunning.load(), now);
+                seenThread = QThread::currentThread();
+                QThread::usleep(200);
+                order << i;
+                --running;
+            });
+        }
+        queue.sync([] {});
+        QCOMPARE(order.size(), 50);
+        QVERIFY(std::is_sorted(order.begin(), order.end()));
+        QCOMPARE(maxRunning.load(), 1);
+        QVERIFY(seenThread != QThread::currentThread());
+        QCOMPARE(seenThread->objectName(), QStringLiteral("com.tessly.uploadQueue"));
+    }
+
+    void serialQueueSyncFromInsideItselfDoesNotDeadlock()
+    {
+        SerialQueue queue(QStringLiteral("inner"));
+        bool inner = false;
+        queue.sync([&] { queue.sync([&] { inner = queue.isCurrent(); }); });
+        QVERIFY(inner);
+    }
+
+    void serialQueueFinishesQueuedWorkOnDestruction()
+    {
+        std::atomic<int> ran = 0;
+        {
+            SerialQueue queue(QStringLiteral("draining"));
+            for (int i = 0; i < 20; ++i)
+                queue.async([&] {
+                    QThread::usleep(500);
+                    ++ran;
+                });
+        }
+        QCOMPARE(ran.load(), 20);
+    }
+
+    void semaphoreBoundsAConcurrentQueue()
+    {
+        // Four in flight at most, as a multipart session runs its parts.
+        ConcurrentQueue queue(QStringLiteral("com.tessly.multipartUpload"), 16);
+        Semaphore inFlight(4);
+        std::atomic<int> running = 0, maxRunning = 0, done = 0;
+        for (int i = 0; i < 24; ++i) {
+            queue.async([&] {
+                inFlight.wait();
+                const int now = ++running;
+                maxRunning = std::max(maxRunning.load(), now);
+                QThread::msleep(5);
+                --running;
+                inFlight.signal();
+                ++done;
+            });
+        }
+        QVERIFY(queue.waitForDone(10000));
+        QCOMPARE(done.load(), 24);
+        QVERIFY(maxRunning.load() <= 4);
+        QVERIFY(maxRunning.load() >= 2);
+
+        Semaphore none(0);
+        QVERIFY(!none.wait(20));
+        none.signal();
+        QVERIFY(none.wait(0));
+    }
+
+    void groupNotifiesOnMainOnceAllHaveLeft()
+    {
+        DispatchGroup group;
+        int notified = 0;
+        bool onMain = false;
+        for (int i = 0; i < 3; ++i)
+            group.enter();
+        group.notify([&] {
+            ++notified;
+            onMain = Dispatch::isMainThread();
+        });
+        Dispatch::background([&] { group.leave(); });
+        Dispatch::background([&] { group.leave(); });
+        QTest::qWait(50);
+        QCOMPARE(notified, 0);
+        QCOMPARE(group.pending(), 1);
+        QVERIFY(!group.wait(10));
+        group.leave();
+        QVERIFY(group.wait(1000));
+        QTRY_COMPARE(notified, 1);
+        QVERIFY(onMain);
+
+        // Notify on an idle group still runs, later, on main.
+        group.notify([&] { ++notified; });
+        QCOMPARE(notified, 1);
+        QTRY_COMPARE(notified, 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDispatch)
+#include "tst_dispatch.moc"

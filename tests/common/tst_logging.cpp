@@ -1,0 +1,67 @@
+#include "logcapture.h"
+#include "logging.h"
+
+#include <QLoggingCategory>
+#include <QTest>
+
+Q_LOGGING_CATEGORY(lcTestApi, "tessly.test.api")
+
+class TestLogging : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void capturesExactTexts()
+    {
+        LogCapture log;
+        qCInfo(lcTestApi).noquote() << "[API] Cancelling all S3 upload tasks";
+        qCInfo(lcTestApi).noquote() << "Current Scren" << 2;
+        QVERIFY(log.contains(QStringLiteral("[API] Cancelling all S3 upload tasks")));
+        QVERIFY(log.contains(QStringLiteral("Current Scren 2")));
+        QCOMPARE(log.count(QStringLiteral("[API] Cancelling all S3 upload tasks")), 1);
+        log.clear();
+        QVERIFY(log.lines().isEmpty());
+    }
+
+    void masksSecrets()
+    {
+        QCOMPARE(Logging::maskSecret(QStringLiteral("tk_4f9a8b7c6d")), QStringLiteral("tk_4…"));
+        QCOMPARE(Logging::maskSecret(QStringLiteral("abcd")), QStringLiteral("…"));
+        QCOMPARE(Logging::maskSecret(QString()), QStringLiteral("…"));
+    }
+
+    void redactsCredentialsWhereverTheyAppear_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("authorization header") << "header Authorization: Bearer tk_secret123"
+                                              << "header Authorization: Bearer …";
+        QTest::newRow("presigned url")
+            << "[API] PUT "
+               "https://s3.local/b/"
+               "k?X-Amz-Algorithm=AWS4-HMAC-SHA256&X-Amz-Credential=AKIA%2F20261123&X-Amz-Signature=0a1b2c3d&X-Amz-"
+               "Expires=900"
+            << "[API] PUT "
+               "https://s3.local/b/"
+               "k?X-Amz-Algorithm=AWS4-HMAC-SHA256&X-Amz-Credential=…&X-Amz-Signature=…&X-Amz-Expires=900";
+        QTest::newRow("login callback") << "open tessly://login?token=tk_abc&domain=alice"
+                                        << "open tessly://login?token=…&domain=alice";
+        QTest::newRow("json body") << "body {\"token\": \"tk_abc\", \"email\": \"a@b.c\"}"
+                                   << "body {\"token\": \"…\", \"email\": \"a@b.c\"}";
+        QTest::newRow("ordinary line untouched") << "FileUploadTask - start /tmp/Screen Shot.png"
+                                                 << "FileUploadTask - start /tmp/Screen Shot.png";
+    }
+
+    void redactsCredentialsWhereverTheyAppear()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, expected);
+        QCOMPARE(Logging::redact(line), expected);
+
+        LogCapture log;
+        qCInfo(lcTestApi).noquote() << line;
+        QVERIFY2(log.contains(expected), qPrintable(log.lines().join('\n')));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLogging)
+#include "tst_logging.moc"

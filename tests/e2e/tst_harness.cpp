@@ -1,0 +1,79 @@
+// The desktop that every e2e test runs in: these checks fail first when the
+// harness itself is broken, which keeps other failures easy to read.
+#include "e2e.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWidget>
+
+class TestHarness : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void desktopServicesAreUp()
+    {
+        QVERIFY(E2E::underHarness());
+
+        int status = 0;
+        const QByteArray check = E2E::runTool(
+            QStringLiteral("xprop"), { QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK") }, &status);
+        QCOMPARE(status, 0);
+        QVERIFY2(check.contains("window id"), check.constData());
+
+        QVERIFY(E2E::waitForSystemTray());
+
+        QDBusInterface notifications(QStringLiteral("org.freedesktop.Notifications"),
+            QStringLiteral("/org/freedesktop/Notifications"), QStringLiteral("org.freedesktop.Notifications"));
+        QDBusMessage info = notifications.call(QStringLiteral("GetServerInformation"));
+        QCOMPARE(info.type(), QDBusMessage::ReplyMessage);
+        QCOMPARE(info.arguments().value(0).toString(), QStringLiteral("dunst"));
+    }
+
+    void screenGrabSeesAMappedWindow()
+    {
+        QWidget window;
+        window.setWindowTitle(QStringLiteral("harness pattern"));
+        window.setAutoFillBackground(true);
+        QPalette palette;
+        palette.setColor(QPalette::Window, QColor(255, 0, 255));
+        window.setPalette(palette);
+        window.setGeometry(200, 150, 240, 160);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTest::qWait(200); // let the window manager finish placing it
+
+        const QRect frame = window.geometry();
+        const QImage desktop = E2E::grabDesktop();
+        QVERIFY(!desktop.isNull());
+        QCOMPARE(desktop.pixelColor(frame.center()), QColor(255, 0, 255));
+        QVERIFY(desktop.pixelColor(frame.topLeft() - QPoint(40, 40)) != QColor(255, 0, 255));
+    }
+
+    void ffmpegRecordsTheDisplay()
+    {
+        QTemporaryDir dir;
+        const QString movie = dir.filePath(QStringLiteral("clip.mp4"));
+        int status = -1;
+        E2E::runTool(QStringLiteral("ffmpeg"),
+            { QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("x11grab"),
+                QStringLiteral("-video_size"), QStringLiteral("320x240"), QStringLiteral("-framerate"),
+                QStringLiteral("10"), QStringLiteral("-i"), qEnvironmentVariable("DISPLAY"), QStringLiteral("-t"),
+                QStringLiteral("1"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie },
+            &status);
+        QCOMPARE(status, 0);
+        const QByteArray probe = E2E::runTool(QStringLiteral("ffprobe"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v:0"),
+                QStringLiteral("-show_entries"), QStringLiteral("stream=width,height"), QStringLiteral("-of"),
+                QStringLiteral("csv=p=0"), movie },
+            &status);
+        QCOMPARE(status, 0);
+        QCOMPARE(probe.trimmed(), QByteArray("320,240"));
+    }
+};
+
+QTEST_MAIN(TestHarness)
+#include "tst_harness.moc"

@@ -1,0 +1,68 @@
+// Notifications reach a real notification daemon (dunst, under the harness),
+// and a click on one opens its link.
+#include "desktopnotifier.h"
+#include "e2e.h"
+
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTest>
+
+class TestDesktopNotifier : public QObject
+{
+    Q_OBJECT
+public Q_SLOTS:
+    // Stands in for the browser, so a click opens nothing on the machine.
+    void openInBrowser(const QUrl &url) { opened << url; }
+
+private:
+    QList<QUrl> opened;
+
+    static QByteArray dunstctl(const QStringList &args)
+    {
+        return E2E::runTool(QStringLiteral("dunstctl"), args).trimmed();
+    }
+
+private Q_SLOTS:
+    void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "openInBrowser"); }
+
+    void backendFollowsTheEnvironmentOverride()
+    {
+        QCOMPARE(DesktopNotifier::create(QStringLiteral("null"))->backendName(), QStringLiteral("null"));
+        QCOMPARE(DesktopNotifier::instance().backendName(), QStringLiteral("freedesktop"));
+    }
+
+    void notificationIsShownAndItsClickOpensTheLink()
+    {
+        const QUrl link(QStringLiteral("https://alice.tessly.test/aBc"));
+        QSignalSpy activated(&DesktopNotifier::instance(), &DesktopNotifier::activated);
+        DesktopNotifier::instance().notify(QStringLiteral("Link copied"), link.toString(), link);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            dunstctl({ QStringLiteral("count"), QStringLiteral("displayed") }), QByteArray("1"), 5000);
+
+        dunstctl({ QStringLiteral("action"), QStringLiteral("0") }); // the user clicks it
+        QTRY_COMPARE(activated.size(), 1);
+        QCOMPARE(activated.at(0).at(0).toUrl(), link);
+        QCOMPARE(opened, QList<QUrl> { link });
+
+        // What dunst showed, from its history.
+        dunstctl({ QStringLiteral("close-all") });
+        QTRY_VERIFY(dunstctl({ QStringLiteral("history") }).contains("Link copied"));
+    }
+
+    void notificationWithoutLinkHasNoAction()
+    {
+        QSignalSpy activated(&DesktopNotifier::instance(), &DesktopNotifier::activated);
+        DesktopNotifier::instance().notify(
+            QStringLiteral("Upload failed"), QStringLiteral("Could not connect to the server."));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            dunstctl({ QStringLiteral("count"), QStringLiteral("displayed") }), QByteArray("1"), 5000);
+        dunstctl({ QStringLiteral("action"), QStringLiteral("0") });
+        QTest::qWait(300);
+        QCOMPARE(activated.size(), 0);
+        dunstctl({ QStringLiteral("close-all") });
+    }
+};
+
+QTEST_MAIN(TestDesktopNotifier)
+#include "tst_desktopnotifier.moc"

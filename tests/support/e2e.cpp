@@ -1,0 +1,50 @@
+#include "e2e.h"
+
+#include <QDeadlineTimer>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+namespace E2E {
+
+bool underHarness()
+{
+    return qEnvironmentVariableIntValue("TESSLY_E2E") == 1 && !qEnvironmentVariableIsEmpty("DISPLAY");
+}
+
+bool waitForSystemTray(int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        if (deadline.hasExpired())
+            return false;
+        QTest::qWait(50);
+    }
+    return true;
+}
+
+QImage grabDesktop()
+{
+    QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return {};
+    const QRect all = screen->virtualGeometry();
+    return screen->grabWindow(0, all.x(), all.y(), all.width(), all.height()).toImage();
+}
+
+QByteArray runTool(const QString &program, const QStringList &args, int *exitCode, int timeoutMs)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(program, args);
+    const bool finished = process.waitForStarted(5000) && process.waitForFinished(timeoutMs);
+    if (exitCode)
+        *exitCode = (finished && process.exitStatus() == QProcess::NormalExit) ? process.exitCode() : -1;
+    if (!finished)
+        process.kill();
+    return process.readAllStandardOutput();
+}
+
+} // namespace E2E

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QImage>
+#include <QStringList>
+
+// Helpers for tests that run inside tests/e2e/harness.
+namespace E2E {
+
+// True when the harness's desktop is up around this process.
+bool underHarness();
+
+// Waits until a system tray host has claimed its selection.
+bool waitForSystemTray(int timeoutMs = 5000);
+
+// The whole virtual desktop as the X server shows it now.
+QImage grabDesktop();
+
+// Runs a tool to completion; returns its standard output. exitCode is -1 when
+// it could not start or did not finish within timeoutMs.
+QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000);
+
+} // namespace E2E
