@@ -1,58 +1,64 @@
 #include "commandline.h"
 
-#include "config_defaults.h"
+#include "commands/commands.h"
 
-#include <QTextStream>
+#include <iterator>
 
 namespace CommandLine {
 
 namespace {
 
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
+const Command kCommands[] = {
+    { "help", "", "show this text", false, Commands::help },
+    { "version", "", "print the version", false, Commands::version },
+};
 
-QTextStream &err()
-{
-    static QTextStream stream(stderr);
-    return stream;
-}
-
-const char kUsage[] = "Usage: tessly [COMMAND]\n"
-                      "\n"
-                      "With no command, Tessly Cloud starts in the system tray.\n"
-                      "\n"
-                      "Commands:\n"
-                      "  help        show this text\n"
-                      "  version     print the version\n"
-                      "\n"
-                      "Environment:\n"
-                      "  TESSLY_API_URL, TESSLY_WEB_DOMAIN, TESSLY_URL_SCHEME, TESSLY_APP_ID,\n"
-                      "  TESSLY_SUPPORT_EMAIL, TESSLY_SHORTCUTS_HELP_URL, TESSLY_CA_FILE\n"
-                      "  override the built-in service configuration.\n";
+const Command kUnknown = { "", "", "", false, nullptr };
 
 } // namespace
 
-bool handles(const QStringList &args)
+QString usage()
 {
-    return !args.isEmpty();
+    QString text = QStringLiteral("Usage: tessly [COMMAND [ARGS...]]\n\n"
+                                  "With no command, Tessly Cloud starts in the system tray.\n\n"
+                                  "Commands:\n");
+    for (const Command &c : kCommands) {
+        const QString head = QStringLiteral("%1 %2").arg(QLatin1String(c.name), QLatin1String(c.synopsis)).trimmed();
+        text += QStringLiteral("  %1  %2\n").arg(head, -28).arg(QLatin1String(c.summary));
+    }
+    text += QStringLiteral("\nEnvironment:\n"
+                           "  TESSLY_API_URL, TESSLY_WEB_DOMAIN, TESSLY_URL_SCHEME, TESSLY_APP_ID,\n"
+                           "  TESSLY_SUPPORT_EMAIL, TESSLY_SHORTCUTS_HELP_URL, TESSLY_CA_FILE\n"
+                           "  override the built-in service configuration.\n");
+    return text;
 }
 
-int run(const QStringList &args)
+const Command *find(const QStringList &args)
 {
-    const QString command = args.value(0);
-    if (command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
-        out() << kUsage;
-        return 0;
+    if (args.isEmpty())
+        return nullptr;
+    QString name = args.first();
+    if (name == QLatin1String("--help") || name == QLatin1String("-h"))
+        name = QStringLiteral("help");
+    if (name == QLatin1String("--version"))
+        name = QStringLiteral("version");
+    for (const Command &c : kCommands) {
+        if (name == QLatin1String(c.name))
+            return &c;
     }
-    if (command == QLatin1String("version") || command == QLatin1String("--version")) {
-        out() << "tessly " << TESSLY_VERSION << "\n";
-        return 0;
+    return &kUnknown;
+}
+
+int run(const Command &command, const QStringList &args)
+{
+    if (!command.run) {
+        Commands::err() << "tessly: unknown command '" << args.value(0) << "'\n\n" << usage();
+        return 2;
     }
-    err() << "tessly: unknown command '" << command << "'\n\n" << kUsage;
-    return 2;
+    const int status = command.run(args.mid(1));
+    Commands::out().flush();
+    Commands::err().flush();
+    return status;
 }
 
 } // namespace CommandLine

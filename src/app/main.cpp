@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
+#include <memory>
+
 int main(int argc, char *argv[])
 {
     Logging::install();
@@ -21,10 +23,14 @@ int main(int argc, char *argv[])
             QTextStream(stderr) << "tessly: " << error << "\n";
     };
 
-    if (CommandLine::handles(args)) {
-        QCoreApplication app(argc, argv);
+    if (const CommandLine::Command *command = CommandLine::find(args)) {
+        std::unique_ptr<QCoreApplication> app;
+        if (command->needsGui)
+            app = std::make_unique<QApplication>(argc, argv);
+        else
+            app = std::make_unique<QCoreApplication>(argc, argv);
         trustExtraCa();
-        return CommandLine::run(args);
+        return CommandLine::run(*command, args);
     }
 
     QApplication app(argc, argv);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QStringList>
+#include <QTextStream>
+
+// Entry points of the sub-commands, one file each, and what they share.
+namespace Commands {
+
+int help(const QStringList &args);
+int version(const QStringList &args);
+
+// Standard streams for command output; messages to the user go to err().
+QTextStream &out();
+QTextStream &err();
+
+// Prints "tessly <command>: message" on stderr and returns 2, for usage errors.
+int usageError(const char *command, const QString &message);
+
+} // namespace Commands
