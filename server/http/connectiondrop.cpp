@@ -1,0 +1,71 @@
+#include "http/connectiondrop.h"
+
+#include <httplib.h>
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace tessly::server {
+
+namespace {
+
+int portOf(const sockaddr_storage &address)
+{
+    if (address.ss_family == AF_INET)
+        return ntohs(reinterpret_cast<const sockaddr_in &>(address).sin_port);
+    if (address.ss_family == AF_INET6)
+        return ntohs(reinterpret_cast<const sockaddr_in6 &>(address).sin6_port);
+    return -1;
+}
+
+bool isConnectionOf(int fd, const httplib::Request &req)
+{
+    struct stat info
+    {
+    };
+    if (fstat(fd, &info) != 0 || !S_ISSOCK(info.st_mode))
+        return false;
+    sockaddr_storage local {}, peer {};
+    socklen_t localLength = sizeof local, peerLength = sizeof peer;
+    if (getsockname(fd, reinterpret_cast<sockaddr *>(&local), &localLength) != 0
+        || getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peerLength) != 0)
+        return false;
+    return portOf(local) == req.local_port && portOf(peer) == req.remote_port;
+}
+
+} // namespace
+
+bool dropConnection(const httplib::Request &req)
+{
+#ifdef CPPHTTPLIB_OPENSSL_SUPPORT
+    if (req.ssl) {
+        int fd = SSL_get_fd(req.ssl);
+        return fd >= 0 && ::shutdown(fd, SHUT_RDWR) == 0;
+    }
+#endif
+    DIR *dir = opendir("/proc/self/fd");
+    if (!dir)
+        return false;
+    bool dropped = false;
+    while (dirent *entry = readdir(dir)) {
+        char *end = nullptr;
+        long fd = std::strtol(entry->d_name, &end, 10);
+        if (*end != '\0' || fd < 0 || fd == dirfd(dir))
+            continue;
+        if (isConnectionOf(static_cast<int>(fd), req)) {
+            dropped = ::shutdown(static_cast<int>(fd), SHUT_RDWR) == 0;
+            break;
+        }
+    }
+    closedir(dir);
+    return dropped;
+}
+
+} // namespace tessly::server
