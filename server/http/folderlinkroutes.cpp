@@ -51,7 +51,8 @@ void createFolder(ServiceContext &ctx, const httplib::Request &req, httplib::Res
 {
     const User user = requireUser(ctx, req);
     const Profile profile = requireOwnProfile(ctx, user, req.matches[1]);
-    const Json &payload = payloadOf(parseJsonObject(req));
+    const Json body = parseJsonObject(req);
+    const Json &payload = payloadOf(body);
     const std::string name = requireString(payload, "name", 4096);
     if (!isAcceptableName(name))
         throw badRequest("\"name\" must be a folder name of at most 255 bytes without \"/\" or control characters");
@@ -75,7 +76,8 @@ void createLink(ServiceContext &ctx, const httplib::Request &req, httplib::Respo
 {
     const User user = requireUser(ctx, req);
     const Profile profile = requireOwnProfile(ctx, user, req.matches[1]);
-    const Json &payload = payloadOf(parseJsonObject(req));
+    const Json body = parseJsonObject(req);
+    const Json &payload = payloadOf(body);
     const std::string content = requireString(payload, "content", 8192);
     if (!isWebUrl(content))
         throw badRequest("\"content\" must be an http or https URL of at most 4096 characters");

@@ -1,0 +1,285 @@
+// The JSON API as the desktop client uses it: answers' shapes, listings and
+// their filters, and clear errors for bad input.
+#include "referenceserver.h"
+
+#include <QJsonArray>
+#include <QtTest>
+
+class ServerApiTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ReferenceServer m_server;
+    QString m_alice, m_bob;
+
+    using Reply = ReferenceServer::Reply;
+
+    Reply presign(const QString &name, const QString &mime, const QJsonObject &extra = {})
+    {
+        QJsonObject body { { "name", name }, { "mimeType", mime } };
+        for (auto it = extra.begin(); it != extra.end(); ++it)
+            body.insert(it.key(), it.value());
+        return m_server.api("POST", "/v1/files/alice", m_alice, body);
+    }
+
+    // Presigns and sends the bytes: the file then counts as stored.
+    QJsonObject upload(const QString &name, const QString &mime, const QByteArray &bytes, const QJsonObject &extra = {})
+    {
+        const Reply answer = presign(name, mime, extra);
+        const Reply put
+            = m_server.request("PUT", answer.json()["url"].toString(), bytes, { { "Content-Type", mime.toUtf8() } });
+        if (put.status != 200)
+            qWarning() << "PUT failed" << put.status << put.body;
+        return answer.json();
+    }
+
+    QJsonArray items(const QString &path, const QString &token)
+    {
+        const Reply reply = m_server.api("GET", path, token);
+        if (reply.status != 200)
+            qWarning() << path << reply.status << reply.body;
+        return reply.json()["items"].toArray();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        m_alice = m_server.addUser("alice@example.com", "alice-pass", "alice");
+        m_bob = m_server.addUser("bob@example.com", "bob-pass", "bob", "share.bob.example");
+        QVERIFY(!m_alice.isEmpty() && !m_bob.isEmpty());
+    }
+
+    void meAnswersEmailAndProfiles()
+    {
+        const Reply me = m_server.api("GET", "/v1/users/me", m_bob);
+        QCOMPARE(me.status, 200);
+        QCOMPARE(me.json()["email"].toString(), "bob@example.com");
+        const QJsonObject profile = me.json()["profiles"].toArray().at(0).toObject();
+        QCOMPARE(profile["domain"].toString(), "bob");
+        QCOMPARE(profile["customDomain"].toString(), "share.bob.example");
+        QVERIFY(
+            !m_server.api("GET", "/v1/users/me", m_alice).json()["profiles"][0].toObject().contains("customDomain"));
+        QCOMPARE(m_server.api("GET", "/v1/profiles/alice", m_alice).json()["domain"].toString(), "alice");
+    }
+
+    void tokensAreChecked_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("authorization");
+        QTest::newRow("no header") << "/v1/users/me" << QByteArray();
+        QTest::newRow("wrong token") << "/v1/users/me" << QByteArray("Bearer nope");
+        QTest::newRow("not bearer") << "/v1/files/alice" << ("Basic " + m_alice.toUtf8());
+        QTest::newRow("listing") << "/v1/links/alice?count=12" << QByteArray("Bearer ");
+    }
+
+    void tokensAreChecked()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, authorization);
+        QMap<QByteArray, QByteArray> headers;
+        if (!authorization.isEmpty())
+            headers.insert("Authorization", authorization);
+        const Reply reply = m_server.request("GET", path, {}, headers);
+        QCOMPARE(reply.status, 401);
+        QCOMPARE(reply.json()["error"].toString(), "Unauthorized");
+    }
+
+    void profilesOfOthersAreRefused()
+    {
+        QCOMPARE(m_server.api("GET", "/v1/profiles/bob", m_alice).status, 403);
+        QCOMPARE(m_server.api("GET", "/v1/profiles/nobody", m_alice).status, 404);
+        QCOMPARE(m_server.api("GET", "/v1/files/bob?type=user&count=12", m_alice).status, 403);
+        QCOMPARE(m_server
+                     .api("POST", "/v1/links/bob", m_alice,
+                         { { "payload", QJsonObject { { "content", "https://x.org" } } } })
+                     .status,
+            403);
+        QCOMPARE(m_server.api("GET", "/v1/folders/ghost?type=user&count=12", m_alice).status, 404);
+    }
+
+    void presignAnswersUrlAndFileRecord()
+    {
+        const Reply reply = presign("Screen Shot on 2024-01-02 at 10-11-12.png", "image/png", { { "order", "3" } });
+        QCOMPARE(reply.status, 200);
+        const QJsonObject file = reply.json();
+        QVERIFY(file["url"].toString().contains("X-Amz-Signature="));
+        QCOMPARE(file["domain"].toString(), "alice");
+        QCOMPARE(file["mimeType"].toString(), "image/png");
+        QCOMPARE(file["order"].toString(), "3");
+        // The code is the item number in unpadded URL-safe base64.
+        const qint64 item = file["item"].toInteger();
+        QVERIFY(item > 1600000000000);
+        QCOMPARE(file["code"].toString().toUtf8(),
+            QByteArray::number(item).toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+        QVERIFY(file["thumbnailUrl"].toString().endsWith("/thumbnail"));
+        QVERIFY(!file.contains("customDomain"));
+    }
+
+    void oneFileIs404UntilItsBytesArrive()
+    {
+        const QJsonObject file = presign("later.txt", "text/plain").json();
+        const QString path = "/v1/files/alice/" + QString::number(file["item"].toInteger());
+        const Reply before = m_server.api("GET", path, m_alice);
+        QCOMPARE(before.status, 404);
+        QVERIFY(!before.json().isEmpty()); // a JSON body, not HTML
+        QCOMPARE(m_server.request("PUT", file["url"].toString(), "text").status, 200);
+        const Reply after = m_server.api("GET", path, m_alice);
+        QCOMPARE(after.status, 200);
+        QCOMPARE(after.json()["size"].toInt(), 4);
+        QCOMPARE(after.json()["viewCount"].toInt(), 0);
+        // The code works in place of the number, as the client may send either.
+        QCOMPARE(m_server.api("GET", "/v1/files/alice/" + file["code"].toString(), m_alice).status, 200);
+        QCOMPARE(m_server.api("GET", path, m_bob).status, 403);
+    }
+
+    void itemNumbersAreUniqueAndListingsNewestFirst()
+    {
+        QList<qint64> made;
+        for (int i = 0; i < 5; ++i)
+            made << upload(QString("burst-%1.txt").arg(i), "text/plain", "x")["item"].toInteger();
+        for (int i = 1; i < made.size(); ++i)
+            QVERIFY(made[i] > made[i - 1]);
+        const QJsonArray listed = items("/v1/files/alice?type=user&count=3", m_alice);
+        QCOMPARE(listed.size(), 3);
+        QCOMPARE(listed[0]["item"].toInteger(), made[4]);
+        QCOMPARE(listed[2]["item"].toInteger(), made[2]);
+        QCOMPARE(m_server.api("GET", "/v1/files/alice?count=3", m_alice).json()["count"].toInt(), 3);
+    }
+
+    void listingsFilterByKind()
+    {
+        const QJsonObject doc = upload("notes.md", "text/markdown", "# hi");
+        const QJsonObject folder
+            = m_server.api("POST", "/v1/folders/alice", m_alice, { { "payload", QJsonObject { { "name", "Trip" } } } })
+                  .json();
+        const QJsonObject child = upload("in-folder.png", "image/png", "png",
+            { { "parentItem", "alice/" + QString::number(folder["item"].toInteger()) } });
+        presign("never-sent.png", "image/png");
+
+        const QJsonArray files = items("/v1/files/alice?type=user&count=50", m_alice);
+        QStringList names, mimes;
+        for (const auto &value : files) {
+            names << value.toObject()["name"].toString();
+            mimes << value.toObject()["mimeType"].toString();
+        }
+        QVERIFY(names.contains("Trip")); // folders come with the files...
+        QVERIFY(mimes.contains("tessly/folder"));
+        QVERIFY(names.contains("notes.md"));
+        QVERIFY(!names.contains("never-sent.png")); // ...files without bytes do not
+
+        const QJsonArray docs = items("/v1/files/alice?mimeType=text/markdown&count=12", m_alice);
+        QCOMPARE(docs.size(), 1);
+        QCOMPARE(docs[0]["item"].toInteger(), doc["item"].toInteger());
+
+        const QJsonArray folders = items("/v1/folders/alice?type=user&count=12", m_alice);
+        QCOMPARE(folders.size(), 1);
+        QCOMPARE(folders[0]["mimeType"].toString(), "tessly/folder");
+        QVERIFY(!folders[0].toObject().contains("size"));
+
+        const QString inside
+            = "/v1/files/alice?count=12&parentItem=alice/" + QString::number(folder["item"].toInteger());
+        const QJsonArray contents = items(inside, m_alice);
+        QCOMPARE(contents.size(), 1);
+        QCOMPARE(contents[0]["item"].toInteger(), child["item"].toInteger());
+        QCOMPARE(contents[0]["parentItem"].toString(), "alice/" + QString::number(folder["item"].toInteger()));
+    }
+
+    void folderAnswerCarriesWhatTheClientReads()
+    {
+        const QJsonObject parent
+            = m_server.api("POST", "/v1/folders/bob", m_bob, { { "payload", QJsonObject { { "name", "Outer" } } } })
+                  .json();
+        const Reply reply = m_server.api("POST", "/v1/folders/bob", m_bob,
+            { { "payload",
+                QJsonObject { { "name", "Upload 2024-01-02 at 10.11.12" },
+                    { "parentItem", "bob/" + QString::number(parent["item"].toInteger()) }, { "order", 0 } } } });
+        QCOMPARE(reply.status, 200);
+        const QJsonObject folder = reply.json();
+        QCOMPARE(folder["domain"].toString(), "bob");
+        QCOMPARE(folder["customDomain"].toString(), "share.bob.example");
+        QVERIFY(!folder["code"].toString().isEmpty());
+        QVERIFY(folder["item"].toInteger() > parent["item"].toInteger());
+        QCOMPARE(folder["order"].toString(), "0");
+        QVERIFY(folder["shareUrl"].toString().startsWith("http://share.bob.example/"));
+    }
+
+    void linksAreCreatedAndListed()
+    {
+        const Reply reply = m_server.api("POST", "/v1/links/alice", m_alice,
+            { { "payload", QJsonObject { { "content", "https://example.org/a?b=c" } } } });
+        QCOMPARE(reply.status, 200);
+        const QJsonObject link = reply.json();
+        QVERIFY(!link["slug"].toString().isEmpty());
+        QCOMPARE(link["domain"].toString(), "alice");
+        QVERIFY(!link.contains("customDomain"));
+        QCOMPARE(link["shareUrl"].toString(), "http://alice." + m_server.webDomain() + "/l/" + link["slug"].toString());
+        const QJsonArray links = items("/v1/links/alice?count=12", m_alice);
+        QCOMPARE(links[0]["slug"].toString(), link["slug"].toString());
+        QCOMPARE(links[0]["content"].toString(), "https://example.org/a?b=c");
+    }
+
+    void badInputGetsAClearError_data()
+    {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<int>("status");
+        const QByteArray longName = "\"" + QByteArray(300, 'a') + ".png\"";
+        QTest::newRow("malformed json") << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":") << 400;
+        QTest::newRow("array body") << QByteArray("POST") << "/v1/files/alice" << QByteArray("[1]") << 400;
+        QTest::newRow("missing name") << QByteArray("POST") << "/v1/files/alice"
+                                      << QByteArray("{\"mimeType\":\"image/png\"}") << 400;
+        QTest::newRow("name not a string")
+            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":5}") << 400;
+        QTest::newRow("oversized name") << QByteArray("POST") << "/v1/files/alice" << ("{\"name\":" + longName + "}")
+                                        << 400;
+        QTest::newRow("traversal in name")
+            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"../../etc/passwd\"}") << 400;
+        QTest::newRow("dot-dot name") << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"..\"}")
+                                      << 400;
+        QTest::newRow("bad mime") << QByteArray("POST") << "/v1/files/alice"
+                                  << QByteArray("{\"name\":\"a\",\"mimeType\":\"png\"}") << 400;
+        QTest::newRow("unknown parent") << QByteArray("POST") << "/v1/files/alice"
+                                        << QByteArray("{\"name\":\"a\",\"parentItem\":\"alice/123\"}") << 404;
+        QTest::newRow("parent of other profile") << QByteArray("POST") << "/v1/files/alice"
+                                                 << QByteArray("{\"name\":\"a\",\"parentItem\":\"bob/1\"}") << 400;
+        QTest::newRow("unknown type") << QByteArray("POST") << "/v1/files/alice"
+                                      << QByteArray("{\"name\":\"a\",\"type\":\"resumable\"}") << 400;
+        QTest::newRow("multipart without size")
+            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"a\",\"type\":\"multipart\"}") << 400;
+        QTest::newRow("negative size") << QByteArray("POST") << "/v1/files/alice"
+                                       << QByteArray("{\"name\":\"a\",\"type\":\"multipart\",\"size\":-1}") << 400;
+        QTest::newRow("link without payload")
+            << QByteArray("POST") << "/v1/links/alice" << QByteArray("{\"content\":\"https://a.b\"}") << 400;
+        QTest::newRow("link not http") << QByteArray("POST") << "/v1/links/alice"
+                                       << QByteArray("{\"payload\":{\"content\":\"javascript:alert(1)\"}}") << 400;
+        QTest::newRow("folder with slash")
+            << QByteArray("POST") << "/v1/folders/alice" << QByteArray("{\"payload\":{\"name\":\"a/b\"}}") << 400;
+        QTest::newRow("order as object") << QByteArray("POST") << "/v1/folders/alice"
+                                         << QByteArray("{\"payload\":{\"name\":\"a\",\"order\":{}}}") << 400;
+        QTest::newRow("count out of range") << QByteArray("GET") << "/v1/files/alice?count=0" << QByteArray() << 400;
+        QTest::newRow("unknown type filter")
+            << QByteArray("GET") << "/v1/folders/alice?type=team" << QByteArray() << 400;
+        QTest::newRow("unknown endpoint") << QByteArray("GET") << "/v1/nothing" << QByteArray() << 404;
+        QTest::newRow("huge body") << QByteArray("POST") << "/v1/links/alice" << QByteArray(2 << 20, ' ') << 413;
+    }
+
+    void badInputGetsAClearError()
+    {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        QFETCH(QByteArray, body);
+        QFETCH(int, status);
+        const Reply reply = m_server.request(method, path, body,
+            { { "Authorization", "Bearer " + m_alice.toUtf8() }, { "Content-Type", "application/json" } });
+        QCOMPARE(reply.status, status);
+        QVERIFY2(!reply.json()["message"].toString().isEmpty(), reply.body.constData());
+        // Nothing was half-made: the service still answers normally.
+        QCOMPARE(m_server.api("GET", "/v1/users/me", m_alice).status, 200);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerApiTest)
+#include "tst_server_api.moc"

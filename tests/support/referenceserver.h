@@ -1,0 +1,89 @@
+// Runs the real tessly-server for a test: a fresh data folder, a free port on
+// 127.0.0.1, and helpers for the admin endpoint. The binary comes from
+// TESSLY_SERVER_BIN.
+#pragma once
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMap>
+#include <QNetworkReply>
+#include <QObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <memory>
+
+class QNetworkAccessManager;
+
+class ReferenceServer : public QObject
+{
+    Q_OBJECT
+public:
+    struct Options
+    {
+        qint64 partSize = 0; // 0: the server's default (5 MiB)
+        QString faults; // fault spec, see the server's /admin/faults
+        QString webDomain; // empty: "localhost:PORT"
+        QString urlScheme; // empty: "tessly"
+        bool tls = false; // HTTPS with a self-signed certificate
+        int presignExpirySeconds = 0;
+        QString s3Endpoint; // external S3 store when set
+        QString s3Bucket = QStringLiteral("tessly");
+        QString s3Region = QStringLiteral("us-east-1");
+        QString s3AccessKey;
+        QString s3SecretKey;
+        QStringList extraArguments;
+    };
+
+    struct Reply
+    {
+        int status = 0;
+        QNetworkReply::NetworkError error = QNetworkReply::NoError;
+        QByteArray body;
+        QMap<QByteArray, QByteArray> headers; // names in lower case
+        QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
+    };
+
+    explicit ReferenceServer(QObject *parent = nullptr);
+    ~ReferenceServer() override;
+
+    bool start();
+    bool start(const Options &options);
+    bool restart(); // same data folder and options
+    void stop();
+    bool isRunning() const;
+    QString errorString() const { return m_error; }
+
+    QUrl baseUrl() const { return m_baseUrl; } // "http://127.0.0.1:PORT"
+    QString apiUrl() const; // baseUrl + "/v1/"
+    QString webDomain() const;
+    int port() const { return m_baseUrl.port(); }
+    QString dataDir() const;
+    QString caCertificatePath() const; // with tls: the server's self-signed certificate
+    QString serverLog() const; // the server's stderr so far
+
+    // Creates an account with one profile; returns its bearer token (empty on failure).
+    QString addUser(
+        const QString &email, const QString &password, const QString &profile, const QString &customDomain = {});
+    bool setFaults(const QString &spec);
+    QJsonObject faultCounters();
+    QMap<int, int> partPutCounts(const QString &uploadId); // every PUT that reached the store
+    QMap<int, int> partStoredCounts(const QString &uploadId); // those that were stored
+
+    // A blocking request for tests. `url` may be a path on baseUrl(). Redirects are not followed.
+    Reply request(const QByteArray &method, const QString &url, const QByteArray &body = {},
+        const QMap<QByteArray, QByteArray> &headers = {});
+    Reply api(const QByteArray &method, const QString &path, const QString &token, const QJsonObject &body = {});
+
+private:
+    QStringList serveArguments() const;
+    QJsonObject partCounts(const QString &uploadId);
+
+    Options m_options;
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QProcess> m_process;
+    std::unique_ptr<QNetworkAccessManager> m_network;
+    QUrl m_baseUrl;
+    QString m_error;
+};
