@@ -1,0 +1,373 @@
+// The object store behind presigned URLs: signature checks, single PUTs and
+// multipart uploads with S3's rules for parts, ETags and completion.
+#include "referenceserver.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QRandomGenerator>
+#include <QtTest>
+
+namespace {
+
+constexpr qint64 kPartSize = 64 * 1024;
+
+QByteArray quotedMd5(const QByteArray &bytes)
+{
+    return '"' + QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex() + '"';
+}
+
+QByteArray randomBytes(qsizetype size)
+{
+    QByteArray out(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        out[i] = char(QRandomGenerator::global()->bounded(256));
+    return out;
+}
+
+} // namespace
+
+class ServerObjectsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    using Reply = ReferenceServer::Reply;
+    ReferenceServer m_server;
+    QString m_token;
+
+    struct Multipart
+    {
+        QString uploadId, key, code;
+        qint64 partSize = 0;
+        QByteArray bytes;
+        QMap<int, QByteArray> etags;
+    };
+
+    Multipart initiate(const QByteArray &bytes, const QString &token = {})
+    {
+        const Reply reply = m_server.api("POST", "/v1/files/alice", token.isEmpty() ? m_token : token,
+            { { "name", "movie.mov" }, { "mimeType", "video/quicktime" }, { "size", double(bytes.size()) },
+                { "type", "multipart" }, { "order", "2" } });
+        Multipart upload;
+        upload.uploadId = reply.json()["uploadId"].toString();
+        upload.key = reply.json()["key"].toString();
+        upload.code = reply.json()["code"].toString();
+        upload.partSize = reply.json()["partSize"].toInteger();
+        upload.bytes = bytes;
+        return upload;
+    }
+
+    Reply partUrls(const Multipart &upload, const QJsonArray &numbers)
+    {
+        return m_server.api("POST", "/v1/files/alice/parts", m_token,
+            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "partNumbers", numbers } });
+    }
+
+    QString partUrl(const Multipart &upload, int number)
+    {
+        return partUrls(upload, { number }).json()["parts"].toArray().at(0).toObject()["url"].toString();
+    }
+
+    Reply putPart(Multipart &upload, int number, const QByteArray &bytes)
+    {
+        const Reply reply = m_server.request(
+            "PUT", partUrl(upload, number), bytes, { { "Content-Type", "application/octet-stream" } });
+        upload.etags[number] = reply.headers.value("etag");
+        return reply;
+    }
+
+    void putAllParts(Multipart &upload)
+    {
+        for (int n = 1; (n - 1) * upload.partSize < upload.bytes.size(); ++n)
+            QCOMPARE(putPart(upload, n, upload.bytes.mid((n - 1) * upload.partSize, upload.partSize)).status, 200);
+    }
+
+    Reply complete(const Multipart &upload, const QJsonArray &parts)
+    {
+        return m_server.api("POST", "/v1/files/alice/complete", m_token,
+            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "parts", parts } });
+    }
+
+    QJsonArray partList(const Multipart &upload)
+    {
+        QJsonArray parts;
+        for (auto it = upload.etags.begin(); it != upload.etags.end(); ++it)
+            parts.append(QJsonObject { { "partNumber", it.key() }, { "etag", QString::fromUtf8(it.value()) } });
+        return parts;
+    }
+
+    QByteArray download(const QString &code)
+    {
+        return m_server
+            .request("GET", "/" + code + "/download", {}, { { "Host", "alice." + m_server.webDomain().toUtf8() } })
+            .body;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        ReferenceServer::Options options;
+        options.partSize = kPartSize;
+        QVERIFY2(m_server.start(options), qPrintable(m_server.errorString()));
+        m_token = m_server.addUser("alice@example.com", "alice-pass", "alice");
+        QVERIFY(!m_token.isEmpty());
+    }
+
+    void singlePutStoresExactBytesWhateverTheContentType_data()
+    {
+        QTest::addColumn<QByteArray>("contentType");
+        QTest::newRow("file's own type") << QByteArray("image/png");
+        QTest::newRow("octet stream") << QByteArray("application/octet-stream");
+        QTest::newRow("none") << QByteArray();
+    }
+
+    void singlePutStoresExactBytesWhateverTheContentType()
+    {
+        QFETCH(QByteArray, contentType);
+        const QJsonObject file
+            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "shot.png" }, { "mimeType", "image/png" } })
+                  .json();
+        const QByteArray bytes = randomBytes(100000);
+        QMap<QByteArray, QByteArray> headers;
+        if (!contentType.isEmpty())
+            headers.insert("Content-Type", contentType);
+        const Reply put = m_server.request("PUT", file["url"].toString(), bytes, headers);
+        QCOMPARE(put.status, 200);
+        QCOMPARE(put.headers.value("etag"), quotedMd5(bytes));
+        QCOMPARE(download(file["code"].toString()), bytes);
+    }
+
+    void alteredPresignedUrlsAreRefused_data()
+    {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<QByteArray>("code");
+        QTest::newRow("signature") << "X-Amz-Signature="
+                                   << "X-Amz-Signature=0" << QByteArray("SignatureDoesNotMatch");
+        QTest::newRow("longer lifetime") << "X-Amz-Expires=3600"
+                                         << "X-Amz-Expires=7200" << QByteArray("SignatureDoesNotMatch");
+        QTest::newRow("other object") << "/store/alice/"
+                                      << "/store/alice/1" << QByteArray("SignatureDoesNotMatch");
+        QTest::newRow("no signature") << "&X-Amz-Signature="
+                                      << "&X-Amz-Nothing=" << QByteArray("AccessDenied");
+        QTest::newRow("other access key") << "tessly-embedded"
+                                          << "someone-else" << QByteArray("InvalidAccessKeyId");
+    }
+
+    void alteredPresignedUrlsAreRefused()
+    {
+        QFETCH(QString, from);
+        QFETCH(QString, to);
+        QFETCH(QByteArray, code);
+        const QJsonObject file
+            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        QString url = file["url"].toString();
+        QVERIFY(url.contains(from));
+        url.replace(from, to);
+        const Reply put = m_server.request("PUT", url, "should not be kept");
+        QCOMPARE(put.status, 403);
+        QCOMPARE(put.headers.value("content-type"), QByteArray("application/xml"));
+        QVERIFY2(put.body.contains("<Code>" + code + "</Code>"), put.body.constData());
+        const QString one = "/v1/files/alice/" + QString::number(file["item"].toInteger());
+        QCOMPARE(m_server.api("GET", one, m_token).status, 404);
+    }
+
+    void signatureCoversTheHost()
+    {
+        const QJsonObject file
+            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        const Reply put = m_server.request("PUT", file["url"].toString(), "x", { { "Host", "evil.example:1" } });
+        QCOMPARE(put.status, 403);
+        QVERIFY(put.body.contains("SignatureDoesNotMatch"));
+    }
+
+    void expiredUrlsAreRefused()
+    {
+        ReferenceServer shortLived;
+        ReferenceServer::Options options;
+        options.presignExpirySeconds = 1;
+        QVERIFY2(shortLived.start(options), qPrintable(shortLived.errorString()));
+        const QString token = shortLived.addUser("e@example.com", "e-pass", "eve");
+        const QString fresh
+            = shortLived.api("POST", "/v1/files/eve", token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
+                  .json()["url"]
+                  .toString();
+        const QString stale
+            = shortLived.api("POST", "/v1/files/eve", token, { { "name", "b.txt" }, { "mimeType", "text/plain" } })
+                  .json()["url"]
+                  .toString();
+        QCOMPARE(shortLived.request("PUT", fresh, "in time").status, 200);
+        QTest::qWait(2200);
+        const Reply late = shortLived.request("PUT", stale, "too late");
+        QCOMPARE(late.status, 403);
+        QVERIFY2(
+            late.body.contains("<Code>AccessDenied</Code>") && late.body.contains("expired"), late.body.constData());
+    }
+
+    void multipartUploadAssemblesThePartsInOrder()
+    {
+        Multipart upload = initiate(randomBytes(kPartSize * 2 + 1234));
+        QCOMPARE(upload.partSize, kPartSize);
+        QVERIFY(!upload.code.isEmpty());
+        const QJsonArray parts = partUrls(upload, { 3, 1, 2 }).json()["parts"].toArray();
+        QCOMPARE(parts.size(), 3);
+        QCOMPARE(parts[0].toObject()["partNumber"].toInt(), 3);
+        // Parts may arrive in any order; the ETag is the part's quoted MD5.
+        for (int n : { 3, 1, 2 }) {
+            const QByteArray bytes = upload.bytes.mid((n - 1) * kPartSize, kPartSize);
+            QCOMPARE(putPart(upload, n, bytes).status, 200);
+            QCOMPARE(upload.etags[n], quotedMd5(bytes));
+        }
+        QJsonArray list = partList(upload);
+        list[1]
+            = QJsonObject { { "partNumber", 2 }, { "etag", QString(upload.etags[2]).remove('"') } }; // unquoted is fine
+        const Reply done = complete(upload, list);
+        QCOMPARE(done.status, 200);
+        QVERIFY2(done.json()["etag"].toString().endsWith("-3\""), done.body.constData());
+        QCOMPARE(done.json()["size"].toInteger(), upload.bytes.size());
+        QCOMPARE(done.json()["code"].toString(), upload.code);
+        QCOMPARE(done.json()["order"].toString(), "2");
+        QCOMPARE(download(upload.code), upload.bytes);
+        // Completed uploads are gone for good.
+        QCOMPARE(complete(upload, list).json()["error"].toString(), "NoSuchUpload");
+    }
+
+    void partSizeKeepsUploadsWithinTenThousandParts_data()
+    {
+        QTest::addColumn<double>("size");
+        QTest::addColumn<qint64>("partSize");
+        QTest::newRow("small file") << 10.0 << kPartSize;
+        QTest::newRow("exactly 10000 parts") << double(kPartSize * 10000) << kPartSize;
+        QTest::newRow("one byte more") << double(kPartSize * 10000 + 1) << kPartSize + 1;
+        QTest::newRow("5 TiB") << 5.0 * 1024 * 1024 * 1024 * 1024 << qint64(549755814);
+    }
+
+    void partSizeKeepsUploadsWithinTenThousandParts()
+    {
+        QFETCH(double, size);
+        QFETCH(qint64, partSize);
+        const Reply reply = m_server.api("POST", "/v1/files/alice", m_token,
+            { { "name", "huge.bin" }, { "mimeType", "application/octet-stream" }, { "size", size },
+                { "type", "multipart" } });
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.json()["partSize"].toInteger(), partSize);
+        QVERIFY(reply.json()["partCount"].toInteger() <= 10000);
+    }
+
+    void completeChecksPartsAndEtags_data()
+    {
+        QTest::addColumn<QString>("breakage");
+        QTest::addColumn<QString>("code");
+        QTest::newRow("wrong etag") << "wrong-etag"
+                                    << "InvalidPart";
+        QTest::newRow("descending") << "descending"
+                                    << "InvalidPartOrder";
+        QTest::newRow("duplicate") << "duplicate"
+                                   << "InvalidPartOrder";
+        QTest::newRow("missing part") << "missing-part"
+                                      << "InvalidPart";
+        QTest::newRow("missing etag") << "missing-etag"
+                                      << "InvalidPart";
+        QTest::newRow("part number zero") << "part-zero"
+                                          << "InvalidArgument";
+        QTest::newRow("part number past the end") << "part-past-end"
+                                                  << "InvalidArgument";
+        QTest::newRow("empty list") << "empty"
+                                    << "MalformedXML";
+    }
+
+    void completeChecksPartsAndEtags()
+    {
+        QFETCH(QString, breakage);
+        QFETCH(QString, code);
+        Multipart upload = initiate(randomBytes(kPartSize * 2 + 10));
+        putAllParts(upload);
+        QJsonArray parts = partList(upload);
+        auto entry = [&](int index) { return parts[index].toObject(); };
+        if (breakage == "wrong-etag")
+            parts[1] = QJsonObject { { "partNumber", 2 }, { "etag", QString(quotedMd5("other")) } };
+        else if (breakage == "descending")
+            parts = { entry(0), entry(2), entry(1) };
+        else if (breakage == "duplicate")
+            parts = { entry(0), entry(1), entry(1), entry(2) };
+        else if (breakage == "missing-part")
+            parts.removeAt(1);
+        else if (breakage == "missing-etag")
+            parts[2] = QJsonObject { { "partNumber", 3 } };
+        else if (breakage == "part-zero")
+            parts.prepend(QJsonObject { { "partNumber", 0 }, { "etag", "x" } });
+        else if (breakage == "part-past-end")
+            parts.append(QJsonObject { { "partNumber", 4 }, { "etag", "x" } });
+        else if (breakage == "empty")
+            parts = {};
+        const Reply refused = complete(upload, parts);
+        QCOMPARE(refused.status, 400);
+        QCOMPARE(refused.json()["error"].toString(), code);
+        // A refused completion keeps the upload: the right list still works.
+        QCOMPARE(complete(upload, partList(upload)).status, 200);
+        QCOMPARE(download(upload.code), upload.bytes);
+    }
+
+    void resentPartReplacesTheEarlierOne()
+    {
+        Multipart upload = initiate(randomBytes(kPartSize + 5));
+        putAllParts(upload);
+        const QByteArray firstEtag = upload.etags[1];
+        QByteArray changed = upload.bytes;
+        changed[0] = char(changed[0] ^ 0xff);
+        QCOMPARE(putPart(upload, 1, changed.left(kPartSize)).status, 200);
+        QJsonArray stale = partList(upload);
+        stale[0] = QJsonObject { { "partNumber", 1 }, { "etag", QString::fromUtf8(firstEtag) } };
+        QCOMPARE(complete(upload, stale).json()["error"].toString(), "InvalidPart");
+        QCOMPARE(complete(upload, partList(upload)).status, 200);
+        QCOMPARE(download(upload.code), changed);
+    }
+
+    void partsAreCheckedAgainstTheUpload()
+    {
+        Multipart upload = initiate(randomBytes(kPartSize * 2));
+        QCOMPARE(partUrls(upload, { 0 }).status, 400);
+        QCOMPARE(partUrls(upload, { 3 }).status, 400);
+        QCOMPARE(partUrls(upload, { "1" }).status, 400);
+        Multipart wrongKey = upload;
+        wrongKey.key = "alice/1";
+        QCOMPARE(partUrls(wrongKey, { 1 }).status, 400);
+        Multipart unknown = upload;
+        unknown.uploadId = "no-such-upload";
+        const Reply missing = partUrls(unknown, { 1 });
+        QCOMPARE(missing.status, 404);
+        QCOMPARE(missing.json()["error"].toString(), "NoSuchUpload");
+
+        const QString bob = m_server.addUser("bob@example.com", "bob-pass", "bob");
+        const Reply foreign = m_server.api("POST", "/v1/files/bob/parts", bob,
+            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "partNumbers", QJsonArray { 1 } } });
+        QCOMPARE(foreign.status, 403);
+    }
+
+    void abortDropsTheUploadAndItsParts()
+    {
+        Multipart upload = initiate(randomBytes(kPartSize * 2));
+        const QString url = partUrl(upload, 2);
+        QCOMPARE(putPart(upload, 1, upload.bytes.left(kPartSize)).status, 200);
+        const Reply aborted = m_server.api(
+            "POST", "/v1/files/alice/abort", m_token, { { "key", upload.key }, { "uploadId", upload.uploadId } });
+        QCOMPARE(aborted.status, 204);
+        QVERIFY(aborted.body.isEmpty());
+        const Reply late = m_server.request("PUT", url, upload.bytes.mid(kPartSize));
+        QCOMPARE(late.status, 404);
+        QVERIFY(late.body.contains("<Code>NoSuchUpload</Code>"));
+        QCOMPARE(partUrls(upload, { 2 }).status, 404);
+        QCOMPARE(complete(upload, partList(upload)).json()["error"].toString(), "NoSuchUpload");
+        QCOMPARE(m_server
+                     .api("POST", "/v1/files/alice/abort", m_token,
+                         { { "key", upload.key }, { "uploadId", upload.uploadId } })
+                     .status,
+            404);
+        QVERIFY(!QDir(m_server.dataDir() + "/store/uploads/" + upload.uploadId).exists());
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerObjectsTest)
+#include "tst_server_objects.moc"
