@@ -170,6 +170,9 @@ ReferenceServer::Reply ReferenceServer::request(
     QUrl target = url.startsWith(QLatin1Char('/')) ? QUrl(m_baseUrl.toString() + url) : QUrl(url);
     QNetworkRequest request(target);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    // Each request stands alone: cookies go only where a test sets them.
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     for (auto it = headers.begin(); it != headers.end(); ++it)
         request.setRawHeader(it.key(), it.value());
     if (m_options.tls) {
