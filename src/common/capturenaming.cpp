@@ -29,7 +29,11 @@ QString nameForFile(const QString &name, const QString &extension, bool useCurre
 
 QString temporaryDirectory()
 {
+    // QDir::tempPath() is empty when TMPDIR names a folder that does not
+    // exist; appending a name to that would write into "/".
     QString dir = QDir::tempPath();
+    if (dir.isEmpty())
+        dir = QStringLiteral("/tmp");
     if (!dir.endsWith(QLatin1Char('/')))
         dir += QLatin1Char('/');
     return dir;

@@ -81,6 +81,9 @@ private Q_SLOTS:
         }
         qputenv("TMPDIR", "/");
         QCOMPARE(CaptureNaming::temporaryDirectory(), QStringLiteral("/"));
+        // A TMPDIR that does not exist must not turn into the root folder.
+        qputenv("TMPDIR", tmp.filePath("missing").toUtf8());
+        QCOMPARE(CaptureNaming::temporaryDirectory(), QStringLiteral("/tmp/"));
         qputenv("TMPDIR", saved);
     }
 };

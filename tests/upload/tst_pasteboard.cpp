@@ -1,0 +1,316 @@
+// Pasteboard against mime data as a drop hands it over; the real X11
+// clipboard path is covered by tst_pasteboard_e2e.
+#include "logcapture.h"
+#include "pasteboard.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QMimeData>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// A 1x1 GIF: Qt reads GIF but cannot write it.
+const QByteArray kGif = QByteArray::fromBase64("R0lGODlhAQABAIAAAAAAAP///yH5BAEAAAAALAAAAAABAAEAAAIBRAA7");
+
+QByteArray encoded(const char *format, QColor color = Qt::red)
+{
+    QImage image(4, 3, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+const QRegularExpression kDefaultName(R"(^Image upload at \d{4}-\d\d-\d\d \d\d-\d\d-\d\d\.(png|jpg|gif)$)");
+
+} // namespace
+
+class TestPasteboard : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_tmp; // the temporary directory the code under test writes to
+    QTemporaryDir m_files; // where "other applications" keep their files
+    QByteArray m_savedTmpdir;
+
+    QString writeFile(const QString &name, const QByteArray &bytes)
+    {
+        const QString path = m_files.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write fixture %s", qPrintable(path));
+        return path;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_tmp.isValid() && m_files.isValid());
+        m_savedTmpdir = qgetenv("TMPDIR");
+        qputenv("TMPDIR", m_tmp.path().toUtf8());
+    }
+
+    void cleanupTestCase() { qputenv("TMPDIR", m_savedTmpdir); }
+
+    void cleanup()
+    {
+        QDir dir(m_tmp.path());
+        for (const QString &name : dir.entryList(QDir::Files | QDir::Hidden))
+            dir.remove(name);
+    }
+
+    void imageSourcesInOrderOfPreference_data()
+    {
+        QTest::addColumn<QVariantMap>("offered");
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<QByteArray>("written");
+
+        const QByteArray png = encoded("PNG"), jpg = encoded("JPEG");
+        const QString pageWithJpeg = "<p>hi</p><img src=\"data:image/jpeg;base64," + jpg.toBase64() + "\">";
+        QTest::newRow("PNG and JPEG: JPEG wins")
+            << QVariantMap { { "image/png", png }, { "image/jpeg", jpg } } << "jpg" << jpg;
+        QTest::newRow("GIF ahead of everything")
+            << QVariantMap { { "image/png", png }, { "image/jpeg", jpg }, { "image/gif", kGif } } << "gif" << kGif;
+        QTest::newRow("non-standard image/jpg") << QVariantMap { { "image/jpg", jpg } } << "jpg" << jpg;
+        QTest::newRow("PNG ahead of the page's image")
+            << QVariantMap { { "image/png", png }, { "text/html", pageWithJpeg.toUtf8() } } << "png" << png;
+        QTest::newRow("page alone gives its image")
+            << QVariantMap { { "text/html", pageWithJpeg.toUtf8() } } << "jpg" << jpg;
+        QTest::newRow("empty JPEG falls through to PNG")
+            << QVariantMap { { "image/jpeg", QByteArray() }, { "image/png", png } } << "png" << png;
+    }
+
+    void imageSourcesInOrderOfPreference()
+    {
+        QFETCH(QVariantMap, offered);
+        QFETCH(QString, extension);
+        QFETCH(QByteArray, written);
+
+        QMimeData mime;
+        for (auto it = offered.cbegin(); it != offered.cend(); ++it)
+            mime.setData(it.key(), it.value().toByteArray());
+        LogCapture log;
+        const QString path = Pasteboard(&mime).imageDataPath();
+
+        QCOMPARE(QFileInfo(path).absolutePath(), QDir(m_tmp.path()).canonicalPath());
+        QVERIFY2(kDefaultName.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
+        QVERIFY(path.endsWith("." + extension));
+        QCOMPARE(readFile(path), written);
+        QVERIFY(log.contains("Got default data: " + extension));
+        for (auto it = offered.cbegin(); it != offered.cend(); ++it)
+            QVERIFY(log.contains(QStringLiteral("%1 %2").arg(it.key()).arg(it.value().toByteArray().size())));
+    }
+
+    void otherImagesBecomePng()
+    {
+        QMimeData bmp;
+        bmp.setData("image/bmp", encoded("BMP", Qt::blue));
+        QMimeData tiff;
+        tiff.setData("image/tiff", encoded("TIFF", Qt::blue));
+        QMimeData decoded; // what Qt offers for any image it can decode
+        QImage image(4, 3, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        decoded.setImageData(image);
+
+        for (const QMimeData *mime : { &bmp, &tiff, &decoded }) {
+            const QString path = Pasteboard(mime).imageDataPath();
+            QVERIFY(path.endsWith(".png"));
+            QImage written;
+            QVERIFY(written.loadFromData(readFile(path), "PNG"));
+            QCOMPARE(written.size(), QSize(4, 3));
+            QCOMPARE(written.pixelColor(2, 1), QColor(Qt::blue));
+            QFile::remove(path);
+        }
+    }
+
+    void noImageWritesNothing()
+    {
+        QMimeData mime;
+        mime.setText("just text");
+        LogCapture log;
+        const Pasteboard pasteboard(&mime);
+        QVERIFY(!pasteboard.hasImage());
+        const QString path = pasteboard.imageDataPath();
+        QVERIFY(path.startsWith(m_tmp.path()) || path.startsWith(QDir(m_tmp.path()).canonicalPath()));
+        QVERIFY(!QFileInfo::exists(path));
+        QVERIFY(QDir(m_tmp.path()).isEmpty());
+        QVERIFY(log.contains("Image data unavailable in drag operation."));
+
+        QVERIFY(Pasteboard(nullptr).imageDataPath().endsWith(".png"));
+    }
+
+    void unwritableTargetReportsEmpty()
+    {
+        // A folder already holds the name the image would be written under.
+        QVERIFY(QDir(m_tmp.path()).mkdir("cat.png"));
+        QMimeData mime;
+        mime.setData("image/png", encoded("PNG"));
+        mime.setData("text/uri-list", "https://example.com/cat.png");
+        LogCapture log;
+        QCOMPARE(Pasteboard(&mime).imageDataPath(), QString());
+        QVERIFY(log.containsText(
+            "Could not write clipboard image to " + QDir(m_tmp.path()).canonicalPath() + "/cat.png: "));
+        QVERIFY(QFileInfo(m_tmp.filePath("cat.png")).isDir());
+        QDir(m_tmp.path()).rmdir("cat.png");
+    }
+
+    void webPageImages_data()
+    {
+        QTest::addColumn<QString>("html");
+        QTest::addColumn<QString>("extension"); // empty: no image
+
+        const QString jpegFile = writeFile("photo & co.jpg", encoded("JPEG"));
+        const QString pngNamedJpg = writeFile("really-a-png.jpg", encoded("PNG"));
+        const QString gif = "data:image/gif;base64," + kGif.toBase64();
+        QTest::newRow("remote sources are skipped, never fetched")
+            << "<img src=\"http://127.0.0.1:9/x.png\"><IMG alt=x SRC='" + gif + "'>"
+            << "gif";
+        QTest::newRow("file URL with an entity")
+            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString().replace("&", "&amp;") + "\">"
+            << "jpg";
+        QTest::newRow("a file's type is judged by its content")
+            << "<img src=" + QUrl::fromLocalFile(pngNamedJpg).toString(QUrl::FullyEncoded) + ">"
+            << "png";
+        QTest::newRow("base64 broken over lines")
+            << "<img src=\"data:image/gif;base64," + QString(kGif.toBase64()).insert(8, "\n  ") + "\">"
+            << "gif";
+        QTest::newRow("other image types do not count")
+            << "<img src=\"data:image/svg+xml;utf8,<svg/>\"><img src=\"data:image/webp;base64,UklGRg==\">"
+            << "";
+        QTest::newRow("corrupt base64") << "<img src=\"data:image/png;base64,%%%%\">"
+                                        << "";
+        QTest::newRow("missing file") << "<img src=\"file:///nonexistent/tessly.png\">"
+                                      << "";
+        QTest::newRow("no image") << "<p>data:image/png;base64,AAAA</p>"
+                                  << "";
+    }
+
+    void webPageImages()
+    {
+        QFETCH(QString, html);
+        QFETCH(QString, extension);
+        QMimeData mime;
+        mime.setHtml(html);
+        const Pasteboard pasteboard(&mime);
+        QCOMPARE(pasteboard.extensionFromWebArchive(), extension);
+        QCOMPARE(pasteboard.imageDataFromWebArchive().isEmpty(), extension.isEmpty());
+        QCOMPARE(pasteboard.hasImage(), !extension.isEmpty());
+        if (!extension.isEmpty()) {
+            QImage image;
+            QVERIFY(image.loadFromData(pasteboard.imageDataFromWebArchive()));
+        }
+    }
+
+    void fileNames_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("name"); // empty: the dated default
+
+        QTest::newRow("query dropped") << "text/uri-list" << QByteArray("https://example.com/i/cat.png?w=200\r\n")
+                                       << "cat.png";
+        QTest::newRow("first image URL in order")
+            << "text/uri-list" << QByteArray("# comment\r\nhttps://e.com/readme.txt\r\nhttps://e.com/a.gif\r\n")
+            << "a.gif";
+        QTest::newRow("jpeg does not match") << "text/uri-list" << QByteArray("https://example.com/photo.jpeg") << "";
+        QTest::newRow("extension case matters") << "text/uri-list" << QByteArray("https://example.com/PHOTO.JPG") << "";
+        QTest::newRow("percent-decoded") << "text/uri-list" << QByteArray("https://e.com/my%20cat%C3%A9.png")
+                                         << "my caté.png";
+        QTest::newRow("encoded slash stays encoded")
+            << "text/uri-list" << QByteArray("https://e.com/a%2F..%2Fb.png") << "a%2F..%2Fb.png";
+        QTest::newRow("hidden name is no name") << "text/uri-list" << QByteArray("https://e.com/.png?x=1") << "";
+        QTest::newRow("too long for a file name")
+            << "text/uri-list" << QByteArray("https://e.com/" + QByteArray(300, 'a') + ".png") << "";
+        QTest::newRow("Firefox x-moz-url in UTF-16")
+            << "text/x-moz-url" << QByteArray(reinterpret_cast<const char *>(u"https://e.com/dog.jpg\nA dog"), 2 * 27)
+            << "dog.jpg";
+        QTest::newRow("Chromium img source")
+            << "text/html" << QByteArray("<meta charset='utf-8'><img src=\"https://e.com/p/owl.gif?s=1&amp;t=2\"/>")
+            << "owl.gif";
+        QTest::newRow("data URL is not a name")
+            << "text/uri-list" << QByteArray("data:image/png;base64,iVBORw0KGgo/AAAA.png") << "";
+    }
+
+    void fileNames()
+    {
+        QFETCH(QString, type);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, name);
+        QMimeData mime;
+        mime.setData(type, body);
+        const QString fileName = Pasteboard(&mime).fileNameFromClipboardOrDefaultForExtension("png");
+        if (name.isEmpty())
+            QVERIFY2(kDefaultName.match(fileName).hasMatch(), qPrintable(fileName));
+        else
+            QCOMPARE(fileName, name);
+    }
+
+    void copiedImageKeepsItsName()
+    {
+        QMimeData mime;
+        mime.setData("image/png", encoded("PNG"));
+        mime.setData("text/uri-list", "https://example.com/cat.png?w=200\r\n");
+        const QString path = Pasteboard(&mime).imageDataPath();
+        QCOMPARE(path, QDir(m_tmp.path()).canonicalPath() + "/cat.png");
+        QCOMPARE(readFile(path), encoded("PNG"));
+    }
+
+    void fileByReference_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("body");
+        QTest::addColumn<bool>("copied");
+
+        const QString doc
+            = QUrl::fromLocalFile(writeFile("Quarterly report 100%.pdf", "%PDF-1.4 body")).toString(QUrl::FullyEncoded);
+        QTest::newRow("uri list of one file") << "text/uri-list" << doc + "\r\n" << true;
+        QTest::newRow("KDE") << "application/x-kde4-urilist" << doc << true;
+        QTest::newRow("GNOME copied files") << "x-special/gnome-copied-files"
+                                            << "copy\n" + doc << true;
+        QTest::newRow("remote file") << "text/uri-list"
+                                     << "https://example.com/report.pdf" << false;
+        QTest::newRow("folder") << "text/uri-list" << QUrl::fromLocalFile(m_files.path()).toString() << false;
+        QTest::newRow("missing file") << "text/uri-list"
+                                      << "file:///nonexistent/report.pdf" << false;
+    }
+
+    void fileByReference()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, body);
+        QFETCH(bool, copied);
+        QMimeData mime;
+        mime.setData(type, body.toUtf8());
+        const Pasteboard pasteboard(&mime);
+        QVERIFY(pasteboard.hasFilePromise());
+        const QString path = pasteboard.filePromisePath();
+        if (!copied) {
+            QVERIFY(path.isEmpty());
+            QVERIFY(QDir(m_tmp.path()).isEmpty());
+            return;
+        }
+        QCOMPARE(path, QDir(m_tmp.path()).canonicalPath() + "/Quarterly report 100%.pdf");
+        QCOMPARE(readFile(path), QByteArray("%PDF-1.4 body"));
+        // Offering the copy itself again leaves it in place.
+        QMimeData again;
+        again.setData("text/uri-list", QUrl::fromLocalFile(path).toEncoded());
+        QCOMPARE(Pasteboard(&again).filePromisePath(), path);
+        QCOMPARE(readFile(path), QByteArray("%PDF-1.4 body"));
+    }
+};
+
+QTEST_MAIN(TestPasteboard)
+#include "tst_pasteboard.moc"
