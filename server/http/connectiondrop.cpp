@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace tessly::server {
 
@@ -40,14 +41,26 @@ bool isConnectionOf(int fd, const httplib::Request &req)
     return portOf(local) == req.local_port && portOf(peer) == req.remote_port;
 }
 
+// The start of an answer that never finishes. Cutting the connection before
+// any answer would let HTTP clients quietly send the request again, which
+// hides the failure; a cut inside the answer cannot be retried that way.
+constexpr std::string_view kTruncatedAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 65536\r\n\r\n";
+
+bool cut(int fd)
+{
+    return ::shutdown(fd, SHUT_RDWR) == 0;
+}
+
 } // namespace
 
 bool dropConnection(const httplib::Request &req)
 {
 #ifdef CPPHTTPLIB_OPENSSL_SUPPORT
     if (req.ssl) {
-        int fd = SSL_get_fd(req.ssl);
-        return fd >= 0 && ::shutdown(fd, SHUT_RDWR) == 0;
+        SSL *ssl = const_cast<SSL *>(req.ssl); // this thread owns the connection
+        SSL_write(ssl, kTruncatedAnswer.data(), static_cast<int>(kTruncatedAnswer.size()));
+        int fd = SSL_get_fd(ssl);
+        return fd >= 0 && cut(fd);
     }
 #endif
     DIR *dir = opendir("/proc/self/fd");
@@ -60,7 +73,8 @@ bool dropConnection(const httplib::Request &req)
         if (*end != '\0' || fd < 0 || fd == dirfd(dir))
             continue;
         if (isConnectionOf(static_cast<int>(fd), req)) {
-            dropped = ::shutdown(static_cast<int>(fd), SHUT_RDWR) == 0;
+            ::send(static_cast<int>(fd), kTruncatedAnswer.data(), kTruncatedAnswer.size(), MSG_NOSIGNAL);
+            dropped = cut(static_cast<int>(fd));
             break;
         }
     }

@@ -87,6 +87,7 @@ void FaultInjector::configure(const std::string &spec)
     m_spec = spec == "off" ? "" : spec;
     m_rules = std::move(rules);
     m_limits = std::move(limits);
+    m_budgetUsed.clear();
     m_putOnly = putOnly;
     m_stallMillis = stall;
     m_random.seed(seed);
@@ -119,8 +120,8 @@ bool FaultInjector::groupExhausted(const std::string &group) const
     auto limit = m_limits.find(group);
     if (limit == m_limits.end())
         return false;
-    auto injected = m_injected.find(group);
-    return injected != m_injected.end() && injected->second >= limit->second;
+    auto used = m_budgetUsed.find(group);
+    return used != m_budgetUsed.end() && used->second >= limit->second;
 }
 
 PutFault FaultInjector::nextPutFault(bool isPart)
@@ -135,7 +136,7 @@ PutFault FaultInjector::nextPutFault(bool isPart)
         auto rule = m_rules.find(name);
         if (rule != m_rules.end() && fires(rule->second)) {
             ++m_injected[name];
-            ++m_injected["put"];
+            ++m_budgetUsed["put"];
             return fault;
         }
     }
@@ -155,7 +156,7 @@ ApiFault FaultInjector::nextApiFault()
         auto rule = m_rules.find(name);
         if (rule != m_rules.end() && fires(rule->second)) {
             ++m_injected[name];
-            ++m_injected["api"];
+            ++m_budgetUsed["api"];
             return fault;
         }
     }
@@ -183,8 +184,7 @@ nlohmann::json FaultInjector::counters() const
     for (const char *name : kApiFaults)
         injected[name] = 0;
     for (const auto &[name, count] : m_injected)
-        if (name.find('.') != std::string::npos)
-            injected[name] = count;
+        injected[name] = count;
     return { { "spec", m_spec }, { "injected", injected }, { "putRequests", m_putRequests },
         { "apiRequests", m_apiRequests } };
 }

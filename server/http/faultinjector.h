@@ -55,7 +55,8 @@ private:
     std::string m_spec;
     std::map<std::string, Rule> m_rules;
     std::map<std::string, std::int64_t> m_limits;
-    std::map<std::string, std::int64_t> m_injected; // by fault name and by group
+    std::map<std::string, std::int64_t> m_injected; // by fault name, since start
+    std::map<std::string, std::int64_t> m_budgetUsed; // by group, since the last configure
     std::string m_putOnly;
     int m_stallMillis = 3000;
     std::mt19937_64 m_random { 1 };
