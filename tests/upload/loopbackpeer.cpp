@@ -1,0 +1,63 @@
+#include "loopbackpeer.h"
+
+#include <QTcpSocket>
+
+LoopbackPeer::LoopbackPeer(Mode mode, QObject *parent)
+    : QObject(parent)
+    , m_mode(mode)
+{
+    setResponse(200, "{}");
+    m_server.listen(QHostAddress::LocalHost, 0);
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            ++m_connections;
+            socket->setParent(this);
+            if (m_mode == Mode::Drop) {
+                socket->abort();
+                socket->deleteLater();
+            } else if (m_mode == Mode::Answer) {
+                serve(socket);
+            }
+            // Silent: keep the socket open and never write.
+        }
+    });
+}
+
+void LoopbackPeer::setResponse(int status, const QByteArray &body, const QByteArray &contentType)
+{
+    m_response = "HTTP/1.1 " + QByteArray::number(status) + " Status\r\nContent-Type: " + contentType
+        + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+}
+
+QString LoopbackPeer::apiUrl() const
+{
+    return QStringLiteral("http://127.0.0.1:%1/v1/").arg(port());
+}
+
+void LoopbackPeer::serve(QTcpSocket *socket)
+{
+    auto buffer = std::make_shared<QByteArray>();
+    connect(socket, &QTcpSocket::readyRead, this, [this, socket, buffer] {
+        *buffer += socket->readAll();
+        const qsizetype headerEnd = buffer->indexOf("\r\n\r\n");
+        if (headerEnd < 0)
+            return;
+        Request request;
+        const QList<QByteArray> lines = buffer->left(headerEnd).split('\n');
+        const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
+        request.method = first.value(0);
+        request.target = first.value(1);
+        for (qsizetype i = 1; i < lines.size(); ++i) {
+            const qsizetype colon = lines[i].indexOf(':');
+            if (colon > 0)
+                request.headers.insert(lines[i].left(colon).trimmed().toLower(), lines[i].mid(colon + 1).trimmed());
+        }
+        const qsizetype length = request.headers.value("content-length", "0").toLongLong();
+        if (buffer->size() < headerEnd + 4 + length)
+            return; // body still arriving
+        request.body = buffer->mid(headerEnd + 4, length);
+        m_requests << request;
+        socket->write(m_response);
+        socket->disconnectFromHost();
+    });
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QTcpServer>
+
+class QTcpSocket;
+
+// A minimal HTTP/1.1 peer on 127.0.0.1 for the cases the reference service
+// does not produce: it records each request as it arrived and answers with a
+// fixed response, closes the connection without answering, or never answers.
+// It is a real server on a real socket, not a stubbed reply.
+class LoopbackPeer : public QObject
+{
+    Q_OBJECT
+public:
+    enum class Mode { Answer, Drop, Silent };
+
+    struct Request
+    {
+        QByteArray method;
+        QByteArray target; // path and query as sent
+        QMap<QByteArray, QByteArray> headers; // names in lower case
+        QByteArray body;
+    };
+
+    explicit LoopbackPeer(Mode mode = Mode::Answer, QObject *parent = nullptr);
+
+    // The answer for Mode::Answer.
+    void setResponse(int status, const QByteArray &body, const QByteArray &contentType = "application/json");
+
+    quint16 port() const { return m_server.serverPort(); }
+    QString apiUrl() const; // "http://127.0.0.1:PORT/v1/"
+    QList<Request> requests() const { return m_requests; }
+    int connections() const { return m_connections; }
+
+private:
+    void serve(QTcpSocket *socket);
+
+    Mode m_mode;
+    QTcpServer m_server;
+    QByteArray m_response;
+    QList<Request> m_requests;
+    int m_connections = 0;
+};

@@ -1,0 +1,457 @@
+#include "api.h"
+#include "logcapture.h"
+#include "loopbackpeer.h"
+#include "notificationcenter.h"
+#include "notifications.h"
+#include "referenceserver.h"
+#include "settingsstore.h"
+
+#include <QColor>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThreadPool>
+
+#include <cmath>
+
+// The service client against the reference service on loopback, and against
+// a loopback peer where a request has to be seen byte for byte or an answer
+// the service never gives is needed.
+
+namespace {
+
+struct Outcome
+{
+    bool done = false;
+    bool success = false;
+    QVariant result;
+    Error error;
+};
+
+API::Completion recordInto(Outcome &outcome)
+{
+    return [&outcome](bool success, const QVariant &result, const Error &error) {
+        outcome = { true, success, result, error };
+    };
+}
+
+// Every "UserVisibleErrorNotification" and "AuthTokenInvalid" while it lives.
+class PostedNotifications
+{
+public:
+    PostedNotifications()
+    {
+        m_ids << NotificationCenter::defaultCenter().addObserver(
+            Notifications::UserVisibleErrorNotification, [this](const Notification &n) { visible << n.objectMap(); });
+        m_ids << NotificationCenter::defaultCenter().addObserver(
+            Notifications::AuthTokenInvalid, [this](const Notification &n) { authInvalid << n.object; });
+    }
+    ~PostedNotifications()
+    {
+        for (auto id : m_ids)
+            NotificationCenter::defaultCenter().removeObserver(id);
+    }
+    QList<QVariantMap> visible;
+    QVariantList authInvalid;
+
+private:
+    QList<NotificationCenter::ObserverId> m_ids;
+};
+
+QVariant jsonOf(const QByteArray &body)
+{
+    return QJsonDocument::fromJson(body).toVariant();
+}
+
+} // namespace
+
+class TestApi : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_home;
+    ReferenceServer m_server;
+    QString m_token;
+
+    SettingsStore &settings() { return SettingsStore::instance(); }
+    void useService(const QString &apiUrl) { qputenv("TESSLY_API_URL", apiUrl.toUtf8()); }
+    void signIn(const QString &token, const QString &domain)
+    {
+        settings().setToken(token);
+        settings().setDomain(domain);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        qputenv("XDG_CONFIG_HOME", m_home.path().toLocal8Bit());
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        m_token = m_server.addUser(
+            QStringLiteral("alice@example.com"), QStringLiteral("secret-pw"), QStringLiteral("alice"));
+        QVERIFY2(!m_token.isEmpty(), qPrintable(m_server.errorString()));
+        API::instance().setPollInterval(0.02);
+    }
+
+    void init()
+    {
+        useService(m_server.apiUrl());
+        m_server.setFaults(QStringLiteral("off"));
+        signIn(m_token, QStringLiteral("alice"));
+    }
+
+    void requestsCarryTheStoredTokenOnlyWhenThereIsOne()
+    {
+        LoopbackPeer peer;
+        useService(peer.apiUrl());
+        LogCapture log;
+        Outcome withToken, without;
+        API::instance().getMe(recordInto(withToken));
+        QTRY_VERIFY(withToken.done);
+        settings().setToken(QString());
+        API::instance().getMe(recordInto(without));
+        QTRY_VERIFY(without.done);
+
+        QCOMPARE(peer.requests().size(), 2);
+        const auto first = peer.requests().at(0), second = peer.requests().at(1);
+        QCOMPARE(first.method, QByteArray("GET"));
+        QCOMPARE(first.target, QByteArray("/v1/users/me"));
+        QCOMPARE(first.headers.value("authorization"), ("Bearer " + m_token).toUtf8());
+        QCOMPARE(first.headers.value("content-type"), QByteArray("application/json")); // on GET too
+        QVERIFY(!second.headers.contains("authorization")); // and still sent
+        QCOMPARE(second.headers.value("content-type"), QByteArray("application/json"));
+        QCOMPARE(log.count(QStringLiteral("Endpoint http://127.0.0.1:%1/v1/users/me").arg(peer.port())), 2);
+        QVERIFY(!log.containsText(m_token));
+    }
+
+    void everyEndpointHasItsPathAndBody()
+    {
+        LoopbackPeer peer;
+        useService(peer.apiUrl());
+        API &api = API::instance();
+        struct Call
+        {
+            std::function<void(API::Completion)> send;
+            QByteArray method, target;
+            QVariant body; // expected JSON, invalid for none
+        };
+        const QVariantMap nameOnly { { "payload", QVariantMap { { "name", "Batch" } } } };
+        const QVariantMap folderFull { { "payload",
+            QVariantMap { { "name", "Batch" }, { "parentItem", "alice/7" }, { "order", 2 } } } };
+        const QList<Call> calls = {
+            { [&](auto c) { api.getProfile(QStringLiteral("bob"), c); }, "GET", "/v1/profiles/bob", {} },
+            { [&](auto c) { api.getFiles(c); }, "GET", "/v1/files/alice?type=user&count=12", {} },
+            { [&](auto c) { api.getDocuments(c); }, "GET", "/v1/files/alice?mimeType=text/markdown&count=12", {} },
+            { [&](auto c) { api.getFolders(c); }, "GET", "/v1/folders/alice?type=user&count=12", {} },
+            { [&](auto c) { api.getLinks(c); }, "GET", "/v1/links/alice?count=12", {} },
+            { [&](auto c) { api.createLinkWithURL(QStringLiteral("https://example.org/a?b=c&d"), c); }, "POST",
+                "/v1/links/alice",
+                QVariantMap { { "payload", QVariantMap { { "content", "https://example.org/a?b=c&d" } } } } },
+            { [&](auto c) { api.createFolderWithName(QStringLiteral("Batch"), QString(), QVariant(), c); }, "POST",
+                "/v1/folders/alice", nameOnly },
+            { [&](auto c) { api.createFolderWithName(QStringLiteral("Batch"), QStringLiteral("alice/7"), 2, c); },
+                "POST", "/v1/folders/alice", folderFull },
+        };
+        for (const Call &call : calls) {
+            Outcome outcome;
+            call.send(recordInto(outcome));
+            QTRY_VERIFY(outcome.done);
+            QVERIFY(outcome.success);
+            const auto seen = peer.requests().last();
+            QCOMPARE(seen.method, call.method);
+            QCOMPARE(seen.target, call.target);
+            if (call.body.isValid()) {
+                QCOMPARE(jsonOf(seen.body), call.body);
+                QCOMPARE(seen.headers.value("content-type"), QByteArray("application/json"));
+            } else {
+                QVERIFY(seen.body.isEmpty());
+            }
+        }
+        // The order is sent as a number, not as text.
+        QVERIFY(peer.requests().last().body.contains("\"order\":2"));
+
+        // No profile stored: the listings are still sent, with "(null)".
+        settings().setDomain(QString());
+        Outcome noDomain;
+        api.getFiles(recordInto(noDomain));
+        QTRY_VERIFY(noDomain.done);
+        QCOMPARE(peer.requests().last().target, QByteArray("/v1/files/(null)?type=user&count=12"));
+    }
+
+    void unwritableBodyIsNotSent()
+    {
+        LoopbackPeer peer;
+        useService(peer.apiUrl());
+        LogCapture log;
+        Outcome nan, colour;
+        API::instance().createFolderWithName(QStringLiteral("x"), QString(), std::nan(""), recordInto(nan));
+        API::instance().createFolderWithName(QStringLiteral("x"), QString(), QColor(Qt::red), recordInto(colour));
+        QVERIFY(nan.done && colour.done); // at once, nothing to wait for
+        QVERIFY(!nan.success);
+        QCOMPARE(nan.error.domain, QStringLiteral("JSONSerialization"));
+        QCOMPARE(nan.result.toMap().value("error").toString(), nan.error.localizedDescription);
+        QVERIFY(!colour.success);
+        QVERIFY(log.contains(QStringLiteral("[API] createFolder: JSON serialization error: ") + nan.error.toString()));
+        QTest::qWait(100);
+        QCOMPARE(peer.connections(), 0);
+    }
+
+    void workAgainstTheReferenceService()
+    {
+        API &api = API::instance();
+        Outcome me, folder, folders, link, links, profile;
+        api.getMe(recordInto(me));
+        QTRY_VERIFY(me.done);
+        QVERIFY(me.success);
+        QCOMPARE(me.result.toMap().value("profiles").toList().value(0).toMap().value("domain").toString(),
+            QStringLiteral("alice"));
+
+        api.createFolderWithName(QStringLiteral("Holiday"), QString(), 0, recordInto(folder));
+        QTRY_VERIFY(folder.done);
+        QVERIFY2(folder.success, qPrintable(folder.result.toString()));
+        const QVariantMap created = folder.result.toMap();
+        QVERIFY(!created.value("code").toString().isEmpty());
+        QCOMPARE(created.value("domain").toString(), QStringLiteral("alice"));
+        // The result is plain data the caller may change.
+        QVariantMap copy = created;
+        copy.insert("seen", true);
+
+        api.getFolders(recordInto(folders));
+        QTRY_VERIFY(folders.done);
+        QVERIFY(folders.success);
+        const QVariantList items = folders.result.toMap().value("items").toList();
+        QVERIFY(std::any_of(items.begin(), items.end(),
+            [&](const QVariant &i) { return i.toMap().value("code") == created.value("code"); }));
+
+        api.createLinkWithURL(QStringLiteral("https://example.org/long/path"), recordInto(link));
+        QTRY_VERIFY(link.done);
+        QVERIFY(link.success);
+        QVERIFY(!link.result.toMap().value("slug").toString().isEmpty());
+        api.getLinks(recordInto(links));
+        QTRY_VERIFY(links.done);
+        QVERIFY(links.success);
+        QVERIFY(!links.result.toMap().value("items").toList().isEmpty());
+
+        api.getProfile(QStringLiteral("alice"), recordInto(profile));
+        QTRY_VERIFY(profile.done);
+        QCOMPARE(profile.result.toMap().value("domain").toString(), QStringLiteral("alice"));
+    }
+
+    void answersAreMappedByBodyNotStatus_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<bool>("success");
+        QTest::addColumn<QString>("responseText"); // in the diagnostic; null: no notification
+        QTest::newRow("500 with JSON is a success") << "api.500json=1" << 500 << true << QString();
+        QTest::newRow("500 with text") << "api.500text=1" << 500 << false << "Internal Server Error (injected)";
+        QTest::newRow("200 with empty body") << "api.empty=1" << 200 << false << "";
+    }
+
+    void answersAreMappedByBodyNotStatus()
+    {
+        QFETCH(QString, fault);
+        QFETCH(int, status);
+        QFETCH(bool, success);
+        QFETCH(QString, responseText);
+        QVERIFY(m_server.setFaults(fault));
+        PostedNotifications posted;
+        LogCapture log;
+        Outcome outcome;
+        API::instance().getFiles(recordInto(outcome));
+        QTRY_VERIFY(outcome.done);
+        QCOMPARE(outcome.success, success);
+        QVERIFY(log.contains(QStringLiteral("httpResponse.statusCode %1").arg(status)));
+        QVERIFY(posted.authInvalid.isEmpty());
+        if (success) {
+            QCOMPARE(outcome.result.toMap().value("message").toString(), QStringLiteral("Injected fault"));
+            QVERIFY(posted.visible.isEmpty());
+            return;
+        }
+        QVERIFY(!outcome.result.isValid());
+        QCOMPARE(outcome.error.domain, QStringLiteral("JSONSerialization"));
+        QCOMPARE(posted.visible.size(), 1);
+        const QVariantMap record = posted.visible.first();
+        QCOMPARE(record.value("error").toString(), QStringLiteral("Something went wrong"));
+        QCOMPARE(record.value("message").toString(), QStringLiteral("Error communicating with the server"));
+        QVERIFY(!record.contains("hideButton"));
+        QCOMPARE(record.value("data").toString(),
+            QStringLiteral("URL: %1files/alice?type=user&count=12\nResponse Code: %2\nResponse Text:\n%3")
+                .arg(m_server.apiUrl())
+                .arg(status)
+                .arg(responseText));
+    }
+
+    void refusedTokenSignalsAuthTokenInvalid()
+    {
+        settings().setToken(QStringLiteral("tk_not_a_real_token"));
+        PostedNotifications posted;
+        Outcome outcome;
+        API::instance().getMe(recordInto(outcome));
+        QTRY_VERIFY(outcome.done);
+        QVERIFY(!outcome.success);
+        QCOMPARE(outcome.result, QVariant(false));
+        QCOMPARE(outcome.error.code, 401);
+        QCOMPARE(posted.authInvalid.size(), 1);
+        QVERIFY(!posted.authInvalid.first().isValid()); // no object
+        QVERIFY(posted.visible.isEmpty());
+    }
+
+    void ensureDomainResolvesOnlyWhenNoneIsStored()
+    {
+        LogCapture log;
+        bool answer = false;
+        API::instance().ensureDomainWithCompletion([&](bool ok) { answer = ok; });
+        QVERIFY(answer); // stored: at once, no request
+        QVERIFY(!log.containsText(QStringLiteral("Endpoint")));
+
+        settings().setDomain(QString());
+        bool done = false;
+        API::instance().ensureDomainWithCompletion([&](bool ok) { answer = ok, done = true; });
+        QTRY_VERIFY(done);
+        QVERIFY(answer);
+        QCOMPARE(settings().domain(), QStringLiteral("alice"));
+        QVERIFY(log.contains(QStringLiteral("[API] Resolved domain from /me profiles: alice")));
+    }
+
+    void ensureDomainRejectsMissingProfiles_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("logsNoProfiles");
+        QTest::newRow("empty profiles") << QByteArray(R"({"profiles": []})") << true;
+        QTest::newRow("empty domain") << QByteArray(R"({"profiles": [{"domain": ""}]})") << true;
+        QTest::newRow("domain not a string") << QByteArray(R"({"profiles": [{"domain": 7}]})") << true;
+        QTest::newRow("no profiles key") << QByteArray(R"({"id": 1})") << true;
+        QTest::newRow("array answer") << QByteArray(R"([1, 2])") << false;
+    }
+
+    void ensureDomainRejectsMissingProfiles()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, logsNoProfiles);
+        LoopbackPeer peer;
+        peer.setResponse(200, body);
+        useService(peer.apiUrl());
+        settings().setDomain(QString());
+        LogCapture log;
+        bool done = false, answer = true;
+        API::instance().ensureDomainWithCompletion([&](bool ok) { answer = ok, done = true; });
+        QTRY_VERIFY(done);
+        QVERIFY(!answer);
+        QVERIFY(settings().domain().isNull());
+        QCOMPARE(log.contains(QStringLiteral("[API] No profiles found in /me response")), logsNoProfiles);
+    }
+
+    void waitForNewFileFindsAnUploadedFile()
+    {
+        const ReferenceServer::Reply presign = m_server.api("POST", QStringLiteral("/v1/files/alice"), m_token,
+            QJsonObject { { "name", "note.txt" }, { "mimeType", "text/plain" } });
+        QCOMPARE(presign.status, 200);
+        const QString code = presign.json().value("code").toString();
+        QCOMPARE(m_server.request("PUT", presign.json().value("url").toString(), "hello").status, 200);
+
+        LogCapture log;
+        bool done = false, found = false, timedOut = true;
+        QVariant answer;
+        API::instance().waitForNewFile(
+            code, [&](bool f, const QVariant &r, bool t) { done = true, found = f, answer = r, timedOut = t; });
+        QVERIFY(!done); // the first poll waits one interval
+        QTRY_VERIFY(done);
+        QVERIFY(found);
+        QVERIFY(!timedOut);
+        QCOMPARE(answer.toMap().value("code").toString(), code);
+        // The code is decoded before it goes in the path.
+        const QString decoded = API::decodeFileCode(code);
+        QVERIFY(decoded != code);
+        QVERIFY(log.contains(QStringLiteral("Endpoint %1files/alice/%2").arg(m_server.apiUrl(), decoded)));
+    }
+
+    void waitForNewFileDecodesCodes_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("pathCode");
+        QTest::newRow("base64 of abc") << "YWJj"
+                                       << "abc";
+        QTest::newRow("decodes to bytes that are not UTF-8") << "-_8"
+                                                             << "-_8";
+        QTest::newRow("not base64") << "a*b"
+                                    << "a*b";
+        QTest::newRow("decodes to a slash") << "YS9i"
+                                            << "a%2Fb";
+    }
+
+    void waitForNewFileDecodesCodes()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, pathCode);
+        LoopbackPeer peer;
+        useService(peer.apiUrl());
+        bool done = false;
+        API::instance().waitForNewFile(code, [&](bool, const QVariant &, bool) { done = true; });
+        QTRY_VERIFY(done);
+        QCOMPARE(peer.requests().size(), 1);
+        QCOMPARE(QString::fromLatin1(peer.requests().first().target), QStringLiteral("/v1/files/alice/") + pathCode);
+    }
+
+    void waitForNewFileGivesUpAfterFifteenPolls()
+    {
+        QVERIFY(m_server.setFaults(QStringLiteral("api.500text=1")));
+        PostedNotifications posted;
+        LogCapture log;
+        bool done = false, found = true, timedOut = false;
+        QVariant answer;
+        QElapsedTimer clock;
+        clock.start();
+        API::instance().waitForNewFile(QStringLiteral("NDI"),
+            [&](bool f, const QVariant &r, bool t) { done = true, found = f, answer = r, timedOut = t; });
+        QTRY_VERIFY_WITH_TIMEOUT(done, 20000);
+        QVERIFY(!found);
+        QVERIFY(timedOut);
+        QCOMPARE(answer, QVariant(QVariantMap()));
+        QCOMPARE(log.count(QStringLiteral("Endpoint %1files/alice/42").arg(m_server.apiUrl())), 15);
+        QCOMPARE(posted.visible.size(), 15); // every failed poll is reported
+        QVERIFY(clock.elapsed() >= 15 * 20);
+        QTest::qWait(200);
+        QCOMPARE(log.count(QStringLiteral("Endpoint %1files/alice/42").arg(m_server.apiUrl())), 15);
+    }
+
+    void waitForNewFileNeedsACodeAndADomain()
+    {
+        QList<QVariantList> calls;
+        API::instance().waitForNewFile(QString(), [&](bool f, const QVariant &r, bool t) {
+            calls << QVariantList { f, r, t };
+        });
+        settings().setDomain(QString());
+        API::instance().waitForNewFile(QStringLiteral("YWJj"), [&](bool f, const QVariant &r, bool t) {
+            calls << QVariantList { f, r, t };
+        });
+        // Both at once: the third value says whether a domain was stored.
+        QCOMPARE(calls, QList<QVariantList>({ { false, QVariantMap(), true }, { false, QVariantMap(), false } }));
+    }
+
+    void storedTokenReachesTheClientCopyButNullDoesNot()
+    {
+        API::instance(); // the client exists, so the store can reach it
+        settings().setToken(QStringLiteral("tk_handed_over"));
+        QCOMPARE(API::instance().token(), QStringLiteral("tk_handed_over"));
+        settings().setToken(QString());
+        QCOMPARE(API::instance().token(), QStringLiteral("tk_handed_over"));
+        API::instance().setToken(QString());
+    }
+
+    void completionsArriveOnTheMainThreadWhoeverCalls()
+    {
+        QThread *completedOn = nullptr;
+        bool done = false;
+        QThreadPool::globalInstance()->start([&] {
+            API::instance().getMe([&](bool, const QVariant &, const Error &) {
+                completedOn = QThread::currentThread();
+                done = true;
+            });
+        });
+        QTRY_VERIFY(done);
+        QCOMPARE(completedOn, QCoreApplication::instance()->thread());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestApi)
+#include "tst_api.moc"
