@@ -49,10 +49,19 @@ int serve(const ServiceConfig &config)
         if (!finished)
             service.stop();
     });
-    const int code = service.run();
-    finished = true;
-    pthread_kill(waiter.native_handle(), SIGTERM); // wakes the waiter if no signal came
-    waiter.join();
+    auto wakeWaiter = [&] {
+        finished = true;
+        pthread_kill(waiter.native_handle(), SIGTERM); // wakes the waiter if no signal came
+        waiter.join();
+    };
+    int code = 1;
+    try {
+        code = service.run();
+    } catch (...) {
+        wakeWaiter();
+        throw;
+    }
+    wakeWaiter();
     return code;
 }
 

@@ -1,6 +1,7 @@
 #include "cli/commandline.h"
 
 #include "common/text.h"
+#include "http/faultinjector.h"
 
 #include <cstdlib>
 #include <map>
@@ -110,6 +111,7 @@ ServiceConfig parseServe(const std::vector<std::string> &args)
     config.uploadTtlSeconds = number(options, "--upload-ttl", config.uploadTtlSeconds, 1, 365LL * 24 * 3600);
     config.threads = static_cast<int>(number(options, "--threads", config.threads, 4, 1024));
     config.faults = take(options, "--faults");
+    FaultInjector().configure(config.faults); // refuses a bad spec before anything starts
     config.tlsCert = take(options, "--tls-cert");
     config.tlsKey = take(options, "--tls-key");
     if (config.tlsCert.empty() != config.tlsKey.empty())

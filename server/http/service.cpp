@@ -144,7 +144,8 @@ int Service::run()
     m_server = makeServer();
     const int threads = m_config.threads;
     m_server->new_task_queue = [threads] { return new httplib::ThreadPool(static_cast<std::size_t>(threads)); };
-    m_server->set_keep_alive_timeout(5);
+    // Idle connections hold a worker each, and stop() waits for them.
+    m_server->set_keep_alive_timeout(2);
     m_server->set_read_timeout(60);
     m_server->set_write_timeout(60);
     installHandlers(*m_server);

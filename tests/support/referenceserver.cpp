@@ -155,6 +155,7 @@ void ReferenceServer::stop()
                              << serverLog().right(6000);
     }
     if (m_process->state() != QProcess::NotRunning) {
+        m_network->clearConnectionCache(); // idle connections would delay the server's exit
         m_process->terminate();
         if (!m_process->waitForFinished(10000)) {
             m_process->kill();

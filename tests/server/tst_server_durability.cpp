@@ -1,0 +1,195 @@
+// What survives a restart, the command line scripts rely on, HTTPS, and the
+// request log's discretion about secrets.
+#include "referenceserver.h"
+
+#include <QJsonArray>
+#include <QProcess>
+#include <QSslSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out, err;
+};
+
+Run runServer(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(qEnvironmentVariable("TESSLY_SERVER_BIN"), arguments);
+    process.waitForFinished(30000);
+    return { process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError() };
+}
+
+} // namespace
+
+class ServerDurabilityTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    using Reply = ReferenceServer::Reply;
+
+private slots:
+    void restartKeepsAccountsFilesLinksAndOpenUploads()
+    {
+        ReferenceServer server;
+        ReferenceServer::Options options;
+        options.partSize = 1024;
+        QVERIFY2(server.start(options), qPrintable(server.errorString()));
+        const QString token = server.addUser("alice@example.com", "alice-pass", "alice");
+        const QJsonObject file
+            = server.api("POST", "/v1/files/alice", token, { { "name", "keep.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        QCOMPARE(server.request("PUT", file["url"].toString(), "kept bytes").status, 200);
+        const QJsonObject link = server
+                                     .api("POST", "/v1/links/alice", token,
+                                         { { "payload", QJsonObject { { "content", "https://a.example" } } } })
+                                     .json();
+        const QByteArray bytes(2048 + 7, 'm');
+        const QJsonObject upload = server
+                                       .api("POST", "/v1/files/alice", token,
+                                           { { "name", "big.bin" }, { "mimeType", "application/octet-stream" },
+                                               { "size", double(bytes.size()) }, { "type", "multipart" } })
+                                       .json();
+        auto partUrl = [&](int n) {
+            return server
+                .api("POST", "/v1/files/alice/parts", token,
+                    { { "key", upload["key"] }, { "uploadId", upload["uploadId"] },
+                        { "partNumbers", QJsonArray { n } } })
+                .json()["parts"][0]
+                .toObject()["url"]
+                .toString();
+        };
+        const QString part1 = partUrl(1);
+        QByteArray etag1 = server.request("PUT", part1, bytes.left(1024)).headers.value("etag");
+
+        QVERIFY2(server.restart(), qPrintable(server.errorString()));
+
+        QCOMPARE(server.api("GET", "/v1/users/me", token).status, 200);
+        QCOMPARE(server.api("GET", "/v1/files/alice/" + file["code"].toString(), token).json()["size"].toInt(), 10);
+        QCOMPARE(server.request("GET", "/l/" + link["slug"].toString()).headers.value("location"),
+            QByteArray("https://a.example"));
+        // A URL handed out before the restart still works, and so does the upload it belongs to.
+        QByteArray etag2 = server.request("PUT", partUrl(2), bytes.mid(1024, 1024)).headers.value("etag");
+        QByteArray etag3 = server.request("PUT", partUrl(3), bytes.mid(2048)).headers.value("etag");
+        QCOMPARE(server.request("PUT", part1, bytes.left(1024)).headers.value("etag"), etag1);
+        const Reply done = server.api("POST", "/v1/files/alice/complete", token,
+            { { "key", upload["key"] }, { "uploadId", upload["uploadId"] },
+                { "parts",
+                    QJsonArray { QJsonObject { { "partNumber", 1 }, { "etag", QString(etag1) } },
+                        QJsonObject { { "partNumber", 2 }, { "etag", QString(etag2) } },
+                        QJsonObject { { "partNumber", 3 }, { "etag", QString(etag3) } } } } });
+        QCOMPARE(done.status, 200);
+        QCOMPARE(done.json()["size"].toInteger(), bytes.size());
+        // Item numbers keep growing across restarts.
+        const QJsonObject later
+            = server.api("POST", "/v1/folders/alice", token, { { "payload", QJsonObject { { "name", "after" } } } })
+                  .json();
+        QVERIFY(later["item"].toInteger() > upload["item"].toInteger());
+    }
+
+    void addUserPrintsTheTokenAlone()
+    {
+        QTemporaryDir dir;
+        const Run run = runServer({ "add-user", "--data", dir.path(), "--email", "cli@example.com", "--password",
+            "cli-pass", "--profile", "cli", "--custom-domain", "Files.Cli.Example" });
+        QCOMPARE(run.exitCode, 0);
+        const QByteArray token = run.out.trimmed();
+        QVERIFY(!token.isEmpty());
+        QCOMPARE(run.out, token + "\n");
+        QVERIFY(!token.contains(' '));
+
+        const Run again = runServer({ "add-user", "--data", dir.path(), "--email", "cli@example.com", "--password",
+            "other", "--profile", "cli2" });
+        QCOMPARE(again.exitCode, 1);
+        QVERIFY(again.out.isEmpty());
+        QVERIFY(again.err.contains("already exists"));
+    }
+
+    void badCommandLinesAreExplained_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("message");
+        QTest::newRow("unknown command") << QStringList { "launch" } << QByteArray("unknown command");
+        QTest::newRow("no data folder") << QStringList { "serve", "--listen", "127.0.0.1:0" } << QByteArray("--data");
+        QTest::newRow("remote without consent")
+            << QStringList { "serve", "--data", "/tmp/x", "--listen", "0.0.0.0:0" } << QByteArray("--allow-remote");
+        QTest::newRow("bad port") << QStringList { "serve", "--data", "/tmp/x", "--listen", "127.0.0.1:99999" }
+                                  << QByteArray("port");
+        QTest::newRow("bad part size") << QStringList { "serve", "--data", "/tmp/x", "--part-size", "0" }
+                                       << QByteArray("--part-size");
+        QTest::newRow("cert without key")
+            << QStringList { "serve", "--data", "/tmp/x", "--tls-cert", "c.pem" } << QByteArray("--tls-key");
+        QTest::newRow("bad faults") << QStringList { "serve", "--data", "/tmp/x", "--listen", "127.0.0.1:0", "--faults",
+            "put.boom=1" } << QByteArray("unknown fault");
+        QTest::newRow("invalid profile") << QStringList { "add-user", "--data", "/tmp/x", "--email", "a@b.c",
+            "--password", "pass", "--profile", "../etc" }
+                                         << QByteArray("profile name");
+    }
+
+    void badCommandLinesAreExplained()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, message);
+        const Run run = runServer(arguments);
+        QVERIFY(run.exitCode == 1 || run.exitCode == 2);
+        QVERIFY2(run.err.contains(message), run.err.constData());
+        QVERIFY(!run.out.startsWith("listening"));
+    }
+
+    void requestLogLeavesSecretsOut()
+    {
+        ReferenceServer server;
+        QVERIFY2(server.start(), qPrintable(server.errorString()));
+        const QString token = server.addUser("log@example.com", "log-pass", "logger");
+        const QString url = server.api("POST", "/v1/files/logger", token, { { "name", "a" }, { "mimeType", "a/b" } })
+                                .json()["url"]
+                                .toString();
+        QCOMPARE(server.request("PUT", url, "x").status, 200);
+        const QString signature = QUrlQuery(QUrl(url)).queryItemValue("X-Amz-Signature");
+        QVERIFY(!signature.isEmpty());
+        QTRY_VERIFY(server.serverLog().contains("PUT /store/logger/"));
+        const QString log = server.serverLog();
+        QVERIFY(log.contains("X-Amz-Signature=REDACTED"));
+        QVERIFY(!log.contains(signature));
+        QVERIFY(!log.contains(token));
+        QVERIFY(!log.contains("Bearer"));
+        QVERIFY(log.contains("GET /v1/users/me") || log.contains("POST /v1/files/logger 200"));
+    }
+
+    void httpsWithASelfSignedCertificate()
+    {
+        if (!QSslSocket::supportsSsl())
+            QSKIP("Qt has no TLS back-end here");
+        ReferenceServer server;
+        ReferenceServer::Options options;
+        options.tls = true;
+        QVERIFY2(server.start(options), qPrintable(server.errorString()));
+        QCOMPARE(server.baseUrl().scheme(), "https");
+        QVERIFY(QFile::exists(server.caCertificatePath()));
+        const QString token = server.addUser("tls@example.com", "tls-pass", "secure");
+        QVERIFY2(!token.isEmpty(), qPrintable(server.errorString()));
+        const QJsonObject file
+            = server.api("POST", "/v1/files/secure", token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        QVERIFY(file["url"].toString().startsWith("https://127.0.0.1:"));
+        QVERIFY(file["shareUrl"].toString().startsWith("https://secure.localhost:"));
+        QCOMPARE(server.request("PUT", file["url"].toString(), "over tls").status, 200);
+        // The same certificate is used again after a restart.
+        auto certificate = [&] {
+            QFile pem(server.caCertificatePath());
+            return pem.open(QIODevice::ReadOnly) ? pem.readAll() : QByteArray();
+        };
+        const QByteArray before = certificate();
+        QVERIFY(server.restart());
+        QCOMPARE(certificate(), before);
+        QCOMPARE(server.api("GET", "/v1/files/secure/" + file["code"].toString(), token).status, 200);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerDurabilityTest)
+#include "tst_server_durability.moc"
