@@ -4,6 +4,7 @@
 #include "jsonserialization.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "replytimeout.h"
 #include "settingsstore.h"
 #include "transporterror.h"
 
@@ -101,9 +102,8 @@ void API::sendRequest(const URLRequest &request, Completion complete)
         // A manager per call: nothing is shared between calls (connections,
         // cookies, credentials).
         auto *session = new QNetworkAccessManager(this);
-        QNetworkRequest networkRequest = request.request;
-        networkRequest.setTransferTimeout(timeoutMs);
-        QNetworkReply *reply = session->sendCustomRequest(networkRequest, request.httpMethod, request.httpBody);
+        QNetworkReply *reply = session->sendCustomRequest(request.request, request.httpMethod, request.httpBody);
+        ReplyTimeout::watch(reply, timeoutMs);
         auto sslErrors = std::make_shared<QList<QSslError>>();
         connect(reply, &QNetworkReply::sslErrors, reply,
             [sslErrors](const QList<QSslError> &errors) { *sslErrors += errors; });

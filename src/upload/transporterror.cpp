@@ -1,5 +1,7 @@
 #include "transporterror.h"
 
+#include "replytimeout.h"
+
 #include <QHostAddress>
 #include <QNetworkInformation>
 #include <QNetworkInterface>
@@ -130,6 +132,8 @@ bool machineIsOffline()
 Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors)
 {
     const QString host = reply->url().host();
+    if (reply->error() == QNetworkReply::OperationCanceledError && ReplyTimeout::firedOn(reply))
+        return fromNetworkError(QNetworkReply::TimeoutError, host);
     if (mayMeanOffline(reply->error()) && !isLoopbackHost(host) && machineIsOffline()) {
         return make(
             NotConnectedToInternet, QStringLiteral("The Internet connection appears to be offline."), reply->error());

@@ -46,7 +46,8 @@ bool isTransportFailure(const QNetworkReply *reply);
 // The error for a reply that isTransportFailure(). `sslErrors` are those the
 // reply reported (its sslErrors signal), used to say what was wrong with the
 // certificate. A failure to reach a non-loopback host while this machine has
-// no network is reported as offline (-1009).
+// no network is reported as offline (-1009), and one aborted by its
+// ReplyTimeout as timed out (-1001).
 Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors = {});
 
 // The table itself: Qt's error to code and description, before the offline
