@@ -11,6 +11,9 @@ namespace {
 const Command kCommands[] = {
     { "help", "", "show this text", false, Commands::help },
     { "version", "", "print the version", false, Commands::version },
+    { "login", "--token TOKEN [--domain PROFILE]", "sign in with a token (\"-\" reads it from stdin)", false,
+        Commands::login },
+    { "logout", "", "forget the stored token and profile", false, Commands::logout },
 };
 
 const Command kUnknown = { "", "", "", false, nullptr };

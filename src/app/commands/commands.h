@@ -8,6 +8,8 @@ namespace Commands {
 
 int help(const QStringList &args);
 int version(const QStringList &args);
+int login(const QStringList &args);
+int logout(const QStringList &args);
 
 // Standard streams for command output; messages to the user go to err().
 QTextStream &out();

@@ -1,0 +1,164 @@
+#include "loopbackpeer.h"
+#include "referenceserver.h"
+
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+
+// `tessly login` and `tessly logout`, run as the real binary against the
+// reference service, each case with a settings folder of its own.
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QString out, err;
+};
+
+} // namespace
+
+class TestLoginCommand : public QObject
+{
+    Q_OBJECT
+    ReferenceServer m_server;
+    QString m_token;
+    std::unique_ptr<QTemporaryDir> m_config;
+
+    QString iniPath() const { return m_config->filePath(QStringLiteral("tessly/tessly.ini")); }
+    QVariant stored(const QString &key) const { return QSettings(iniPath(), QSettings::IniFormat).value(key); }
+
+    // Runs tessly; keeps this event loop turning so a loopback peer in this
+    // process can answer.
+    Run tessly(const QStringList &args, const QString &apiUrl, const QByteArray &input = {})
+    {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config->path());
+        env.insert(QStringLiteral("TESSLY_API_URL"), apiUrl);
+        env.insert(QStringLiteral("TESSLY_WEB_DOMAIN"), m_server.webDomain());
+        process.setProcessEnvironment(env);
+        process.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
+        if (!input.isNull()) {
+            process.write(input);
+            process.closeWriteChannel();
+        }
+        Run run;
+        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 60000))
+            return run;
+        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        run.out = QString::fromUtf8(process.readAllStandardOutput());
+        run.err = QString::fromUtf8(process.readAllStandardError());
+        return run;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        m_token = m_server.addUser(
+            QStringLiteral("carol@example.com"), QStringLiteral("secret-pw"), QStringLiteral("carol"));
+        QVERIFY2(!m_token.isEmpty(), qPrintable(m_server.errorString()));
+    }
+
+    void init() { m_config = std::make_unique<QTemporaryDir>(); }
+
+    void loginResolvesTheProfileAndLogoutForgetsIt()
+    {
+        const Run in = tessly({ QStringLiteral("login"), QStringLiteral("--token"), m_token }, m_server.apiUrl());
+        QCOMPARE(in.exitCode, 0);
+        QVERIFY2(in.out.contains(QLatin1String("carol")), qPrintable(in.out));
+        QCOMPARE(stored(QStringLiteral("token")).toString(), m_token);
+        QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("carol"));
+        QVERIFY2(!in.err.contains(m_token) && !in.out.contains(m_token), "the token never reaches the output");
+        struct stat st
+        {
+        };
+        QCOMPARE(::stat(QFile::encodeName(iniPath()).constData(), &st), 0);
+        QCOMPARE(st.st_mode & 0777, 0600u);
+
+        const Run out = tessly({ QStringLiteral("logout") }, m_server.apiUrl());
+        QCOMPARE(out.exitCode, 0);
+        QVERIFY(!stored(QStringLiteral("token")).isValid());
+        QVERIFY(!stored(QStringLiteral("domain")).isValid());
+        QVERIFY(stored(QStringLiteral("hasRunBefore")).isValid()); // preferences stay
+    }
+
+    void aNamedProfileIsStoredWithoutAsking()
+    {
+        // Nothing listens on this service address: with a profile given, no
+        // request is needed.
+        LoopbackPeer peer;
+        const Run run = tessly({ QStringLiteral("login"), QStringLiteral("--token=") + m_token,
+                                   QStringLiteral("--domain"), QStringLiteral("team") },
+            peer.apiUrl());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(peer.connections(), 0);
+        QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("team"));
+    }
+
+    void tokenCanComeFromStandardInput()
+    {
+        const Run run = tessly({ QStringLiteral("login"), QStringLiteral("--token"), QStringLiteral("-") },
+            m_server.apiUrl(), m_token.toUtf8() + "\n");
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(stored(QStringLiteral("token")).toString(), m_token);
+    }
+
+    void refusedTokenIsNotKept()
+    {
+        const Run run = tessly(
+            { QStringLiteral("login"), QStringLiteral("--token"), QStringLiteral("tk_wrong") }, m_server.apiUrl());
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(QLatin1String("refused")), qPrintable(run.err));
+        QVERIFY(!stored(QStringLiteral("token")).isValid());
+    }
+
+    void accountWithoutProfileIsSentToGetStarted()
+    {
+        LoopbackPeer peer;
+        peer.setResponse(200, R"({"id": 9, "profiles": []})");
+        const Run run
+            = tessly({ QStringLiteral("login"), QStringLiteral("--token"), QStringLiteral("tk_new") }, peer.apiUrl());
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(QLatin1String("No Profile Found")), qPrintable(run.err));
+        QVERIFY(run.err.contains(m_server.webDomain() + QStringLiteral("/get-started")));
+        // As with the login link: the token stays, the profile is resolved later.
+        QCOMPARE(stored(QStringLiteral("token")).toString(), QStringLiteral("tk_new"));
+        QVERIFY(!stored(QStringLiteral("domain")).isValid());
+    }
+
+    void unreachableServiceSaysWhy()
+    {
+        const Run run = tessly(
+            { QStringLiteral("login"), QStringLiteral("--token"), m_token }, QStringLiteral("http://127.0.0.1:1/v1/"));
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(QLatin1String("Connection failed: Could not connect to the server.")),
+            qPrintable(run.err));
+    }
+
+    void badArgumentsChangeNothing_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::newRow("no token") << QStringList { "login" };
+        QTest::newRow("empty token") << QStringList { "login", "--token", "" };
+        QTest::newRow("token without value") << QStringList { "login", "--token" };
+        QTest::newRow("unknown option") << QStringList { "login", "--token", "tk", "--profile", "x" };
+        QTest::newRow("logout with arguments") << QStringList { "logout", "now" };
+    }
+
+    void badArgumentsChangeNothing()
+    {
+        QFETCH(QStringList, args);
+        const Run run = tessly(args, m_server.apiUrl());
+        QCOMPARE(run.exitCode, 2);
+        QVERIFY2(run.err.startsWith(QStringLiteral("tessly %1: ").arg(args.first())), qPrintable(run.err));
+        QVERIFY(!QFile::exists(iniPath()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLoginCommand)
+#include "tst_login_command.moc"
