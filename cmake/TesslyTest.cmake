@@ -1,21 +1,22 @@
 # tessly_add_test(NAME <name> SOURCES ... [LIBS ...] LABELS unit|integration|e2e
-#                 [TIMEOUT s] [ENVIRONMENT VAR=value ...])
+#                 [TIMEOUT s] [ENVIRONMENT VAR=value ...] [HARNESS option ...])
 #
 # Every test gets its own XDG folders under the build tree, so no test reads the
 # developer's real settings or leaves files behind in them. e2e tests run inside
 # tests/e2e/harness, which brings up Xvfb, a window manager, a tray host, a
-# session bus and a notification daemon for that one test.
+# session bus and a notification daemon for that one test; HARNESS passes
+# options to it (e.g. HARNESS --monitor 800x600 --monitor 640x480).
 
 set(TESSLY_E2E_HARNESS "${PROJECT_SOURCE_DIR}/tests/e2e/harness")
 set(TESSLY_LSAN_SUPPRESSIONS "${PROJECT_SOURCE_DIR}/tests/lsan.supp")
 
 function(tessly_add_test)
-  cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT;HARNESS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE Qt6::Test tessly_testsupport ${T_LIBS})
 
   if("e2e" IN_LIST T_LABELS)
-    set(cmd "${TESSLY_E2E_HARNESS}" -- $<TARGET_FILE:${T_NAME}>)
+    set(cmd "${TESSLY_E2E_HARNESS}" ${T_HARNESS} -- $<TARGET_FILE:${T_NAME}>)
   else()
     set(cmd $<TARGET_FILE:${T_NAME}>)
   endif()

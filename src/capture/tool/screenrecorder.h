@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QObject>
+#include <QProcess>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+
+// Records a rectangle of the X display to a movie with ffmpeg's x11grab.
+// stop() asks ffmpeg to end by writing "q" to its input, so the movie is
+// finalised and plays; a signal would leave it without its index.
+class ScreenRecorder : public QObject
+{
+    Q_OBJECT
+public:
+    struct Settings
+    {
+        QRect native; // root-window pixels
+        bool audio = false; // add the sound server's default input
+        QString display; // the X display, e.g. ":1"
+        QString path;
+    };
+
+    // ffmpeg's arguments. Width and height are made even, as H.264 in 4:2:0
+    // needs.
+    static QStringList arguments(const Settings &settings);
+
+    // ffmpeg next to this program (the application's private folder), else
+    // the one on PATH; empty when there is none.
+    static QString ffmpegPath();
+
+    // Whether a PulseAudio (or PipeWire's pulse) server is there to record from.
+    static bool hasSoundServer();
+
+    explicit ScreenRecorder(QObject *parent = nullptr);
+
+    bool start(const Settings &settings, QString *error);
+    void stop();
+
+Q_SIGNALS:
+    // ffmpeg has ended: after stop(), or by itself on an error.
+    void finished(bool ok, const QString &error);
+
+private:
+    QProcess m_ffmpeg;
+    bool m_stopping = false;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <QImage>
+#include <QObject>
+#include <QRect>
+#include <QString>
+#include <QWindow>
+
+// What the desktop-icon hider needs from the desktop beyond Qt: the wallpaper
+// behind the icons, an overlay window that stays on every workspace, and word
+// of workspace switches.
+//
+// create() picks the backend for the build (X11: the root window's
+// _XROOTPMAP_ID pixmap and EWMH); TESSLY_PLATFORM_BACKEND=null, or no
+// reachable display, gives the null backend, which has no wallpaper, so
+// nothing gets covered.
+class DesktopShell : public QObject
+{
+    Q_OBJECT
+public:
+    static std::unique_ptr<DesktopShell> create();
+    static std::unique_ptr<DesktopShell> create(const QString &backend);
+
+    virtual QString backendName() const = 0;
+
+    // The wallpaper for a rectangle in native pixels of the root window, as
+    // the desktop shows it under its icons; a null image when the desktop
+    // publishes none.
+    virtual QImage wallpaper(const QRect &nativeRect) = 0;
+
+    // Keeps a top-level window on every workspace (it must be shown already).
+    virtual void showOnAllWorkspaces(QWindow *window) = 0;
+
+    // Returns once the display server has handled every request sent so far,
+    // so windows just shown are on screen for other processes.
+    virtual void sync() = 0;
+
+Q_SIGNALS:
+    // The user switched to another workspace.
+    void workspaceChanged();
+};

@@ -1,0 +1,32 @@
+#include "patternwindow.h"
+
+#include <QPainter>
+#include <QTest>
+
+PatternWindow::PatternWindow(const QRect &logicalGeometry)
+{
+    setWindowTitle(QStringLiteral("Capture pattern"));
+    setGeometry(logicalGeometry);
+    setFixedSize(logicalGeometry.size());
+    show();
+    [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(this);
+    QTest::qWait(300); // the window manager's frame, and the first paint
+}
+
+QColor PatternWindow::colorAt(const QPointF &local) const
+{
+    const int column = local.x() < width() / 2.0 ? 0 : 1;
+    const int row = local.y() < height() / 2.0 ? 0 : 1;
+    return kColors[row * 2 + column];
+}
+
+void PatternWindow::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    const int w = width() / 2;
+    const int h = height() / 2;
+    painter.fillRect(0, 0, w, h, kColors[0]);
+    painter.fillRect(w, 0, width() - w, h, kColors[1]);
+    painter.fillRect(0, h, w, height() - h, kColors[2]);
+    painter.fillRect(w, h, width() - w, height() - h, kColors[3]);
+}

@@ -1,0 +1,238 @@
+// tessly-screencapture against a real X server: a pattern window of known
+// colours at a known place, the tool driven by xdotool as a user would, and
+// the written PNG compared pixel by pixel. The same test runs on one screen,
+// on two monitors side by side (the pattern straddles their border) and at a
+// device-pixel ratio of 2.
+#include "e2e.h"
+#include "patternwindow.h"
+#include "windowlist.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestCaptureTool : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<PatternWindow> m_pattern;
+
+    static QString tool() { return qEnvironmentVariable("TESSLY_CAPTURE_TOOL"); }
+
+    static QPoint toNative(const QPointF &logical)
+    {
+        QScreen *screen = QGuiApplication::screenAt(logical.toPoint());
+        if (!screen)
+            screen = QGuiApplication::primaryScreen();
+        const QPointF origin = screen->geometry().topLeft();
+        return (origin + (logical - origin) * screen->devicePixelRatio()).toPoint();
+    }
+
+    static void xdotool(const QStringList &args)
+    {
+        int code = -1;
+        E2E::runTool(QStringLiteral("xdotool"), args, &code);
+        QCOMPARE(code, 0);
+    }
+
+    // Runs the tool; `interact` drives it once its windows are up.
+    static int run(const QStringList &args, QString *stderrText = nullptr, const std::function<void()> &interact = {})
+    {
+        // What the last run's windows covered is repainted first.
+        QTest::qWait(100);
+        QProcess process;
+        process.start(tool(), args);
+        if (!process.waitForStarted())
+            return -1;
+        if (interact) {
+            int found = -1;
+            E2E::runTool(QStringLiteral("xdotool"),
+                { QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                    QStringLiteral("--class"), QStringLiteral("tessly-screencapture") },
+                &found, 10000);
+            QTest::qWait(200); // the first paint and the keyboard grab
+            interact();
+        }
+        // Not blocked in waitForFinished: the pattern must be able to repaint.
+        QDeadlineTimer deadline(15000);
+        while (process.state() != QProcess::NotRunning && !deadline.hasExpired())
+            QTest::qWait(20);
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished();
+            return -1;
+        }
+        if (stderrText)
+            *stderrText = QString::fromLocal8Bit(process.readAllStandardError());
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+
+    // Checks the image against the pattern, sampling the middle of every
+    // quadrant and points near its corners. `toImage` maps a global logical
+    // point to the image's pixel.
+    void verifyPattern(const QImage &image, const std::function<QPoint(const QPointF &)> &toImage)
+    {
+        QVERIFY(!image.isNull());
+        const QPointF topLeft = m_pattern->mapToGlobal(QPointF(0, 0));
+        const qreal w = m_pattern->width(), h = m_pattern->height();
+        for (qreal fx : { 0.05, 0.25, 0.45, 0.55, 0.75, 0.95 }) {
+            for (qreal fy : { 0.05, 0.25, 0.45, 0.55, 0.75, 0.95 }) {
+                const QPointF local(w * fx, h * fy);
+                const QPoint pixel = toImage(topLeft + local);
+                QVERIFY2(image.rect().contains(pixel),
+                    qPrintable(QStringLiteral("pixel %1,%2 outside %3x%4")
+                                   .arg(pixel.x())
+                                   .arg(pixel.y())
+                                   .arg(image.width())
+                                   .arg(image.height())));
+                QCOMPARE(image.pixelColor(pixel).name(), m_pattern->colorAt(local).name());
+            }
+        }
+    }
+
+    QString output(const QString &name) const { return m_dir.filePath(name); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(E2E::underHarness());
+        QVERIFY2(QFileInfo(tool()).isExecutable(), "TESSLY_CAPTURE_TOOL names no program");
+        // Across the border of the first two screens when there are two.
+        const QList<QScreen *> screens = QGuiApplication::screens();
+        QRect where(100, 100, 200, 160);
+        if (screens.size() > 1)
+            where.moveLeft(screens[1]->geometry().left() - 100);
+        m_pattern = std::make_unique<PatternWindow>(where);
+        if (screens.size() > 1) {
+            const int border = screens[1]->geometry().left();
+            QVERIFY(m_pattern->mapToGlobal(QPoint(0, 0)).x() < border);
+            QVERIFY(m_pattern->mapToGlobal(QPoint(m_pattern->width(), 0)).x() > border);
+        }
+    }
+
+    void rectangleOptionTakesThatRectangle()
+    {
+        const QRect logical(m_pattern->mapToGlobal(QPoint(-20, -10)), m_pattern->size() + QSize(40, 20));
+        const QString path = output(QStringLiteral("rect.png"));
+        QCOMPARE(run({ QStringLiteral("-x"), QStringLiteral("-R"),
+                     QStringLiteral("%1,%2,%3,%4")
+                         .arg(logical.x())
+                         .arg(logical.y())
+                         .arg(logical.width())
+                         .arg(logical.height()),
+                     path }),
+            0);
+        const QImage image(path);
+        const qreal ratio = m_pattern->devicePixelRatio();
+        QCOMPARE(image.size(), logical.size() * ratio);
+        verifyPattern(image, [&](const QPointF &p) { return ((p - logical.topLeft()) * ratio).toPoint(); });
+    }
+
+    void invalidArgumentsAreRefusedWithStatusTwo_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("message");
+        const QString path = QDir::temp().filePath(QStringLiteral("never.png"));
+        QTest::newRow("zero width") << QStringList { QStringLiteral("-R"), QStringLiteral("0,0,0,10"), path }
+                                    << QStringLiteral("-R expects x,y,width,height");
+        QTest::newRow("three numbers") << QStringList { QStringLiteral("-R1,2,3"), path }
+                                       << QStringLiteral("-R expects x,y,width,height");
+        QTest::newRow("window id not a number") << QStringList { QStringLiteral("-l"), QStringLiteral("abc"), path }
+                                                << QStringLiteral("-l expects a window id");
+        QTest::newRow("no such window") << QStringList { QStringLiteral("-l"), QStringLiteral("0x7ffffff0"), path }
+                                        << QStringLiteral("there is no window 0x7ffffff0");
+        QTest::newRow("off every screen") << QStringList { QStringLiteral("-R"), QStringLiteral("-900,-900,10,10"),
+            path } << QStringLiteral("lies outside every screen");
+        QTest::newRow("no arguments") << QStringList {} << QStringLiteral("no output file given");
+    }
+
+    void invalidArgumentsAreRefusedWithStatusTwo()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, message);
+        QString errors;
+        QCOMPARE(run(args, &errors), 2);
+        QVERIFY2(errors.contains(message), qPrintable(errors));
+        QVERIFY(!QFile::exists(QDir::temp().filePath(QStringLiteral("never.png"))));
+    }
+
+    void dragSelectsARegion()
+    {
+        const QString path = output(QStringLiteral("drag.png"));
+        const QPoint from = toNative(m_pattern->mapToGlobal(QPointF(-15, -15)));
+        const QPoint to = toNative(m_pattern->mapToGlobal(QPointF(m_pattern->width() + 15, m_pattern->height() + 15)));
+        QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
+                     [&] {
+                         xdotool({ QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
+                             QStringLiteral("mousedown"), QStringLiteral("1") });
+                         xdotool({ QStringLiteral("mousemove"), QString::number((from.x() + to.x()) / 2),
+                             QString::number((from.y() + to.y()) / 2) });
+                         xdotool({ QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y()),
+                             QStringLiteral("mouseup"), QStringLiteral("1") });
+                     }),
+            0);
+        const QImage image(path);
+        QCOMPARE(image.size(), QSize(to.x() - from.x(), to.y() - from.y()));
+        verifyPattern(image, [&](const QPointF &p) { return toNative(p) - from; });
+    }
+
+    void escapeCancelsAndWritesNothing()
+    {
+        const QString path = output(QStringLiteral("escaped.png"));
+        const QPoint from = toNative(m_pattern->mapToGlobal(QPointF(10, 10)));
+        QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
+                     [&] {
+                         // Mid-drag: nothing is taken until the button is released.
+                         xdotool({ QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
+                             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+                             QString::number(from.x() + 50), QString::number(from.y() + 40) });
+                         xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
+                         xdotool({ QStringLiteral("mouseup"), QStringLiteral("1") });
+                     }),
+            1);
+        QVERIFY(!QFile::exists(path));
+        QVERIFY(QDir(m_dir.path()).entryList({ QStringLiteral("escaped*") }, QDir::Files | QDir::Hidden).isEmpty());
+    }
+
+    void windowIsTakenWithItsFrame_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("-l") << QStringLiteral("-l");
+        QTest::newRow("-w and a click") << QStringLiteral("-w");
+        QTest::newRow("-i, Space, then a click") << QStringLiteral("-i");
+    }
+
+    void windowIsTakenWithItsFrame()
+    {
+        QFETCH(QString, how);
+        const std::optional<WindowInfo> info = WindowList::create()->window(quint32(m_pattern->winId()));
+        QVERIFY(info);
+        const QString path = output(QStringLiteral("window%1.png").arg(how));
+        const QPoint inside = toNative(m_pattern->mapToGlobal(QPointF(30, 30)));
+        auto click = [&] {
+            if (how == QLatin1String("-i"))
+                xdotool({ QStringLiteral("key"), QStringLiteral("space") });
+            xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()) });
+            QTest::qWait(100);
+            xdotool({ QStringLiteral("click"), QStringLiteral("1") });
+        };
+        if (how == QLatin1String("-l")) {
+            QCOMPARE(run({ QStringLiteral("-x"), QStringLiteral("-l"), QString::number(info->id), path }), 0);
+        } else {
+            QCOMPARE(run({ how, QStringLiteral("-x"), path }, nullptr, click), 0);
+        }
+        const QImage image(path);
+        // The frame as the window manager draws it, the pattern inside.
+        QCOMPARE(image.size(), info->frame.size());
+        QVERIFY(info->frame.contains(toNative(m_pattern->mapToGlobal(QPointF(0, 0)))));
+        verifyPattern(image, [&](const QPointF &p) { return toNative(p) - info->frame.topLeft(); });
+    }
+};
+
+QTEST_MAIN(TestCaptureTool)
+#include "tst_capturetool.moc"
