@@ -111,7 +111,7 @@ ServiceConfig parseServe(const std::vector<std::string> &args)
     config.uploadTtlSeconds = number(options, "--upload-ttl", config.uploadTtlSeconds, 1, 365LL * 24 * 3600);
     config.threads = static_cast<int>(number(options, "--threads", config.threads, 4, 1024));
     config.faults = take(options, "--faults");
-    FaultInjector().configure(config.faults); // refuses a bad spec before anything starts
+    FaultInjector().configure(config.faults); // refuses a bad fault list before anything starts
     config.tlsCert = take(options, "--tls-cert");
     config.tlsKey = take(options, "--tls-key");
     if (config.tlsCert.empty() != config.tlsKey.empty())
@@ -184,7 +184,7 @@ std::string usageText()
       --part-size BYTES        multipart part size (default 5242880)
       --presign-expiry SECONDS lifetime of presigned URLs (default 3600)
       --upload-ttl SECONDS     lifetime of unfinished multipart uploads (default 604800)
-      --faults SPEC            inject faults for tests (see /admin/faults)
+      --faults LIST            inject faults for tests (see /admin/faults)
       --allow-remote           allow a listen address other than loopback
       --threads N              request threads (default 64)
     Port 0 picks a free port. The first line on stdout is "listening on URL".

@@ -1,6 +1,6 @@
 // Test and operator endpoints, answered only to peers on this machine:
-//   GET  /admin/faults            the fault spec and how often each fault fired
-//   PUT  /admin/faults            replace the fault spec (body: the spec text)
+//   GET  /admin/faults            the fault list and how often each fault fired
+//   PUT  /admin/faults            replace the fault list (body: the list)
 //   GET  /admin/uploads/ID/parts  PUT attempts and stored parts per part number
 //   POST /admin/users             {"email","password","profile","customDomain"} -> {"token"}
 #include "common/text.h"

@@ -46,9 +46,13 @@ bool isConnectionOf(int fd, const httplib::Request &req)
 // hides the failure; a cut inside the answer cannot be retried that way.
 constexpr std::string_view kTruncatedAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 65536\r\n\r\n";
 
+// Only the sending side is closed: the peer gets the truncated answer and
+// then the end of the stream. Closing the receiving side with body bytes
+// still unread would reset the connection, and a reset can overtake the
+// answer and make it look like a failure before any answer again.
 bool cut(int fd)
 {
-    return ::shutdown(fd, SHUT_RDWR) == 0;
+    return ::shutdown(fd, SHUT_WR) == 0;
 }
 
 } // namespace

@@ -6,8 +6,9 @@ struct Request;
 
 namespace tessly::server {
 
-// Cuts the connection that carries `req` in both directions, as a network
-// failure would: the client sees the transfer break off inside the answer.
+// Breaks off the connection that carries `req` as a network failure would:
+// the client sees the answer end early. The caller keeps reading (and
+// discarding) the rest of the body so that the connection ends cleanly.
 // Used only for injected faults. Returns false when the socket was not found.
 bool dropConnection(const httplib::Request &req);
 

@@ -32,15 +32,15 @@ std::int64_t parseCount(const std::string &name, const std::string &value)
 
 } // namespace
 
-void FaultInjector::configure(const std::string &spec)
+void FaultInjector::configure(const std::string &text)
 {
     std::map<std::string, Rule> rules;
     std::map<std::string, std::int64_t> limits;
     std::string putOnly;
     int stall = 3000;
     std::uint64_t seed = 1;
-    if (spec != "off") {
-        for (const std::string &entry : split(spec, ',')) {
+    if (text != "off") {
+        for (const std::string &entry : split(text, ',')) {
             if (entry.empty())
                 continue;
             auto eq = entry.find('=');
@@ -84,7 +84,7 @@ void FaultInjector::configure(const std::string &spec)
         }
     }
     std::lock_guard guard(m_mutex);
-    m_spec = spec == "off" ? "" : spec;
+    m_text = text == "off" ? "" : text;
     m_rules = std::move(rules);
     m_limits = std::move(limits);
     m_budgetUsed.clear();
@@ -93,10 +93,10 @@ void FaultInjector::configure(const std::string &spec)
     m_random.seed(seed);
 }
 
-std::string FaultInjector::spec() const
+std::string FaultInjector::text() const
 {
     std::lock_guard guard(m_mutex);
-    return m_spec;
+    return m_text;
 }
 
 int FaultInjector::stallMillis() const
@@ -185,7 +185,7 @@ nlohmann::json FaultInjector::counters() const
         injected[name] = 0;
     for (const auto &[name, count] : m_injected)
         injected[name] = count;
-    return { { "spec", m_spec }, { "injected", injected }, { "putRequests", m_putRequests },
+    return { { "faults", m_text }, { "injected", injected }, { "putRequests", m_putRequests },
         { "apiRequests", m_apiRequests } };
 }
 

@@ -1,4 +1,4 @@
-// Test-only misbehaviour, off unless a spec switches it on. A spec is a comma
+// Test-only misbehaviour, off unless a fault list switches it on. The list is a comma
 // separated list of NAME=SHARE entries plus options:
 //
 //   put.drop  put.500  put.noetag  put.stall      object and part PUTs
@@ -26,9 +26,9 @@ enum class ApiFault { None, Error500Json, Error500Text, Unauthorized, Empty200 }
 class FaultInjector
 {
 public:
-    // Throws std::invalid_argument with a readable message for a bad spec.
-    void configure(const std::string &spec);
-    std::string spec() const;
+    // Throws std::invalid_argument with a readable message for a bad fault list.
+    void configure(const std::string &text);
+    std::string text() const;
 
     PutFault nextPutFault(bool isPart);
     ApiFault nextApiFault();
@@ -52,7 +52,7 @@ private:
     bool groupExhausted(const std::string &group) const;
 
     mutable std::mutex m_mutex;
-    std::string m_spec;
+    std::string m_text;
     std::map<std::string, Rule> m_rules;
     std::map<std::string, std::int64_t> m_limits;
     std::map<std::string, std::int64_t> m_injected; // by fault name, since start

@@ -143,7 +143,7 @@ private:
         BodySource body = [&](const std::function<bool(const char *, std::size_t)> &sink) {
             return m_reader([&](const char *data, std::size_t length) { return forward(fault, sink, data, length); });
         };
-        store([&](const auto &sink) { return completed = body(sink); });
+        store([&](const auto &sink) { return completed = body(sink) && !m_dropped; });
         if (m_dropped)
             return false;
         if (!completed) {
@@ -157,10 +157,12 @@ private:
         std::size_t length)
     {
         m_received += length;
+        if (m_dropped)
+            return true; // the rest of the body is read and thrown away
         if (fault == PutFault::Drop && m_received * 2 >= expectedLength()) {
             m_dropped = true;
             dropConnection(m_req);
-            return false;
+            return true;
         }
         return sink(data, length);
     }

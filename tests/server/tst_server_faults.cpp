@@ -41,7 +41,7 @@ private slots:
 
     void putFaultsMisbehaveOnceThenStop_data()
     {
-        QTest::addColumn<QString>("spec");
+        QTest::addColumn<QString>("faults");
         QTest::addColumn<QString>("counter");
         QTest::addColumn<int>("status");
         QTest::addColumn<bool>("etag");
@@ -58,12 +58,12 @@ private slots:
 
     void putFaultsMisbehaveOnceThenStop()
     {
-        QFETCH(QString, spec);
+        QFETCH(QString, faults);
         QFETCH(QString, counter);
         QFETCH(int, status);
         QFETCH(bool, etag);
         QFETCH(bool, stored);
-        QVERIFY(m_server.setFaults(spec));
+        QVERIFY(m_server.setFaults(faults));
         const QJsonObject file = presign();
         QElapsedTimer clock;
         clock.start();
@@ -91,7 +91,7 @@ private slots:
 
     void apiFaults_data()
     {
-        QTest::addColumn<QString>("spec");
+        QTest::addColumn<QString>("faults");
         QTest::addColumn<int>("status");
         QTest::addColumn<bool>("json");
         QTest::newRow("500 with JSON") << "api.500json=1/1,api.max=1" << 500 << true;
@@ -102,10 +102,10 @@ private slots:
 
     void apiFaults()
     {
-        QFETCH(QString, spec);
+        QFETCH(QString, faults);
         QFETCH(int, status);
         QFETCH(bool, json);
-        QVERIFY(m_server.setFaults(spec));
+        QVERIFY(m_server.setFaults(faults));
         const Reply faulty = m_server.api("GET", "/v1/users/me", m_token);
         QCOMPARE(faulty.status, status);
         QCOMPARE(!QJsonDocument::fromJson(faulty.body).isNull(), json);
@@ -130,7 +130,7 @@ private slots:
         }
         QCOMPARE(statuses, QList<int>({ 200, 200, 500, 200, 200, 500 }));
         QCOMPARE(server.faultCounters()["injected"].toObject()["put.500"].toInt(), 2);
-        QCOMPARE(server.faultCounters()["spec"].toString(), options.faults);
+        QCOMPARE(server.faultCounters()["faults"].toString(), options.faults);
     }
 
     void partCountsShowWhichPartsWereSentAgain()
@@ -159,9 +159,9 @@ private slots:
         QVERIFY(m_server.partPutCounts("unknown").isEmpty());
     }
 
-    void badSpecsAreRefusedAndChangeNothing_data()
+    void badFaultListsAreRefusedAndChangeNothing_data()
     {
-        QTest::addColumn<QString>("spec");
+        QTest::addColumn<QString>("faults");
         QTest::newRow("unknown fault") << "put.explode=1";
         QTest::newRow("share above one") << "put.500=2";
         QTest::newRow("bad ratio") << "api.401=3/2";
@@ -169,13 +169,13 @@ private slots:
         QTest::newRow("bad option") << "put.only=everything";
     }
 
-    void badSpecsAreRefusedAndChangeNothing()
+    void badFaultListsAreRefusedAndChangeNothing()
     {
-        QFETCH(QString, spec);
+        QFETCH(QString, faults);
         QVERIFY(m_server.setFaults("api.empty=0"));
-        QVERIFY(!m_server.setFaults(spec));
+        QVERIFY(!m_server.setFaults(faults));
         QVERIFY(!m_server.errorString().isEmpty());
-        QCOMPARE(m_server.faultCounters()["spec"].toString(), "api.empty=0");
+        QCOMPARE(m_server.faultCounters()["faults"].toString(), "api.empty=0");
     }
 };
 

@@ -225,9 +225,9 @@ QString ReferenceServer::addUser(
     return reply.json().value(QStringLiteral("token")).toString();
 }
 
-bool ReferenceServer::setFaults(const QString &spec)
+bool ReferenceServer::setFaults(const QString &faults)
 {
-    const Reply reply = request("PUT", QStringLiteral("/admin/faults"), spec.toUtf8());
+    const Reply reply = request("PUT", QStringLiteral("/admin/faults"), faults.toUtf8());
     if (reply.status != 200)
         m_error = QString::fromUtf8(reply.body);
     return reply.status == 200;

@@ -23,7 +23,7 @@ public:
     struct Options
     {
         qint64 partSize = 0; // 0: the server's default (5 MiB)
-        QString faults; // fault spec, see the server's /admin/faults
+        QString faults; // fault list, see the server's /admin/faults
         QString webDomain; // empty: "localhost:PORT"
         QString urlScheme; // empty: "tessly"
         bool tls = false; // HTTPS with a self-signed certificate
@@ -66,7 +66,7 @@ public:
     // Creates an account with one profile; returns its bearer token (empty on failure).
     QString addUser(
         const QString &email, const QString &password, const QString &profile, const QString &customDomain = {});
-    bool setFaults(const QString &spec);
+    bool setFaults(const QString &faults);
     QJsonObject faultCounters();
     QMap<int, int> partPutCounts(const QString &uploadId); // every PUT that reached the store
     QMap<int, int> partStoredCounts(const QString &uploadId); // those that were stored
