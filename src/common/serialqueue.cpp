@@ -1,5 +1,7 @@
 #include "serialqueue.h"
 
+#include <QCoreApplication>
+
 SerialQueue::SerialQueue(const QString &label)
     : m_label(label)
     , m_context(new QObject)
@@ -12,9 +14,14 @@ SerialQueue::SerialQueue(const QString &label)
 
 SerialQueue::~SerialQueue()
 {
-    // quit() is queued behind the work already posted, so that work still runs.
-    QMetaObject::invokeMethod(
-        m_context, [this] { m_thread.quit(); }, Qt::QueuedConnection);
+    if (QCoreApplication::instance()) {
+        // quit() is queued behind the work already posted, so that work still runs.
+        QMetaObject::invokeMethod(
+            m_context, [this] { m_thread.quit(); }, Qt::QueuedConnection);
+    } else {
+        // Without an application no posted event reaches the thread any more.
+        m_thread.quit();
+    }
     m_thread.wait();
 }
 

@@ -1,0 +1,308 @@
+#include "multipartapiclient.h"
+
+#include "jsonserialization.h"
+#include "settingsstore.h"
+#include "transporterror.h"
+#include "urlrequest.h"
+
+#include <QLoggingCategory>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QStringDecoder>
+#include <QUrl>
+
+Q_LOGGING_CATEGORY(lcMultipartAPIClient, "tessly.upload.multipartapiclient")
+
+namespace {
+
+const QString kDomain = QStringLiteral("TLMultipartAPIClient");
+
+void log(const QString &line)
+{
+    qCInfo(lcMultipartAPIClient).noquote() << line;
+}
+
+// A status outside 2xx: the body, when it is UTF-8 text, is the description.
+Error statusError(int status, const QByteArray &body)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = utf8(body);
+    return Error(kDomain, status, utf8.hasError() ? QStringLiteral("Unknown error") : text);
+}
+
+QString profilePath(const char *suffix)
+{
+    const QString domain = SettingsStore::instance().domain();
+    return QStringLiteral("/v1/files/%1%2")
+        .arg(domain.isNull() ? QStringLiteral("(null)") : domain, QLatin1String(suffix));
+}
+
+// Reads the decoded JSON of a successful answer, or logs `parseLine` and fails.
+bool decode(const QByteArray &body, const char *parseLine, QVariant *json, Error *error)
+{
+    *json = JSONSerialization::JSONObjectWithData(body, error);
+    if (json->isValid())
+        return true;
+    log(QLatin1String(parseLine).arg(error->toString()));
+    return false;
+}
+
+} // namespace
+
+TLMultipartAPIClient &TLMultipartAPIClient::sharedClient()
+{
+    // Never destroyed: its thread and managers serve until the process ends,
+    // and tearing them down during static destruction would race the exit.
+    static TLMultipartAPIClient *client = new TLMultipartAPIClient;
+    return *client;
+}
+
+TLMultipartAPIClient::TLMultipartAPIClient()
+    : m_queue(QStringLiteral("com.tessly.multipartAPIClient"))
+{
+    // The managers live on the client's thread, so replies and their
+    // callbacks are handled there whatever the main thread is doing.
+    m_queue.sync([this] {
+        m_session = new QNetworkAccessManager(m_queue.context());
+        m_uploadSession = new QNetworkAccessManager(m_queue.context());
+        m_session->setAutoDeleteReplies(true);
+        m_uploadSession->setAutoDeleteReplies(true);
+    });
+}
+
+void TLMultipartAPIClient::postJson(const QString &path, const QVariantMap &body, AnswerHandler handler,
+    const std::function<void(const Error &)> &failed)
+{
+    Error error;
+    URLRequest request = URLRequest::forEndpoint(path, QStringLiteral("POST"));
+    request.httpBody = JSONSerialization::dataWithJSONObject(body, &error);
+    if (request.httpBody.isNull()) {
+        log(QStringLiteral("[TLMultipartAPIClient] JSON serialization error: %1").arg(error.toString()));
+        failed(error);
+        return;
+    }
+    m_queue.async([this, request, handler = std::move(handler)] {
+        QNetworkReply *reply = m_session->sendCustomRequest(request.request, request.httpMethod, request.httpBody);
+        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, handler] {
+            Answer answer;
+            if (TransportError::isTransportFailure(reply)) {
+                answer.transport = TransportError::fromReply(reply);
+            } else {
+                answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+                answer.body = reply->readAll();
+            }
+            handler(answer);
+        });
+    });
+}
+
+void TLMultipartAPIClient::initializeMultipartUploadForFileName(const QString &fileName, const QString &mimeType,
+    quint64 size, const QString &parentItem, const QVariant &order, InitCompletion completion)
+{
+    QVariantMap body { { QStringLiteral("name"), fileName }, { QStringLiteral("mimeType"), mimeType },
+        { QStringLiteral("size"), size }, { QStringLiteral("type"), QStringLiteral("multipart") } };
+    if (!parentItem.isNull())
+        body.insert(QStringLiteral("parentItem"), parentItem);
+    if (order.isValid() && !order.isNull())
+        body.insert(QStringLiteral("order"), order.toString());
+
+    const auto fail = [completion](const Error &error) { completion(false, {}, {}, 0, {}, {}, error); };
+    postJson(
+        profilePath(""), body,
+        [completion, fail](const Answer &answer) {
+            if (!answer.transport.isNull()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Init multipart failed: %1")
+                        .arg(answer.transport.toString()));
+                return fail(answer.transport);
+            }
+            if (!answer.succeeded()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Init multipart HTTP error %1: %2")
+                        .arg(answer.status)
+                        .arg(QString::fromUtf8(answer.body)));
+                return fail(statusError(answer.status, answer.body));
+            }
+            QVariant json;
+            Error error;
+            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse init response: %1", &json, &error))
+                return fail(error);
+            const QVariantMap map = json.toMap();
+            const QVariant uploadId = map.value(QStringLiteral("uploadId"));
+            const QVariant key = map.value(QStringLiteral("key"));
+            if (uploadId.isNull() || key.isNull())
+                return fail(Error(kDomain, -1, QStringLiteral("Missing uploadId or key in response")));
+            const QVariant partSizeValue = map.value(QStringLiteral("partSize"));
+            const quint64 partSize = partSizeValue.isNull() ? kDefaultPartSize : partSizeValue.toULongLong();
+            log(QStringLiteral("[TLMultipartAPIClient] Init multipart success: uploadId=%1, key=%2, partSize=%3")
+                    .arg(uploadId.toString(), key.toString())
+                    .arg(partSize));
+            const QVariant code = map.value(QStringLiteral("code"));
+            const QVariant customDomain = map.value(QStringLiteral("customDomain"));
+            completion(true, uploadId.toString(), key.toString(), partSize, code.isNull() ? QString() : code.toString(),
+                customDomain.isNull() ? QString() : customDomain.toString(), Error());
+        },
+        fail);
+}
+
+void TLMultipartAPIClient::getPresignedURLsForKey(
+    const QString &key, const QString &uploadId, const QList<quint64> &partNumbers, PartsCompletion completion)
+{
+    QVariantList numbers;
+    for (quint64 n : partNumbers)
+        numbers.append(n);
+    const QVariantMap body { { QStringLiteral("key"), key }, { QStringLiteral("uploadId"), uploadId },
+        { QStringLiteral("partNumbers"), numbers } };
+
+    const auto fail = [completion](const Error &error) { completion(false, {}, error); };
+    postJson(
+        profilePath("/parts"), body,
+        [completion, fail](const Answer &answer) {
+            if (!answer.transport.isNull()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Get parts URLs failed: %1")
+                        .arg(answer.transport.toString()));
+                return fail(answer.transport);
+            }
+            if (!answer.succeeded()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Get parts HTTP error %1: %2")
+                        .arg(answer.status)
+                        .arg(QString::fromUtf8(answer.body)));
+                return fail(statusError(answer.status, answer.body));
+            }
+            QVariant json;
+            Error error;
+            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse parts response: %1", &json, &error))
+                return fail(error);
+            const QVariant parts = json.toMap().value(QStringLiteral("parts"));
+            if (parts.isNull())
+                return fail(Error(kDomain, -1, QStringLiteral("Missing parts in response")));
+            const QVariantList list = parts.toList();
+            log(QStringLiteral("[TLMultipartAPIClient] Got %1 presigned URLs").arg(list.size()));
+            completion(true, list, Error());
+        },
+        fail);
+}
+
+void TLMultipartAPIClient::completeMultipartUploadForKey(
+    const QString &key, const QString &uploadId, const QVariantList &parts, ResponseCompletion completion)
+{
+    const QVariantMap body { { QStringLiteral("key"), key }, { QStringLiteral("uploadId"), uploadId },
+        { QStringLiteral("parts"), parts } };
+
+    const auto fail = [completion](const Error &error) { completion(false, {}, error); };
+    postJson(
+        profilePath("/complete"), body,
+        [completion, fail](const Answer &answer) {
+            if (!answer.transport.isNull()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Complete multipart failed: %1")
+                        .arg(answer.transport.toString()));
+                return fail(answer.transport);
+            }
+            if (!answer.succeeded()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Complete HTTP error %1: %2")
+                        .arg(answer.status)
+                        .arg(QString::fromUtf8(answer.body)));
+                return fail(statusError(answer.status, answer.body));
+            }
+            QVariant json;
+            Error error;
+            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse complete response: %1", &json, &error))
+                return fail(error);
+            log(QStringLiteral("[TLMultipartAPIClient] Multipart upload completed successfully"));
+            completion(true, json, Error());
+        },
+        fail);
+}
+
+void TLMultipartAPIClient::abortMultipartUploadForKey(
+    const QString &key, const QString &uploadId, AbortCompletion completion)
+{
+    const QVariantMap body { { QStringLiteral("key"), key }, { QStringLiteral("uploadId"), uploadId } };
+    const auto fail = [completion](const Error &error) { completion(false, error); };
+    postJson(
+        profilePath("/abort"), body,
+        [completion, fail](const Answer &answer) {
+            if (!answer.transport.isNull()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Abort multipart failed: %1")
+                        .arg(answer.transport.toString()));
+                return fail(answer.transport);
+            }
+            if (!answer.succeeded()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Abort HTTP error %1: %2")
+                        .arg(answer.status)
+                        .arg(QString::fromUtf8(answer.body)));
+                return fail(statusError(answer.status, answer.body));
+            }
+            log(QStringLiteral("[TLMultipartAPIClient] Multipart upload aborted successfully"));
+            completion(true, Error());
+        },
+        fail);
+}
+
+std::shared_ptr<TLMultipartAPIClient::PartTask> TLMultipartAPIClient::uploadPartData(
+    const QByteArray &data, const QString &presignedURL, const QString &, Progress progress, PartCompletion completion)
+{
+    const QUrl url(presignedURL, QUrl::StrictMode);
+    if (presignedURL.isEmpty() || !url.isValid() || url.scheme().isEmpty() || url.host().isEmpty()) {
+        completion(false, {}, Error(kDomain, -1, QStringLiteral("Invalid presigned URL")));
+        return nullptr;
+    }
+    auto task = std::make_shared<PartTask>();
+    task->m_context = m_queue.context();
+    m_queue.sync([&] {
+        QNetworkRequest request(url);
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/octet-stream"));
+        request.setTransferTimeout(m_partTimeoutMs);
+        QNetworkReply *reply = m_uploadSession->put(request, data);
+        task->m_reply = reply;
+        if (progress) {
+            auto previous = std::make_shared<qint64>(0);
+            QObject::connect(
+                reply, &QNetworkReply::uploadProgress, reply, [progress, previous](qint64 sent, qint64 total) {
+                    if (sent <= *previous)
+                        return; // Qt repeats the last figure when the upload ends
+                    const qint64 delta = sent - *previous;
+                    *previous = sent;
+                    progress(delta, sent, total);
+                });
+        }
+        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, completion] {
+            if (TransportError::isTransportFailure(reply)) {
+                const Error error = TransportError::fromReply(reply);
+                log(QStringLiteral("[TLMultipartAPIClient] Part upload failed: %1").arg(error.toString()));
+                completion(false, {}, error);
+                return;
+            }
+            const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+            if (status < 200 || status > 299) {
+                const QByteArray body = reply->readAll();
+                log(QStringLiteral("[TLMultipartAPIClient] Part upload HTTP error %1: %2")
+                        .arg(status)
+                        .arg(QString::fromUtf8(body)));
+                completion(false, {}, statusError(status, body));
+                return;
+            }
+            QByteArray etag = reply->rawHeader(QByteArrayLiteral("ETag"));
+            if (!reply->hasRawHeader(QByteArrayLiteral("ETag")))
+                etag = reply->rawHeader(QByteArrayLiteral("Etag"));
+            if (!reply->hasRawHeader(QByteArrayLiteral("ETag")) && !reply->hasRawHeader(QByteArrayLiteral("Etag"))) {
+                log(QStringLiteral("[TLMultipartAPIClient] Warning: No ETag in part upload response"));
+                completion(true, {}, Error());
+                return;
+            }
+            log(QStringLiteral("[TLMultipartAPIClient] Part uploaded successfully, ETag: %1")
+                    .arg(QString::fromLatin1(etag)));
+            completion(true, QString::fromLatin1(etag), Error());
+        });
+    });
+    return task;
+}
+
+void TLMultipartAPIClient::PartTask::cancel()
+{
+    QMetaObject::invokeMethod(
+        m_context,
+        [reply = m_reply] {
+            if (reply)
+                reply->abort();
+        },
+        Qt::QueuedConnection);
+}

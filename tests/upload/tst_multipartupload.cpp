@@ -1,0 +1,459 @@
+// Multipart uploads against the real reference service: the four calls, the
+// part PUT, and whole sessions with faults, pauses, resumption and abort.
+#include "logcapture.h"
+#include "multipartapiclient.h"
+#include "multipartuploadsession.h"
+#include "notificationcenter.h"
+#include "notifications.h"
+#include "referenceserver.h"
+#include "settingsstore.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <numeric>
+
+namespace {
+
+constexpr qint64 kPartSize = 64 * 1024;
+
+struct Outcome
+{
+    bool done = false;
+    bool success = false;
+    QVariantMap response;
+    Error error;
+};
+
+} // namespace
+
+class TestMultipartUpload : public QObject
+{
+    Q_OBJECT
+private:
+    ReferenceServer server;
+    QTemporaryDir dir;
+    QString token;
+
+    QString makeFile(const QString &name, qint64 size)
+    {
+        const QString path = dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            return {};
+        QByteArray block(64 * 1024, Qt::Uninitialized);
+        for (qint64 written = 0; written < size; written += block.size()) {
+            QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(block.data()), block.size() / 4);
+            file.write(block.constData(), std::min<qint64>(block.size(), size - written));
+        }
+        return path;
+    }
+
+    static QByteArray sha256(const QByteArray &data)
+    {
+        return QCryptographicHash::hash(data, QCryptographicHash::Sha256);
+    }
+
+    static QByteArray fileHash(const QString &path)
+    {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        return sha256(file.readAll());
+    }
+
+    // The stored object, fetched the way a visitor of the share link does.
+    QByteArray downloadedHash(const QString &code)
+    {
+        const auto reply = server.request("GET", QStringLiteral("/%1/download").arg(code), {},
+            { { "Host", QStringLiteral("alice.%1").arg(server.webDomain()).toUtf8() } });
+        return reply.status == 200 ? sha256(reply.body) : QByteArray("status ") + QByteArray::number(reply.status);
+    }
+
+    // Starts the session and waits for its completion (QTRY_* needs a void function).
+    static void run(const std::shared_ptr<TLMultipartUploadSession> &session, Outcome &outcome, int timeoutMs = 30000)
+    {
+        session->startWithProgressHandler({}, [&](bool success, const QVariantMap &response, const Error &error) {
+            outcome = { true, success, response, error };
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(outcome.done, timeoutMs);
+    }
+
+    static bool noPartStoredTwice(const QMap<int, int> &stored, int parts)
+    {
+        if (stored.size() != parts)
+            return false;
+        return std::all_of(stored.begin(), stored.end(), [](int n) { return n == 1; });
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(dir.isValid());
+        ReferenceServer::Options options;
+        options.partSize = kPartSize;
+        QVERIFY2(server.start(options), qPrintable(server.errorString()));
+        token = server.addUser(
+            QStringLiteral("alice@example.com"), QStringLiteral("secret-pass"), QStringLiteral("alice"));
+        QVERIFY2(!token.isEmpty(), qPrintable(server.serverLog()));
+        qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
+        SettingsStore::instance().setToken(token);
+        SettingsStore::instance().setDomain(QStringLiteral("alice"));
+    }
+
+    void init() { QVERIFY(server.setFaults(QStringLiteral("off"))); }
+
+    void clientSpeaksEachCall()
+    {
+        LogCapture log;
+        auto &client = TLMultipartAPIClient::sharedClient();
+        QString uploadId, key, code;
+        quint64 partSize = 0;
+        bool done = false;
+        client.initializeMultipartUploadForFileName(QStringLiteral("notes.bin"),
+            QStringLiteral("application/octet-stream"), 1000, QString(), QVariant(),
+            [&](bool ok, const QString &u, const QString &k, quint64 size, const QString &c, const QString &,
+                const Error &e) {
+                QVERIFY2(ok, qPrintable(e.toString()));
+                uploadId = u, key = k, partSize = size, code = c, done = true;
+            });
+        QTRY_VERIFY(done);
+        QCOMPARE(partSize, quint64(kPartSize));
+        QVERIFY(!code.isEmpty());
+        QVERIFY(log.contains(
+            QStringLiteral("[TLMultipartAPIClient] Init multipart success: uploadId=%1, key=%2, partSize=%3")
+                .arg(uploadId, key)
+                .arg(kPartSize)));
+
+        QVariantList parts;
+        done = false;
+        client.getPresignedURLsForKey(key, uploadId, { 1 }, [&](bool ok, const QVariantList &p, const Error &) {
+            QVERIFY(ok);
+            parts = p, done = true;
+        });
+        QTRY_VERIFY(done);
+        QCOMPARE(parts.size(), 1);
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartAPIClient] Got 1 presigned URLs")));
+        QVERIFY(
+            !log.containsText(QStringLiteral("X-Amz-Signature=")) || !log.containsText(QStringLiteral("Signature=0")));
+
+        // The part goes as an octet stream whatever MIME type is passed, and the
+        // ETag comes back as the store wrote it, quotes included.
+        const QByteArray bytes(1000, 'x');
+        QString etag;
+        qint64 lastTotal = 0;
+        done = false;
+        auto task = client.uploadPartData(
+            bytes, parts[0].toMap().value(QStringLiteral("url")).toString(), QStringLiteral("image/png"),
+            [&](qint64, qint64 total, qint64) { lastTotal = total; },
+            [&](bool ok, const QString &e, const Error &) {
+                QVERIFY(ok);
+                etag = e, done = true;
+            });
+        QVERIFY(task);
+        QTRY_VERIFY(done);
+        QCOMPARE(etag,
+            QStringLiteral("\"%1\"").arg(
+                QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex())));
+        QCOMPARE(lastTotal, qint64(1000));
+
+        QVariant response;
+        done = false;
+        client.completeMultipartUploadForKey(key, uploadId,
+            { QVariantMap { { QStringLiteral("partNumber"), 1 }, { QStringLiteral("etag"), etag } } },
+            [&](bool ok, const QVariant &r, const Error &e) {
+                QVERIFY2(ok, qPrintable(e.toString()));
+                response = r, done = true;
+            });
+        QTRY_VERIFY(done);
+        QVERIFY(response.toMap().contains(QStringLiteral("code")));
+        QCOMPARE(downloadedHash(code), sha256(bytes));
+    }
+
+    void clientFailuresCarryStatusBodyOrCause()
+    {
+        LogCapture log;
+        auto &client = TLMultipartAPIClient::sharedClient();
+        Error error;
+        bool done = false;
+        const auto initiate = [&] {
+            done = false;
+            client.initializeMultipartUploadForFileName(QStringLiteral("a"), QStringLiteral("t"), 1, {}, {},
+                [&](bool ok, const QString &, const QString &, quint64, const QString &, const QString &,
+                    const Error &e) {
+                    QVERIFY(!ok);
+                    error = e;
+                    done = true;
+                });
+            QTRY_VERIFY(done);
+        };
+
+        QVERIFY(server.setFaults(QStringLiteral("api.500text=1")));
+        initiate();
+        QCOMPARE(error.domain, QStringLiteral("TLMultipartAPIClient"));
+        QCOMPARE(error.code, 500);
+        QVERIFY(!error.localizedDescription.isEmpty());
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartAPIClient] Init multipart HTTP error 500: %1")
+                                 .arg(error.localizedDescription)));
+
+        // Nobody listening: the transport error goes back unchanged.
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+        const QByteArray saved = qgetenv("TESSLY_API_URL");
+        qputenv("TESSLY_API_URL", "http://127.0.0.1:1/v1/");
+        initiate();
+        qputenv("TESSLY_API_URL", saved);
+        QCOMPARE(error.code, -1004);
+        QVERIFY(log.containsText(QStringLiteral("[TLMultipartAPIClient] Init multipart failed: ")));
+
+        // An answer that is not JSON fails to parse.
+        QVERIFY(server.setFaults(QStringLiteral("api.empty=1")));
+        initiate();
+        QVERIFY(log.containsText(QStringLiteral("[TLMultipartAPIClient] Failed to parse init response: ")));
+
+        // A URL that is not one: refused at once, nothing sent.
+        bool failedAtOnce = false;
+        auto task = client.uploadPartData(
+            "x", QStringLiteral("not a url"), {}, {}, [&](bool ok, const QString &, const Error &e) {
+                failedAtOnce = !ok && e.localizedDescription == QLatin1String("Invalid presigned URL") && e.code == -1;
+            });
+        QVERIFY(!task);
+        QVERIFY(failedAtOnce);
+    }
+
+    void sessionUploadsTheExactFileInParts()
+    {
+        LogCapture log;
+        const qint64 size = 12 * kPartSize + 123;
+        const QString path = makeFile(QStringLiteral("big take.mov"), size);
+        int partNotes = 0, completedNotes = 0;
+        QObject observer;
+        auto &center = NotificationCenter::defaultCenter();
+        center.addObserver(
+            &observer, Notifications::MultipartUploadPartCompleteNotification, [&](const Notification &n) {
+                QCOMPARE(n.objectMap().value(QStringLiteral("taskId")).toString(), QStringLiteral("77"));
+                QCOMPARE(n.objectMap().value(QStringLiteral("totalParts")).toULongLong(), quint64(13));
+                ++partNotes;
+            });
+        center.addObserver(&observer, Notifications::MultipartUploadCompletedNotification,
+            [&](const Notification &) { ++completedNotes; });
+        float lastProgress = 0;
+        center.addObserver(&observer, Notifications::MultipartUploadProgressNotification, [&](const Notification &n) {
+            lastProgress = n.objectMap().value(QStringLiteral("progress")).toFloat();
+            QVERIFY(n.objectMap().value(QStringLiteral("isMultipart")).toBool());
+        });
+
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("77"));
+        Outcome outcome;
+        run(session, outcome);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+        QCOMPARE(session->state(), int(TLMultipartUploadSession::Completed));
+        QCOMPARE(session->progress(), 1.0f);
+
+        const QString code = outcome.response.value(QStringLiteral("code")).toString();
+        QCOMPARE(code, session->currentState()->code());
+        QCOMPARE(downloadedHash(code), fileHash(path));
+        QVERIFY(noPartStoredTwice(server.partStoredCounts(session->uploadId()), 13));
+        QTRY_COMPARE(completedNotes, 1);
+        QCOMPARE(partNotes, 13);
+        QCOMPARE(lastProgress, 1.0f);
+        QVERIFY(!TLMultipartUploadState::stateForUploadId(session->uploadId()));
+        QVERIFY(log.contains(
+            QStringLiteral("[TLMultipartUploadSession] Initialized: 13 parts, partSize=%1").arg(kPartSize)));
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] Upload completed successfully")));
+    }
+
+    void partUrlsComeAHundredAtATime()
+    {
+        // 250 parts: URLs for 1-100, then 101-200, then 201-250, a pass each.
+        ReferenceServer small;
+        ReferenceServer::Options options;
+        options.partSize = 1024;
+        QVERIFY(small.start(options));
+        const QString smallToken
+            = small.addUser(QStringLiteral("b@example.com"), QStringLiteral("secret-pass"), QStringLiteral("alice"));
+        qputenv("TESSLY_API_URL", small.apiUrl().toUtf8());
+        SettingsStore::instance().setToken(smallToken);
+
+        LogCapture log;
+        const QString path = makeFile(QStringLiteral("many.bin"), 250 * 1024);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("1"));
+        Outcome outcome;
+        run(session, outcome);
+        qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
+        SettingsStore::instance().setToken(token);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+
+        QStringList batches;
+        for (const QString &line : log.lines()) {
+            if (line.startsWith(QLatin1String("[TLMultipartAPIClient] Got "))
+                || line.startsWith(QLatin1String("[TLMultipartUploadSession] Uploading ")))
+                batches << line;
+        }
+        QCOMPARE(batches,
+            (QStringList { QStringLiteral("[TLMultipartAPIClient] Got 100 presigned URLs"),
+                QStringLiteral("[TLMultipartUploadSession] Uploading 100 parts"),
+                QStringLiteral("[TLMultipartAPIClient] Got 100 presigned URLs"),
+                QStringLiteral("[TLMultipartUploadSession] Uploading 100 parts"),
+                QStringLiteral("[TLMultipartAPIClient] Got 50 presigned URLs"),
+                QStringLiteral("[TLMultipartUploadSession] Uploading 50 parts") }));
+    }
+
+    void faultyStoreStillGetsEveryByte()
+    {
+        // A tenth of the part PUTs drop, fail or lose their ETag; failed parts
+        // go again in the next pass until the object is whole.
+        const auto injected = [this](const char *name) {
+            return server.faultCounters()
+                .value(QStringLiteral("injected"))
+                .toObject()
+                .value(QLatin1String(name))
+                .toInt();
+        };
+        const int noEtagBefore = injected("put.noetag");
+        QVERIFY(server.setFaults(QStringLiteral("put.drop=0.04,put.500=0.03,put.noetag=0.03,seed=7")));
+        const QString path = makeFile(QStringLiteral("faulty.bin"), 40 * kPartSize + 5);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("2"));
+        Outcome outcome;
+        run(session, outcome, 60000);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+        QVERIFY(server.faultCounters().value(QStringLiteral("putRequests")).toInt() > 41); // faults really happened
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), fileHash(path));
+
+        // A part is stored again only when its answer lacked the ETag, so the
+        // client could not know it had arrived.
+        const auto stored = server.partStoredCounts(session->uploadId());
+        QCOMPARE(stored.size(), 41);
+        const int extraStores = std::accumulate(stored.begin(), stored.end(), 0) - 41;
+        QCOMPARE(extraStores, injected("put.noetag") - noEtagBefore);
+    }
+
+    void pauseCancelsPartsInFlightAndResumeFinishes()
+    {
+        LogCapture log;
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
+        const QString path = makeFile(QStringLiteral("paused.bin"), 10 * kPartSize);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("3"));
+        Outcome outcome;
+        session->startWithProgressHandler({}, [&](bool s, const QVariantMap &r, const Error &e) {
+            outcome = { true, s, r, e };
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(server.partPutCounts(session->uploadId()).size(), 4, 10000); // four stalled in flight
+
+        session->resume(); // not paused yet
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] Cannot resume - not in paused state")));
+        QCOMPARE(session->state(), int(TLMultipartUploadSession::Uploading));
+
+        session->pause();
+        QCOMPARE(session->state(), int(TLMultipartUploadSession::Paused));
+        QVERIFY(TLMultipartUploadState::stateForUploadId(session->uploadId())); // persisted for later
+        // Each cancelled part counts one failed attempt once its PUT reports back.
+        QTRY_COMPARE((std::count_if(session->currentState()->parts().begin(), session->currentState()->parts().end(),
+                         [](const auto &p) { return p->retryCount() == 1; })),
+            4);
+        QTest::qWait(200);
+        QVERIFY(!outcome.done);
+
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+        session->resume();
+        QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), fileHash(path));
+    }
+
+    void resumedRecordSendsOnlyWhatIsMissing()
+    {
+        const QString path = makeFile(QStringLiteral("resumed.bin"), 20 * kPartSize);
+        QString uploadId;
+        {
+            // The first run gets some parts through, then everything stalls and the session goes away.
+            QVERIFY(server.setFaults(QStringLiteral("put.stall=1/2,stall-ms=20000")));
+            auto first = TLMultipartUploadSession::create(
+                QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("4"));
+            first->startWithProgressHandler({}, {});
+            QTRY_VERIFY_WITH_TIMEOUT(
+                first->currentState() && first->currentState()->completedParts().size() >= 3, 10000);
+            uploadId = first->uploadId();
+            first->pause();
+        }
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+        const TLMultipartUploadStatePtr record = TLMultipartUploadState::stateForFilePath(path);
+        QVERIFY(record);
+        QCOMPARE(record->uploadId(), uploadId);
+        const auto before = server.partPutCounts(uploadId);
+        QList<int> doneBefore;
+        for (const auto &part : record->completedParts())
+            doneBefore << int(part->partNumber());
+        QVERIFY(doneBefore.size() >= 3);
+
+        LogCapture log;
+        auto second = TLMultipartUploadSession::create(record, QStringLiteral("5"));
+        Outcome outcome;
+        run(second, outcome);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] Resuming upload from persisted state")));
+        QCOMPARE(outcome.response.value(QStringLiteral("code")).toString(), record->code());
+        QCOMPARE(downloadedHash(record->code()), fileHash(path));
+        // Parts the record holds as done are never sent again.
+        const auto after = server.partPutCounts(uploadId);
+        for (int number : doneBefore)
+            QCOMPARE(after.value(number), before.value(number));
+        QCOMPARE(after.size(), 20);
+    }
+
+    void abortTellsTheServiceAndForgetsTheRecord()
+    {
+        LogCapture log;
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
+        const QString path = makeFile(QStringLiteral("aborted.bin"), 6 * kPartSize);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("6"));
+        Outcome outcome;
+        session->startWithProgressHandler({}, [&](bool s, const QVariantMap &r, const Error &e) {
+            outcome = { true, s, r, e };
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(!server.partPutCounts(session->uploadId()).isEmpty(), 10000);
+
+        session->abort();
+        QTRY_VERIFY(outcome.done);
+        QVERIFY(!outcome.success);
+        QVERIFY(outcome.error.isNull());
+        QCOMPARE(session->state(), int(TLMultipartUploadSession::Aborted));
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] S3 multipart upload aborted successfully")));
+        QVERIFY(!TLMultipartUploadState::stateForUploadId(session->uploadId()));
+    }
+
+    void missingFileFailsAndSaysItCanResume()
+    {
+        QVariantMap failure;
+        QObject observer;
+        NotificationCenter::defaultCenter().addObserver(&observer, Notifications::MultipartUploadFailedNotification,
+            [&](const Notification &n) { failure = n.objectMap(); });
+        auto session = TLMultipartUploadSession::create(
+            QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone.bin"))), QString(), QVariant(), QStringLiteral("8"));
+        Outcome outcome;
+        run(session, outcome);
+        QVERIFY(!outcome.success);
+        QVERIFY(!outcome.error.isNull());
+        QCOMPARE(session->state(), int(TLMultipartUploadSession::Failed));
+        QTRY_COMPARE(failure.value(QStringLiteral("taskId")).toString(), QStringLiteral("8"));
+        QCOMPARE(failure.value(QStringLiteral("canResume")).toBool(), true);
+        QVERIFY(failure.value(QStringLiteral("error")).value<Error>().code != 0);
+    }
+
+    void retryDelayDoublesUpToThirtySeconds()
+    {
+        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(1), 1.0);
+        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(3), 4.0);
+        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(6), 30.0);
+        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(1000), 30.0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMultipartUpload)
+#include "tst_multipartupload.moc"
