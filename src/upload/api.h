@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QSslError>
 #include <QString>
+#include <QUrl>
 #include <QVariant>
 
 #include <functional>
@@ -113,6 +114,36 @@ public:
     // The file code decoding of waitForNewFile(): URL-safe base64 to UTF-8
     // text, or the code unchanged when that fails.
     static QString decodeFileCode(const QString &code);
+
+    // Uploads (apiupload.cpp: presign and the single PUT; apiuploadentry.cpp:
+    // the entry points, which hand every file to FileUploadQueue).
+    using PresignCompletion = std::function<void(bool success, const QVariantMap &response, const Error &error)>;
+    using PutCompletion = std::function<void(bool success, const QVariantMap &response)>;
+    using FileCompletion = std::function<void(bool success, const QVariantMap &response)>;
+    using BatchCompletion = std::function<void(bool success)>;
+
+    // Entry points: one file, one file into a folder at a position, or a
+    // batch into a folder (orders 0, 1, 2 ...; `complete` fires once when the
+    // queue drains).
+    void uploadFile(const QUrl &fileUrl, FileCompletion complete);
+    void uploadFile(const QUrl &fileUrl, const QString &parentItem, const QVariant &order, FileCompletion complete);
+    void uploadFiles(const QList<QUrl> &fileUrls, const QString &parentItem, BatchCompletion complete);
+
+    // Asks the service for a presigned PUT URL and the new file's record.
+    void requestUploadURLForFile(
+        const QUrl &fileUrl, const QString &parentItem, const QVariant &order, PresignCompletion completion);
+    // Streams the file to the presigned URL in one PUT, posting
+    // "UploadProgressNotification" while it runs and "UploadCompleteNotification"
+    // (object: respDict) when it ends. `taskId` names the transfer in the
+    // progress notifications. Completes on the main thread.
+    void uploadFileToS3(const QUrl &url, const QUrl &fileUrl, const QVariantMap &respDict, const QString &taskId,
+        PutCompletion complete);
+    // Cancels every single-request PUT in flight.
+    void cancelAllS3Uploads();
+    // A hook with no effect.
+    void mockUploads();
+    // A PNG of the video's first frames, "video-thumbnail.png" in the temporary directory.
+    QUrl getVideoThumbnail(const QUrl &videoUrl);
 
 private:
     API();
