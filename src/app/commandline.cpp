@@ -14,6 +14,8 @@ const Command kCommands[] = {
     { "login", "--token TOKEN [--domain PROFILE]", "sign in with a token (\"-\" reads it from stdin)", false,
         Commands::login },
     { "logout", "", "forget the stored token and profile", false, Commands::logout },
+    { "screenshot", "[--window] [--markup]", "take a screenshot and upload it", true, Commands::screenshot },
+    { "open", "FILE", "upload a file handed to Tessly Cloud", false, Commands::open },
 };
 
 const Command kUnknown = { "", "", "", false, nullptr };

@@ -8,8 +8,8 @@
 #include <QWindow>
 
 // What the desktop-icon hider needs from the desktop beyond Qt: the wallpaper
-// behind the icons, an overlay window that stays on every workspace, and word
-// of workspace switches.
+// behind the icons, a cover window stacked right above the desktop window,
+// and word of workspace switches.
 //
 // create() picks the backend for the build (X11: the root window's
 // _XROOTPMAP_ID pixmap and EWMH); TESSLY_PLATFORM_BACKEND=null, or no
@@ -29,8 +29,10 @@ public:
     // publishes none.
     virtual QImage wallpaper(const QRect &nativeRect) = 0;
 
-    // Keeps a top-level window on every workspace (it must be shown already).
-    virtual void showOnAllWorkspaces(QWindow *window) = 0;
+    // Stacks a top-level window that bypasses the window manager directly
+    // above another window (a client id; its frame, if it has one), so it
+    // is below every window above that one.
+    virtual void stackAbove(QWindow *window, quint32 windowId) = 0;
 
     // Returns once the display server has handled every request sent so far,
     // so windows just shown are on screen for other processes.

@@ -8,7 +8,7 @@ class NullDesktopShell final : public DesktopShell
 public:
     QString backendName() const override { return QStringLiteral("null"); }
     QImage wallpaper(const QRect &) override { return {}; }
-    void showOnAllWorkspaces(QWindow *) override { }
+    void stackAbove(QWindow *, quint32) override { }
     void sync() override { }
 };
 

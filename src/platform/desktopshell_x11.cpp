@@ -42,12 +42,16 @@ public:
         return result;
     }
 
-    void showOnAllWorkspaces(QWindow *window) override
+    void stackAbove(QWindow *window, quint32 windowId) override
     {
         if (!window)
             return;
-        xcb_ewmh_request_change_wm_desktop(
-            m_x->ewmh(), 0, xcb_window_t(window->winId()), 0xFFFFFFFF, XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL);
+        const xcb_window_t sibling = topLevel(windowId);
+        if (sibling == XCB_NONE)
+            return;
+        const uint32_t values[] = { sibling, XCB_STACK_MODE_ABOVE };
+        xcb_configure_window(m_x->connection(), xcb_window_t(window->winId()),
+            XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
         xcb_flush(m_x->connection());
     }
 
@@ -58,6 +62,24 @@ public:
     }
 
 private:
+    // The root's child that holds the window: the window manager's frame,
+    // or the window itself when it is not reparented.
+    xcb_window_t topLevel(xcb_window_t window) const
+    {
+        xcb_connection_t *c = m_x->connection();
+        for (int depth = 0; depth < 16; ++depth) {
+            xcb_query_tree_reply_t *tree = xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr);
+            if (!tree)
+                return XCB_NONE;
+            const xcb_window_t parent = tree->parent;
+            std::free(tree);
+            if (parent == m_x->root() || parent == XCB_NONE)
+                return window;
+            window = parent;
+        }
+        return XCB_NONE;
+    }
+
     xcb_pixmap_t rootPixmap() const
     {
         for (const char *name : { "_XROOTPMAP_ID", "ESETROOT_PMAP_ID" }) {

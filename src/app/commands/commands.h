@@ -10,6 +10,12 @@ int help(const QStringList &args);
 int version(const QStringList &args);
 int login(const QStringList &args);
 int logout(const QStringList &args);
+int screenshot(const QStringList &args);
+int open(const QStringList &args);
+
+// Uploads a captured or received file and prints its share link; the exit
+// code for the command.
+int uploadAndPrintLink(const QString &path);
 
 // Standard streams for command output; messages to the user go to err().
 QTextStream &out();

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <QImage>
+#include <QRect>
+
+class QLabel;
+class QWidget;
+
+// One cover over a screen's desktop icons: a borderless window holding one
+// picture (overlayImage) that lets every click through, stacked right above
+// the desktop window and so below every ordinary window.
+//
+// It bypasses the window manager: a managed window sits inside the manager's
+// frame, which catches the clicks the window lets through (openbox, xfwm4 and
+// others do not pass input shapes on to their frames), and the manager's
+// "below" layer would still leave it above the desktop only by convention.
+// Stacked by hand above the desktop window it is below the same windows the
+// desktop is, on every workspace, since the manager does not hide it.
+class OverlayWindowController
+{
+public:
+    OverlayWindowController();
+    ~OverlayWindowController();
+
+    OverlayWindowController(const OverlayWindowController &) = delete;
+    OverlayWindowController &operator=(const OverlayWindowController &) = delete;
+
+    QWidget *window() const { return m_window.get(); }
+    QLabel *overlayImage() const { return m_overlayImage; }
+
+    // The picture, in device pixels of a screen with this ratio.
+    void setPicture(const QImage &picture, qreal devicePixelRatio);
+
+private:
+    std::unique_ptr<QWidget> m_window;
+    QLabel *m_overlayImage = nullptr;
+};

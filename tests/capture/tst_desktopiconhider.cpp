@@ -1,0 +1,135 @@
+// The desktop-icon hider on a real X desktop with two monitors: a desktop
+// window with icons on the first only, a wallpaper on the root, an ordinary
+// window above. Checked as the user sees it, from grabs of the screen.
+#include "desktopiconhider.h"
+#include "e2e.h"
+#include "logcapture.h"
+#include "overlaywindowcontroller.h"
+#include "patternwindow.h"
+#include "testdesktop.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTest>
+#include <QWidget>
+
+class TestDesktopIconHider : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TestDesktop> m_desktop;
+    std::unique_ptr<PatternWindow> m_pattern;
+
+    QPoint iconCentre(int i) const { return m_desktop->window()->mapToGlobal(m_desktop->icons().at(i).center()); }
+
+    void verifyIconsCovered(const QImage &screen, bool covered)
+    {
+        for (int i = 0; i < m_desktop->icons().size(); ++i) {
+            const QPoint p = iconCentre(i);
+            const QColor expected = covered ? TestDesktop::wallpaperAt(p) : TestDesktop::kIcon;
+            QCOMPARE(screen.pixelColor(p).name(), expected.name());
+        }
+    }
+
+    void verifyPatternOnTop(const QImage &screen)
+    {
+        for (QPointF local : { QPointF(20, 20), QPointF(180, 20), QPointF(20, 140), QPointF(180, 140) })
+            QCOMPARE(
+                screen.pixelColor(m_pattern->mapToGlobal(local).toPoint()).name(), m_pattern->colorAt(local).name());
+    }
+
+    static QByteArray windowUnderPointer()
+    {
+        const QByteArray shell = E2E::runTool(
+            QStringLiteral("xdotool"), { QStringLiteral("getmouselocation"), QStringLiteral("--shell") });
+        for (const QByteArray &line : shell.split('\n')) {
+            if (line.startsWith("WINDOW="))
+                return line.mid(7);
+        }
+        return {};
+    }
+
+    static void xdotool(const QStringList &args)
+    {
+        int code = -1;
+        E2E::runTool(QStringLiteral("xdotool"), args, &code);
+        QCOMPARE(code, 0);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(E2E::underHarness());
+        QCOMPARE(QGuiApplication::screens().size(), 2);
+        m_desktop = std::make_unique<TestDesktop>(QGuiApplication::screens().at(0)->geometry());
+        // Over the first icon column's right neighbour, not over the icons.
+        m_pattern = std::make_unique<PatternWindow>(QRect(300, 200, 200, 160));
+        verifyIconsCovered(E2E::grabDesktop(), false);
+    }
+
+    void coversIconsOnlyWhereThereIsADesktopWindow()
+    {
+        LogCapture log;
+        DesktopIconHider hider;
+        const QImage before = E2E::grabDesktop();
+        hider.hideDesktopIcons();
+        QCOMPARE(hider.overlayControllers().size(), 1);
+        QCOMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 1);
+        QVERIFY(log.contains(QStringLiteral("Window Frame {{0, 0}, {800, 600}}")));
+        QVERIFY(!log.containsText(QStringLiteral("Capturing Screen {{800")));
+
+        const QImage hidden = E2E::grabDesktop();
+        verifyIconsCovered(hidden, true);
+        verifyPatternOnTop(hidden);
+        const QRect second = QGuiApplication::screens().at(1)->geometry();
+        QCOMPARE(hidden.copy(second), before.copy(second));
+
+        // Hiding again keeps the covers it has.
+        OverlayWindowController *first = hider.overlayControllers().first();
+        hider.hideDesktopIcons();
+        QCOMPARE(hider.overlayControllers(), QList<OverlayWindowController *> { first });
+
+        hider.unhideDesktopIcons();
+        QVERIFY(hider.overlayControllers().isEmpty());
+        QTest::qWait(200); // the desktop window repaints what the cover hid
+        verifyIconsCovered(E2E::grabDesktop(), false);
+    }
+
+    void clicksFallThroughToTheDesktop()
+    {
+        // The X server's answer to "which window gets a click here": the same
+        // with the cover as without it.
+        const QPoint p = iconCentre(0);
+        xdotool({ QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()) });
+        const QByteArray uncovered = windowUnderPointer();
+        QVERIFY(!uncovered.isEmpty());
+        DesktopIconHider hider;
+        hider.hideDesktopIcons();
+        QCOMPARE(hider.overlayControllers().size(), 1);
+        verifyIconsCovered(E2E::grabDesktop(), true);
+        QCOMPARE(windowUnderPointer(), uncovered);
+        hider.unhideDesktopIcons();
+    }
+
+    void workspaceSwitchRecoversOnlyWhileHidden()
+    {
+        DesktopIconHider hider;
+        LogCapture log;
+        xdotool({ QStringLiteral("set_desktop"), QStringLiteral("1") });
+        QTest::qWait(300);
+        QVERIFY(hider.overlayControllers().isEmpty());
+        QCOMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 0);
+
+        hider.hideDesktopIcons();
+        QCOMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 1);
+        xdotool({ QStringLiteral("set_desktop"), QStringLiteral("0") });
+        QTRY_COMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 2);
+        QCOMPARE(hider.overlayControllers().size(), 1);
+        QTest::qWait(200);
+        verifyIconsCovered(E2E::grabDesktop(), true);
+        hider.unhideDesktopIcons();
+    }
+};
+
+QTEST_MAIN(TestDesktopIconHider)
+#include "tst_desktopiconhider.moc"
