@@ -14,6 +14,10 @@ const Command kCommands[] = {
     { "login", "--token TOKEN [--domain PROFILE]", "sign in with a token (\"-\" reads it from stdin)", false,
         Commands::login },
     { "logout", "", "forget the stored token and profile", false, Commands::logout },
+    { "upload", "FILE...", "upload files (a folder as a ZIP) and print their links", false, Commands::upload },
+    { "uploads", "", "list unfinished large uploads", false, Commands::uploads },
+    { "resume", "", "resume every unfinished large upload", false, Commands::resume },
+    { "cancel-all", "", "abort every unfinished upload", false, Commands::cancelAll },
     { "screenshot", "[--window] [--markup]", "take a screenshot and upload it", true, Commands::screenshot },
     { "open", "FILE", "upload a file handed to Tessly Cloud", false, Commands::open },
 };

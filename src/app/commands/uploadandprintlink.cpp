@@ -2,14 +2,11 @@
 
 namespace Commands {
 
-// The one step `tessly screenshot` and `tessly open` still lack: the upload
-// queue. Until it is wired here, the file stays where it is and the caller
-// learns why.
+// The last step of `tessly screenshot` and `tessly open`: the file goes
+// through the upload queue and its share link is printed.
 int uploadAndPrintLink(const QString &path)
 {
-    Q_UNUSED(path);
-    err() << "tessly: uploading is not available in this build yet\n";
-    return 1;
+    return uploadFilesAndPrintLinks("upload", { path });
 }
 
 } // namespace Commands

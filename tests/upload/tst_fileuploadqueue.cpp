@@ -1,0 +1,196 @@
+// The upload queue against the real reference service: the size threshold,
+// ten at a time in order, batches, resumption by path and cancelling.
+#include "api.h"
+#include "fileuploadqueue.h"
+#include "logcapture.h"
+#include "multipartuploadsession.h"
+#include "multipartuploadstate.h"
+#include "notificationcenter.h"
+#include "notifications.h"
+#include "referenceserver.h"
+#include "settingsstore.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestFileUploadQueue : public QObject
+{
+    Q_OBJECT
+private:
+    ReferenceServer server;
+    QTemporaryDir dir;
+
+    QString makeFile(const QString &name, qint64 size)
+    {
+        const QString path = dir.filePath(name);
+        QFile file(path);
+        file.open(QIODevice::WriteOnly);
+        file.write(QByteArray(qMin<qint64>(size, 4096), 'x'));
+        file.resize(size); // the rest reads as zeros
+        return path;
+    }
+
+    static int indexOf(const QStringList &lines, const QString &text)
+    {
+        for (int i = 0; i < lines.size(); ++i) {
+            if (lines[i].contains(text))
+                return i;
+        }
+        return -1;
+    }
+
+    // Waits until the queue drains and returns the finished tasks' records.
+    static QList<QVariantMap> drain(int timeoutMs = 60000)
+    {
+        QList<QVariantMap> completed;
+        bool drained = false;
+        QObject observer;
+        auto &center = NotificationCenter::defaultCenter();
+        center.addObserver(&observer, Notifications::UploadCompleteNotification, [&](const Notification &n) {
+            if (n.objectMap().contains(QStringLiteral("file")))
+                completed << n.objectMap();
+        });
+        center.addObserver(
+            &observer, Notifications::BatchUploadCompleteNotification, [&](const Notification &) { drained = true; });
+        QTest::qWaitFor([&] { return drained; }, timeoutMs);
+        return completed;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        ReferenceServer::Options options;
+        options.partSize = 8 * 1024 * 1024;
+        QVERIFY2(server.start(options), qPrintable(server.errorString()));
+        const QString token
+            = server.addUser(QStringLiteral("q@example.com"), QStringLiteral("secret-pass"), QStringLiteral("queue"));
+        QVERIFY(!token.isEmpty());
+        qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
+        SettingsStore::instance().setToken(token);
+        SettingsStore::instance().setDomain(QStringLiteral("queue"));
+    }
+
+    void init() { QVERIFY(server.setFaults(QStringLiteral("off"))); }
+
+    void thresholdChoosesTheWay()
+    {
+        LogCapture log;
+        const QString below = makeFile(QStringLiteral("below.bin"), 52'428'799);
+        const QString at = makeFile(QStringLiteral("at.bin"), 52'428'800);
+        API::instance().uploadFile(QUrl::fromLocalFile(below), {});
+        API::instance().uploadFile(QUrl::fromLocalFile(at), {});
+        const auto completed = drain();
+        QCOMPARE(completed.size(), 2);
+        for (const auto &c : completed)
+            QVERIFY2(c.value(QStringLiteral("succeeded")).toBool(), qPrintable(log.lines().join('\n').right(2000)));
+        QVERIFY(log.contains(QStringLiteral("FileUploadTask - init below.bin (size: 52428799, multipart: 0)")));
+        QVERIFY(log.contains(QStringLiteral("FileUploadTask - init at.bin (size: 52428800, multipart: 1)")));
+        QVERIFY(log.contains(QStringLiteral("FileUploadTask - file size 52428799 < threshold, using regular upload")));
+        QVERIFY(
+            log.contains(QStringLiteral("FileUploadTask - file size 52428800 >= threshold, using multipart upload")));
+    }
+
+    void tenRunAtOnceAndTheRestFollowInOrder()
+    {
+        // Every object PUT is held a moment, so the first ten are all in
+        // flight before any finishes.
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=1500,put.only=objects")));
+        LogCapture log;
+        for (int i = 1; i <= 12; ++i)
+            API::instance().uploadFile(QUrl::fromLocalFile(makeFile(QStringLiteral("file%1.txt").arg(i), 100)), {});
+        const auto completed = drain();
+        QCOMPARE(completed.size(), 12);
+
+        const QStringList lines = log.lines();
+        const int firstDone = indexOf(lines, QStringLiteral("S3 PUT succeeded for"));
+        QVERIFY(firstDone > 0);
+        for (int i = 1; i <= 10; ++i) {
+            const int started = indexOf(lines, QStringLiteral("/file%1.txt").arg(i));
+            QVERIFY2(started >= 0 && started < firstDone, qPrintable(QString::number(i)));
+        }
+        const int eleventh = indexOf(lines, QStringLiteral("/file11.txt"));
+        const int twelfth = indexOf(lines, QStringLiteral("/file12.txt"));
+        QVERIFY(eleventh > firstDone);
+        QVERIFY(twelfth > eleventh);
+    }
+
+    void batchReportsYesWithEveryTaskEvenAfterAFailure()
+    {
+        LogCapture log;
+        bool batchDone = false, batchResult = false;
+        const QList<QUrl> files { QUrl::fromLocalFile(makeFile(QStringLiteral("a.txt"), 10)),
+            QUrl::fromLocalFile(dir.filePath(QStringLiteral("vanished.txt"))),
+            QUrl::fromLocalFile(makeFile(QStringLiteral("c.txt"), 10)) };
+        API::instance().uploadFiles(files, QString(), [&](bool success) {
+            batchDone = true;
+            batchResult = success;
+        });
+        const auto completed = drain();
+        QVERIFY(batchDone);
+        QVERIFY(batchResult);
+        QCOMPARE(completed.size(), 3);
+        const auto failed = std::find_if(completed.begin(), completed.end(),
+            [](const QVariantMap &c) { return !c.value(QStringLiteral("succeeded")).toBool(); });
+        QVERIFY(failed != completed.end());
+        QVERIFY(failed->value(QStringLiteral("response"))
+                    .toMap()
+                    .value(QStringLiteral("error"))
+                    .toString()
+                    .contains(QLatin1String("vanished.txt")));
+        QVERIFY(log.containsText(QStringLiteral("FileUploadTask - failed to get file attributes: ")));
+        QVERIFY(!FileUploadQueue::sharedQueue().bachCompletionHandler()); // it removed itself
+    }
+
+    void sameFileAgainResumesItsInterruptedUpload()
+    {
+        const QString path = makeFile(QStringLiteral("large.mov"), 60 * 1024 * 1024);
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=30000,put.only=parts")));
+        auto first = FileUploadTask::create(QUrl::fromLocalFile(path), {}, {}, {});
+        first->start();
+        QTRY_VERIFY(
+            first->multipartSession() && first->multipartSession()->state() == TLMultipartUploadSession::Uploading);
+        first->pauseMultipartUpload();
+        QVERIFY(TLMultipartUploadState::stateForFilePath(path));
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+
+        LogCapture log;
+        API::instance().uploadFile(QUrl::fromLocalFile(path), {});
+        const auto completed = drain();
+        QCOMPARE(completed.size(), 1);
+        QVERIFY(completed[0].value(QStringLiteral("succeeded")).toBool());
+        QVERIFY(log.contains(QStringLiteral("FileUploadTask - found existing multipart state, resuming")));
+        QVERIFY(!TLMultipartUploadState::stateForFilePath(path));
+    }
+
+    void cancellingAnIdleQueueStillAnnouncesIt()
+    {
+        LogCapture log;
+        QVariantMap announced;
+        QObject observer;
+        NotificationCenter::defaultCenter().addObserver(&observer, Notifications::BatchUploadCompleteNotification,
+            [&](const Notification &n) { announced = n.objectMap(); });
+        FileUploadQueue::sharedQueue().cancelAllUploads();
+        QVERIFY(log.contains(QStringLiteral("[FileUploadQueue] Cancelling all uploads: 0 active, 0 pending")));
+        QVERIFY(log.contains(QStringLiteral("[FileUploadQueue] All uploads cancelled: 0 active, 0 pending aborted")));
+        QTRY_COMPARE(announced, (QVariantMap { { QStringLiteral("cancelled"), true } }));
+    }
+
+    void abortingATaskThatNeverRanForgetsItsRecord()
+    {
+        TLMultipartUploadState record(QStringLiteral("stale-upload"), QStringLiteral("k"),
+            dir.filePath(QStringLiteral("old.mov")), QStringLiteral("video/quicktime"), 60 * 1024 * 1024,
+            8 * 1024 * 1024);
+        TLMultipartUploadState::saveState(record);
+        auto task = FileUploadTask::create(
+            QUrl::fromLocalFile(makeFile(QStringLiteral("old.mov"), 60 * 1024 * 1024)), {}, {}, {});
+        QVERIFY(task->isMultipartUpload());
+        LogCapture log;
+        task->abortMultipartUpload();
+        QVERIFY(log.contains(QStringLiteral("FileUploadTask - removing persisted state for old.mov")));
+        QVERIFY(!TLMultipartUploadState::stateForUploadId(QStringLiteral("stale-upload")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFileUploadQueue)
+#include "tst_fileuploadqueue.moc"
