@@ -47,6 +47,42 @@ bool decode(const QByteArray &body, const char *parseLine, QVariant *json, Error
     return false;
 }
 
+// The log lines of one call for each way it can fail; abort reads no body.
+struct CallLines
+{
+    const char *transportFailed;
+    const char *httpError;
+    const char *parseFailed;
+};
+
+const CallLines kInitLines { "[TLMultipartAPIClient] Init multipart failed: %1",
+    "[TLMultipartAPIClient] Init multipart HTTP error %1: %2",
+    "[TLMultipartAPIClient] Failed to parse init response: %1" };
+const CallLines kPartsLines { "[TLMultipartAPIClient] Get parts URLs failed: %1",
+    "[TLMultipartAPIClient] Get parts HTTP error %1: %2", "[TLMultipartAPIClient] Failed to parse parts response: %1" };
+const CallLines kCompleteLines { "[TLMultipartAPIClient] Complete multipart failed: %1",
+    "[TLMultipartAPIClient] Complete HTTP error %1: %2",
+    "[TLMultipartAPIClient] Failed to parse complete response: %1" };
+const CallLines kAbortLines { "[TLMultipartAPIClient] Abort multipart failed: %1",
+    "[TLMultipartAPIClient] Abort HTTP error %1: %2", nullptr };
+
+// Every JSON call checks its answer the same way: the transport, the status,
+// then the body as JSON. On failure the call's line is logged and *error set.
+bool accept(const TLMultipartAPIClient::Answer &answer, const CallLines &lines, QVariant *json, Error *error)
+{
+    if (!answer.transport.isNull()) {
+        log(QString::fromLatin1(lines.transportFailed).arg(answer.transport.toString()));
+        *error = answer.transport;
+        return false;
+    }
+    if (!answer.succeeded()) {
+        log(QString::fromLatin1(lines.httpError).arg(answer.status).arg(QString::fromUtf8(answer.body)));
+        *error = statusError(answer.status, answer.body);
+        return false;
+    }
+    return !lines.parseFailed || decode(answer.body, lines.parseFailed, json, error);
+}
+
 } // namespace
 
 TLMultipartAPIClient &TLMultipartAPIClient::sharedClient()
@@ -110,20 +146,9 @@ void TLMultipartAPIClient::initializeMultipartUploadForFileName(const QString &f
     postJson(
         profilePath(""), body,
         [completion, fail](const Answer &answer) {
-            if (!answer.transport.isNull()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Init multipart failed: %1")
-                        .arg(answer.transport.toString()));
-                return fail(answer.transport);
-            }
-            if (!answer.succeeded()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Init multipart HTTP error %1: %2")
-                        .arg(answer.status)
-                        .arg(QString::fromUtf8(answer.body)));
-                return fail(statusError(answer.status, answer.body));
-            }
             QVariant json;
             Error error;
-            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse init response: %1", &json, &error))
+            if (!accept(answer, kInitLines, &json, &error))
                 return fail(error);
             const QVariantMap map = json.toMap();
             const QVariant uploadId = map.value(QStringLiteral("uploadId"));
@@ -156,20 +181,9 @@ void TLMultipartAPIClient::getPresignedURLsForKey(
     postJson(
         profilePath("/parts"), body,
         [completion, fail](const Answer &answer) {
-            if (!answer.transport.isNull()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Get parts URLs failed: %1")
-                        .arg(answer.transport.toString()));
-                return fail(answer.transport);
-            }
-            if (!answer.succeeded()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Get parts HTTP error %1: %2")
-                        .arg(answer.status)
-                        .arg(QString::fromUtf8(answer.body)));
-                return fail(statusError(answer.status, answer.body));
-            }
             QVariant json;
             Error error;
-            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse parts response: %1", &json, &error))
+            if (!accept(answer, kPartsLines, &json, &error))
                 return fail(error);
             const QVariant parts = json.toMap().value(QStringLiteral("parts"));
             if (parts.isNull())
@@ -191,20 +205,9 @@ void TLMultipartAPIClient::completeMultipartUploadForKey(
     postJson(
         profilePath("/complete"), body,
         [completion, fail](const Answer &answer) {
-            if (!answer.transport.isNull()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Complete multipart failed: %1")
-                        .arg(answer.transport.toString()));
-                return fail(answer.transport);
-            }
-            if (!answer.succeeded()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Complete HTTP error %1: %2")
-                        .arg(answer.status)
-                        .arg(QString::fromUtf8(answer.body)));
-                return fail(statusError(answer.status, answer.body));
-            }
             QVariant json;
             Error error;
-            if (!decode(answer.body, "[TLMultipartAPIClient] Failed to parse complete response: %1", &json, &error))
+            if (!accept(answer, kCompleteLines, &json, &error))
                 return fail(error);
             log(QStringLiteral("[TLMultipartAPIClient] Multipart upload completed successfully"));
             completion(true, json, Error());
@@ -220,17 +223,10 @@ void TLMultipartAPIClient::abortMultipartUploadForKey(
     postJson(
         profilePath("/abort"), body,
         [completion, fail](const Answer &answer) {
-            if (!answer.transport.isNull()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Abort multipart failed: %1")
-                        .arg(answer.transport.toString()));
-                return fail(answer.transport);
-            }
-            if (!answer.succeeded()) {
-                log(QStringLiteral("[TLMultipartAPIClient] Abort HTTP error %1: %2")
-                        .arg(answer.status)
-                        .arg(QString::fromUtf8(answer.body)));
-                return fail(statusError(answer.status, answer.body));
-            }
+            QVariant json;
+            Error error;
+            if (!accept(answer, kAbortLines, &json, &error))
+                return fail(error);
             log(QStringLiteral("[TLMultipartAPIClient] Multipart upload aborted successfully"));
             completion(true, Error());
         },

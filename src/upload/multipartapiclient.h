@@ -64,6 +64,14 @@ public:
     int partTimeoutMs() const { return m_partTimeoutMs; }
     void setPartTimeoutMs(int ms) { m_partTimeoutMs = ms; }
 
+    // What came back for one request: a transport error, or a status and body.
+    struct Answer
+    {
+        Error transport;
+        int status = 0;
+        QByteArray body;
+        bool succeeded() const { return transport.isNull() && status >= 200 && status <= 299; }
+    };
     class PartTask
     {
     public:
@@ -78,14 +86,6 @@ public:
 private:
     TLMultipartAPIClient();
 
-    // What came back for one request: a transport error, or a status and body.
-    struct Answer
-    {
-        Error transport;
-        int status = 0;
-        QByteArray body;
-        bool succeeded() const { return transport.isNull() && status >= 200 && status <= 299; }
-    };
     using AnswerHandler = std::function<void(const Answer &answer)>;
 
     // POSTs `body` as JSON to an endpoint of the stored profile. When the body
