@@ -3,6 +3,7 @@
 // large upload killed with SIGKILL at random moments and resumed.
 #include "multipartuploadstate.h"
 #include "referenceserver.h"
+#include "testfiles.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -52,32 +53,12 @@ private:
             QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()) };
     }
 
-    QString makeFile(const QString &name, qint64 size)
-    {
-        const QString path = dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        QByteArray block(1024 * 1024, Qt::Uninitialized);
-        for (qint64 written = 0; written < size; written += block.size()) {
-            QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(block.data()), block.size() / 4);
-            file.write(block.constData(), qMin<qint64>(block.size(), size - written));
-        }
-        return path;
-    }
-
     QByteArray downloaded(const QString &link)
     {
         const QString code = link.section(QLatin1Char('/'), -1);
         const auto reply = server.request("GET", QStringLiteral("/%1/download").arg(code), {},
             { { "Host", QStringLiteral("cli.%1").arg(server.webDomain()).toUtf8() } });
         return QCryptographicHash::hash(reply.body, QCryptographicHash::Sha256);
-    }
-
-    static QByteArray fileHash(const QString &path)
-    {
-        QFile file(path);
-        file.open(QIODevice::ReadOnly);
-        return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
     }
 
 private Q_SLOTS:
@@ -95,15 +76,15 @@ private Q_SLOTS:
 
     void printsOneLinkPerFileInOrder()
     {
-        const QString a = makeFile(QStringLiteral("a notes.txt"), 1000);
-        const QString b = makeFile(QStringLiteral("-b.bin"), 300000);
+        const QString a = TestFiles::random(dir.path(), QStringLiteral("a notes.txt"), 1000);
+        const QString b = TestFiles::random(dir.path(), QStringLiteral("-b.bin"), 300000);
         const Run r = run({ QStringLiteral("upload"), a, dir.filePath(QStringLiteral("missing.png")), b });
         QCOMPARE(r.status, 1); // one file was missing
         const QStringList links = r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(links.size(), 2);
         QVERIFY(links[0].startsWith(QStringLiteral("https://cli.%1/").arg(server.webDomain())));
-        QCOMPARE(downloaded(links[0]), fileHash(a));
-        QCOMPARE(downloaded(links[1]), fileHash(b));
+        QCOMPARE(downloaded(links[0]), TestFiles::sha256(a));
+        QCOMPARE(downloaded(links[1]), TestFiles::sha256(b));
         QVERIFY2(r.err.contains(QLatin1String("missing.png: no such file")), qPrintable(r.err));
 
         const Run none = run({ QStringLiteral("upload") });
@@ -116,7 +97,7 @@ private Q_SLOTS:
     {
         // Slow the store down so a kill lands mid-upload: every third part waits.
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1/3,stall-ms=150,put.only=parts")));
-        const QString big = makeFile(QStringLiteral("big take.mov"), 60 * 1024 * 1024);
+        const QString big = TestFiles::random(dir.path(), QStringLiteral("big take.mov"), 60 * 1024 * 1024);
 
         QString uploadId;
         for (int kill = 0; kill < 3; ++kill) {
@@ -146,7 +127,7 @@ private Q_SLOTS:
         QVERIFY(server.setFaults(QStringLiteral("off")));
         const Run resumed = run({ QStringLiteral("resume") });
         QVERIFY2(resumed.status == 0, qPrintable(resumed.err));
-        QCOMPARE(downloaded(resumed.out.trimmed()), fileHash(big));
+        QCOMPARE(downloaded(resumed.out.trimmed()), TestFiles::sha256(big));
 
         const auto after = server.partPutCounts(record->uploadId());
         for (int number : doneBefore)
@@ -158,7 +139,7 @@ private Q_SLOTS:
     void cancelAllForgetsUnfinishedUploads()
     {
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=30000,put.only=parts")));
-        const QString big = makeFile(QStringLiteral("abandoned.bin"), 55 * 1024 * 1024);
+        const QString big = TestFiles::random(dir.path(), QStringLiteral("abandoned.bin"), 55 * 1024 * 1024);
         QProcess process;
         process.setProcessEnvironment(environment());
         process.start(tessly(), { QStringLiteral("upload"), big });

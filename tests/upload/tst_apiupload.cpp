@@ -10,6 +10,7 @@
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
+#include "testfiles.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -115,29 +116,6 @@ private:
     QTemporaryDir dir;
     QString token;
 
-    QString makeFile(const QString &name, qint64 size)
-    {
-        const QString path = dir.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            return {};
-        QByteArray block(64 * 1024, Qt::Uninitialized);
-        for (qint64 written = 0; written < size; written += block.size()) {
-            QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(block.data()), block.size() / 4);
-            file.write(block.constData(), std::min<qint64>(block.size(), size - written));
-        }
-        return path;
-    }
-
-    static QByteArray fileHash(const QString &path)
-    {
-        QFile file(path);
-        QCryptographicHash hash(QCryptographicHash::Sha256);
-        if (file.open(QIODevice::ReadOnly))
-            hash.addData(&file);
-        return hash.result();
-    }
-
     // The stored object, fetched the way a visitor of the share link does.
     QByteArray downloadedHash(const QString &code)
     {
@@ -196,7 +174,7 @@ private Q_SLOTS:
 
     void fileArrivesWholeWithItsRecord()
     {
-        const QString path = makeFile(QStringLiteral("Screen Shot.png"), 3 * 1024 * 1024 + 17);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("Screen Shot.png"), 3 * 1024 * 1024 + 17);
         LogCapture log;
         NotificationRecorder progress(Notifications::UploadProgressNotification);
         NotificationRecorder complete(Notifications::UploadCompleteNotification);
@@ -220,7 +198,7 @@ private Q_SLOTS:
         QVERIFY(!log.containsText(QStringLiteral("S3 PUT failed")));
         QCOMPARE(complete.objects(), QList<QVariantMap> { presigned.response }); // the record itself, no wrapper
 
-        QCOMPARE(downloadedHash(code), fileHash(path));
+        QCOMPARE(downloadedHash(code), TestFiles::sha256(path));
         const auto record = server.api("GET", QStringLiteral("/v1/files/alice/%1").arg(code), token);
         QCOMPARE(record.status, 200);
         QCOMPARE(record.json().value("order").toString(), QStringLiteral("3"));
@@ -321,7 +299,7 @@ private Q_SLOTS:
 
     void refusedPutCountsAsDone()
     {
-        const QString path = makeFile(QStringLiteral("refused.bin"), 10000);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("refused.bin"), 10000);
         QVERIFY(server.setFaults(QStringLiteral("put.500=1")));
         LogCapture log;
         NotificationRecorder complete(Notifications::UploadCompleteNotification);
@@ -350,7 +328,7 @@ private Q_SLOTS:
     {
         LoopbackPeer peer;
         peer.setResponse(403, QByteArray());
-        const QString path = makeFile(QStringLiteral("forbidden.txt"), 100);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("forbidden.txt"), 100);
         LogCapture log;
         const QVariantMap record { { QStringLiteral("code"), QStringLiteral("xyz") },
             { QStringLiteral("url"), QStringLiteral("http://127.0.0.1:%1/bucket/key").arg(peer.port()) } };
@@ -384,7 +362,7 @@ private Q_SLOTS:
 
     void callsFromOtherThreadsCompleteOnTheMainThread()
     {
-        const QString path = makeFile(QStringLiteral("threaded.bin"), 5000);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("threaded.bin"), 5000);
         Presign presigned;
         bool presignOnMain = false;
         Dispatch::background([&] {
@@ -402,7 +380,7 @@ private Q_SLOTS:
         QTRY_VERIFY(put.done);
         QVERIFY(put.success);
         QVERIFY(put.onMainThread);
-        QCOMPARE(downloadedHash(presigned.response.value(QStringLiteral("code")).toString()), fileHash(path));
+        QCOMPARE(downloadedHash(presigned.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
     }
 
     void tenPutsToOneHostRunAtOnce()
@@ -417,7 +395,7 @@ private Q_SLOTS:
         std::array<Put, kCount> puts;
         QStringList paths;
         for (int i = 0; i < kCount; ++i) {
-            paths << makeFile(QStringLiteral("parallel-%1.bin").arg(i), 20000 + i);
+            paths << TestFiles::random(dir.path(), QStringLiteral("parallel-%1.bin").arg(i), 20000 + i);
             presign(paths.last(), QString(), QVariant(), presigned[i]);
             QVERIFY(presigned[i].success);
         }
@@ -432,8 +410,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(finished() == kCount, 30000);
         for (int i = 0; i < kCount; ++i) {
             QVERIFY(puts[i].success);
-            QCOMPARE(
-                downloadedHash(presigned[i].response.value(QStringLiteral("code")).toString()), fileHash(paths[i]));
+            QCOMPARE(downloadedHash(presigned[i].response.value(QStringLiteral("code")).toString()),
+                TestFiles::sha256(paths[i]));
         }
     }
 
@@ -452,7 +430,7 @@ private Q_SLOTS:
         std::array<Put, kCount> puts;
         QStringList paths;
         for (int i = 0; i < kCount; ++i) {
-            paths << makeFile(QStringLiteral("stalled-%1.bin").arg(i), 4000);
+            paths << TestFiles::random(dir.path(), QStringLiteral("stalled-%1.bin").arg(i), 4000);
             presign(paths.last(), QString(), QVariant(), presigned[i]);
             startPut(presigned[i].response, paths[i], QString::number(i), puts[i]);
         }
@@ -479,7 +457,7 @@ private Q_SLOTS:
     void largeFileIsStreamedFromDisk()
     {
         constexpr qint64 kSize = 200 * 1024 * 1024;
-        const QString path = makeFile(QStringLiteral("large.bin"), kSize);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("large.bin"), kSize);
         QVERIFY(!path.isEmpty());
         // One progress line per socket write would flood the test log.
         QLoggingCategory::setFilterRules(QStringLiteral("tessly.upload.api.info=false"));
@@ -531,7 +509,7 @@ private Q_SLOTS:
         QVERIFY2(centre.red() > 200 && centre.blue() < 60, qPrintable(centre.name()));
 
         // Not a video: no picture, and the last one is left alone.
-        const QString notVideo = makeFile(QStringLiteral("noise.mp4"), 4096);
+        const QString notVideo = TestFiles::random(dir.path(), QStringLiteral("noise.mp4"), 4096);
         const QDateTime written = QFileInfo(thumbnail.toLocalFile()).lastModified();
         QVERIFY(API::instance().getVideoThumbnail(QUrl::fromLocalFile(notVideo)).isEmpty());
         QCOMPARE(QFileInfo(thumbnail.toLocalFile()).lastModified(), written);

@@ -7,6 +7,7 @@
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
+#include "testfiles.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -38,30 +39,9 @@ private:
     QTemporaryDir dir;
     QString token;
 
-    QString makeFile(const QString &name, qint64 size)
-    {
-        const QString path = dir.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            return {};
-        QByteArray block(64 * 1024, Qt::Uninitialized);
-        for (qint64 written = 0; written < size; written += block.size()) {
-            QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(block.data()), block.size() / 4);
-            file.write(block.constData(), std::min<qint64>(block.size(), size - written));
-        }
-        return path;
-    }
-
     static QByteArray sha256(const QByteArray &data)
     {
         return QCryptographicHash::hash(data, QCryptographicHash::Sha256);
-    }
-
-    static QByteArray fileHash(const QString &path)
-    {
-        QFile file(path);
-        file.open(QIODevice::ReadOnly);
-        return sha256(file.readAll());
     }
 
     // The stored object, fetched the way a visitor of the share link does.
@@ -226,7 +206,7 @@ private Q_SLOTS:
     {
         LogCapture log;
         const qint64 size = 12 * kPartSize + 123;
-        const QString path = makeFile(QStringLiteral("big take.mov"), size);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("big take.mov"), size);
         int partNotes = 0, completedNotes = 0;
         QObject observer;
         auto &center = NotificationCenter::defaultCenter();
@@ -254,7 +234,7 @@ private Q_SLOTS:
 
         const QString code = outcome.response.value(QStringLiteral("code")).toString();
         QCOMPARE(code, session->currentState()->code());
-        QCOMPARE(downloadedHash(code), fileHash(path));
+        QCOMPARE(downloadedHash(code), TestFiles::sha256(path));
         QVERIFY(noPartStoredTwice(server.partStoredCounts(session->uploadId()), 13));
         QTRY_COMPARE(completedNotes, 1);
         QCOMPARE(partNotes, 13);
@@ -278,7 +258,7 @@ private Q_SLOTS:
         SettingsStore::instance().setToken(smallToken);
 
         LogCapture log;
-        const QString path = makeFile(QStringLiteral("many.bin"), 250 * 1024);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("many.bin"), 250 * 1024);
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("1"));
         Outcome outcome;
@@ -315,14 +295,14 @@ private Q_SLOTS:
         };
         const int noEtagBefore = injected("put.noetag");
         QVERIFY(server.setFaults(QStringLiteral("put.drop=0.04,put.500=0.03,put.noetag=0.03,seed=7")));
-        const QString path = makeFile(QStringLiteral("faulty.bin"), 40 * kPartSize + 5);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("faulty.bin"), 40 * kPartSize + 5);
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("2"));
         Outcome outcome;
         run(session, outcome, 60000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QVERIFY(server.faultCounters().value(QStringLiteral("putRequests")).toInt() > 41); // faults really happened
-        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), fileHash(path));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
 
         // A part is stored again only when its answer lacked the ETag, so the
         // client could not know it had arrived.
@@ -336,7 +316,7 @@ private Q_SLOTS:
     {
         LogCapture log;
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
-        const QString path = makeFile(QStringLiteral("paused.bin"), 10 * kPartSize);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("paused.bin"), 10 * kPartSize);
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("3"));
         Outcome outcome;
@@ -363,12 +343,12 @@ private Q_SLOTS:
         session->resume();
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
-        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), fileHash(path));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
     }
 
     void resumedRecordSendsOnlyWhatIsMissing()
     {
-        const QString path = makeFile(QStringLiteral("resumed.bin"), 20 * kPartSize);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("resumed.bin"), 20 * kPartSize);
         QString uploadId;
         {
             // The first run gets some parts through, then everything stalls and the session goes away.
@@ -398,7 +378,7 @@ private Q_SLOTS:
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] Resuming upload from persisted state")));
         QCOMPARE(outcome.response.value(QStringLiteral("code")).toString(), record->code());
-        QCOMPARE(downloadedHash(record->code()), fileHash(path));
+        QCOMPARE(downloadedHash(record->code()), TestFiles::sha256(path));
         // Parts the record holds as done are never sent again.
         const auto after = server.partPutCounts(uploadId);
         for (int number : doneBefore)
@@ -410,7 +390,7 @@ private Q_SLOTS:
     {
         LogCapture log;
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
-        const QString path = makeFile(QStringLiteral("aborted.bin"), 6 * kPartSize);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("aborted.bin"), 6 * kPartSize);
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("6"));
         Outcome outcome;
