@@ -36,7 +36,7 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     trustExtraCa();
     QApplication::setApplicationName(QStringLiteral("Tessly Cloud"));
-    QApplication::setDesktopFileName(QStringLiteral("tessly"));
+    QApplication::setDesktopFileName(QStringLiteral("com.tessly.Cloud"));
     QApplication::setQuitOnLastWindowClosed(false);
 
     TrayApplication tray;

@@ -17,7 +17,7 @@ namespace CaptureNaming {
 // useCurrentTimestamp is set, otherwise "name.ext".
 QString nameForFile(const QString &name, const QString &extension, bool useCurrentTimestamp);
 
-// The same with the time stamp of a given instant (in its own time spec).
+// The same with the time stamp of a given instant (read in its own time zone).
 QString nameForFile(const QString &name, const QString &extension, const QDateTime &at);
 
 // "yyyy-MM-dd" and "HH-mm-ss" of an instant, digits in the C locale.

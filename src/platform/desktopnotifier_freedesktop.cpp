@@ -37,7 +37,7 @@ public:
         const QStringList actions
             = url.isValid() ? QStringList { QStringLiteral("default"), QStringLiteral("Open") } : QStringList {};
         call << QStringLiteral("Tessly Cloud") << uint(0) << QStringLiteral("tessly") << title << body << actions
-             << QVariantMap { { QStringLiteral("desktop-entry"), QStringLiteral("tessly") } } << int(-1);
+             << QVariantMap { { QStringLiteral("desktop-entry"), QStringLiteral("com.tessly.Cloud") } } << int(-1);
         auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, url] {
             QDBusPendingReply<uint> reply = *watcher;
