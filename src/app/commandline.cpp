@@ -38,7 +38,8 @@ QString usage()
     text += QStringLiteral("\nEnvironment:\n"
                            "  TESSLY_API_URL, TESSLY_WEB_DOMAIN, TESSLY_URL_SCHEME, TESSLY_APP_ID,\n"
                            "  TESSLY_SUPPORT_EMAIL, TESSLY_SHORTCUTS_HELP_URL, TESSLY_CA_FILE\n"
-                           "  override the built-in service configuration.\n");
+                           "  override the built-in service configuration.\n"
+                           "  TESSLY_VERBOSE=1 shows the log lines of every step on stderr.\n");
     return text;
 }
 

@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <QTextStream>
 
 #include <memory>
@@ -24,6 +25,10 @@ int main(int argc, char *argv[])
     };
 
     if (const CommandLine::Command *command = CommandLine::find(args)) {
+        // A command speaks through its own output; the classes' info lines
+        // stay out of the way unless asked for.
+        if (qEnvironmentVariableIsEmpty("QT_LOGGING_RULES") && qEnvironmentVariableIntValue("TESSLY_VERBOSE") != 1)
+            QLoggingCategory::setFilterRules(QStringLiteral("tessly.*.info=false\ntessly.*.debug=false"));
         std::unique_ptr<QCoreApplication> app;
         if (command->needsGui)
             app = std::make_unique<QApplication>(argc, argv);
