@@ -23,20 +23,6 @@ bool isMimeType(const std::string &text)
     return text.find('/', slash + 1) == std::string::npos;
 }
 
-// With an external store the service does not see single PUTs arrive; it
-// looks the object up instead.
-void refreshPending(ServiceContext &ctx, Item &item)
-{
-    if (item.stored || item.kind != ItemKind::File || ctx.localStore)
-        return;
-    if (auto info = ctx.store->stat(item.objectKey)) {
-        ctx.items->markStored(item.item, info->size, info->etag);
-        item.stored = true;
-        item.size = info->size;
-        item.etag = info->etag;
-    }
-}
-
 void listFiles(ServiceContext &ctx, const httplib::Request &req, httplib::Response &res)
 {
     const User user = requireUser(ctx, req);
@@ -51,7 +37,7 @@ void listFiles(ServiceContext &ctx, const httplib::Request &req, httplib::Respon
         filter.parentItem = resolveParent(ctx, profile, req.get_param_value("parentItem"));
     if (!ctx.localStore)
         for (Item &pending : ctx.items->pendingFiles(profile.id, filter.count))
-            refreshPending(ctx, pending);
+            ctx.refreshPending(pending);
 
     Records records(ctx.urls);
     Json items = Json::array();
@@ -119,7 +105,7 @@ void getOneFile(ServiceContext &ctx, const httplib::Request &req, httplib::Respo
     auto item = number ? ctx.items->find(*number) : std::nullopt;
     if (!item || item->profileId != profile.id)
         throw notFound("No such file");
-    refreshPending(ctx, *item);
+    ctx.refreshPending(*item);
     if (!item->stored)
         throw notFound("The file's content has not arrived yet");
     sendJson(res, 200, Records(ctx.urls).item(*item, profile));

@@ -47,4 +47,16 @@ ServiceContext::ServiceContext(ServiceConfig cfg)
     faults.configure(config.faults);
 }
 
+void ServiceContext::refreshPending(Item &item)
+{
+    if (item.stored || item.kind != ItemKind::File || localStore)
+        return;
+    if (auto info = store->stat(item.objectKey)) {
+        items->markStored(item.item, info->size, info->etag);
+        item.stored = true;
+        item.size = info->size;
+        item.etag = info->etag;
+    }
+}
+
 } // namespace tessly::server

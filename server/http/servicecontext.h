@@ -32,6 +32,10 @@ struct ServiceContext
     FaultInjector faults;
     Urls urls;
     std::atomic<bool> stopping { false };
+
+    // With an external store the service does not see single PUTs arrive: a
+    // file not yet known as stored is looked up there, and marked when found.
+    void refreshPending(Item &item);
 };
 
 } // namespace tessly::server

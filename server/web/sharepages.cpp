@@ -108,6 +108,8 @@ void shareItem(ServiceContext &ctx, const Profile &profile, const std::string &c
 {
     auto number = itemFromCodeOrNumber(code);
     auto item = number ? ctx.items->find(*number) : std::nullopt;
+    if (item && item->profileId == profile.id)
+        ctx.refreshPending(*item);
     if (!item || item->profileId != profile.id || !item->stored)
         return sendMessagePage(res, 404, "Not found", "There is nothing shared at this address.");
     const bool folder = item->kind == ItemKind::Folder;

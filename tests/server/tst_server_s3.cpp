@@ -104,6 +104,21 @@ private slots:
         QCOMPARE(m_server.request("GET", QString::fromUtf8(download.headers.value("location"))).body, bytes);
     }
 
+    void sharePageFindsAFileNobodyAskedTheApiAbout()
+    {
+        // A link is handed out as soon as the PUT ends; the first visitor may
+        // come before anything asks the API about the file.
+        const QJsonObject file
+            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "b.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        const QByteArray bytes = "shared at once";
+        QCOMPARE(
+            m_server.request("PUT", file["url"].toString(), bytes, { { "Content-Type", "text/plain" } }).status, 200);
+        const Reply page = m_server.request(
+            "GET", "/" + file["code"].toString(), {}, { { "Host", "alice." + m_server.webDomain().toUtf8() } });
+        QCOMPARE(page.status, 200);
+    }
+
     void multipartUploadCompletesInTheStore()
     {
         QByteArray bytes(kMinPart + 4321, Qt::Uninitialized);
