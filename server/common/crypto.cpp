@@ -1,5 +1,7 @@
 #include "common/crypto.h"
 
+#include "common/text.h"
+
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
@@ -55,16 +57,7 @@ std::string fromHex(std::string_view hex)
     if (hex.size() % 2)
         return out;
     for (std::size_t i = 0; i < hex.size(); i += 2) {
-        auto nibble = [](char c) -> int {
-            if (c >= '0' && c <= '9')
-                return c - '0';
-            if (c >= 'a' && c <= 'f')
-                return c - 'a' + 10;
-            if (c >= 'A' && c <= 'F')
-                return c - 'A' + 10;
-            return -1;
-        };
-        int hi = nibble(hex[i]), lo = nibble(hex[i + 1]);
+        int hi = hexDigitValue(hex[i]), lo = hexDigitValue(hex[i + 1]);
         if (hi < 0 || lo < 0)
             return {};
         out.push_back(static_cast<char>(hi * 16 + lo));

@@ -18,6 +18,13 @@ std::vector<std::string> split(std::string_view text, char separator);
 // RFC 3986 encoding as AWS Signature Version 4 wants it: everything but
 // unreserved characters is %XX-encoded; with keepSlash "/" passes unchanged.
 std::string uriEncode(std::string_view text, bool keepSlash = false);
+// The value of one hexadecimal digit, or -1.
+int hexDigitValue(char c);
+
+// &, <, >, " and ' as character references: safe in HTML and XML text and
+// attribute values alike.
+std::string escapeMarkup(std::string_view text);
+
 // Decodes %XX (and "+" as a space when plusIsSpace).
 std::string uriDecode(std::string_view text, bool plusIsSpace = false);
 

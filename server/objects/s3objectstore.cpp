@@ -32,29 +32,7 @@ std::string xmlElement(const std::string &xml, const std::string &name)
 
 std::string xmlEscape(const std::string &text)
 {
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\'':
-            out += "&apos;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
+    return escapeMarkup(text);
 }
 
 S3ObjectStore::S3ObjectStore(S3Config config)

@@ -1,5 +1,7 @@
 #include "web/html.h"
 
+#include "common/text.h"
+
 #include <httplib.h>
 
 namespace tessly::server {
@@ -34,30 +36,7 @@ a{color:#0a66ff}
 
 std::string htmlEscape(std::string_view text)
 {
-    std::string out;
-    out.reserve(text.size());
-    for (char c : text) {
-        switch (c) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\'':
-            out += "&#39;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
+    return escapeMarkup(text);
 }
 
 std::string htmlPage(std::string_view title, std::string_view body)
