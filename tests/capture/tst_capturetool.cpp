@@ -7,7 +7,6 @@
 #include "patternwindow.h"
 #include "windowlist.h"
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QGuiApplication>
 #include <QProcess>
@@ -59,17 +58,10 @@ class TestCaptureTool : public QObject
             interact();
         }
         // Not blocked in waitForFinished: the pattern must be able to repaint.
-        QDeadlineTimer deadline(15000);
-        while (process.state() != QProcess::NotRunning && !deadline.hasExpired())
-            QTest::qWait(20);
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished();
-            return -1;
-        }
+        const int code = E2E::waitResponsively(process);
         if (stderrText)
             *stderrText = QString::fromLocal8Bit(process.readAllStandardError());
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        return code;
     }
 
     // Checks the image against the pattern, sampling the middle of every

@@ -3,6 +3,8 @@
 #include <QImage>
 #include <QStringList>
 
+class QProcess;
+
 // Helpers for tests that run inside tests/e2e/harness.
 namespace E2E {
 
@@ -18,5 +20,10 @@ QImage grabDesktop();
 // Runs a tool to completion; returns its standard output. exitCode is -1 when
 // it could not start or did not finish within timeoutMs.
 QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000);
+
+// Waits for a started process to end while this one goes on handling its
+// events (its windows repaint, take clicks); kills it after timeoutMs. Its
+// exit code, or -1 when it crashed or was killed.
+int waitResponsively(QProcess &process, int timeoutMs = 15000);
 
 } // namespace E2E

@@ -1,6 +1,7 @@
 #include "capturetool.h"
 #include "capturesession.h"
 #include "capturesound.h"
+#include "clickmarker.h"
 #include "desktopentry.h"
 #include "imagefile.h"
 #include "screenrecorder.h"
@@ -129,13 +130,21 @@ void CaptureTool::record(const QRect &native)
     settings.audio = m_options.recordAudio && ScreenRecorder::hasSoundServer();
     settings.display = qEnvironmentVariable("DISPLAY");
     settings.path = m_options.path;
+    if (m_options.showClicks) {
+        m_clickMarker = ClickMarker::create();
+        if (!m_clickMarker)
+            tell(QStringLiteral("clicks cannot be shown on this display; recording without them"));
+    }
     QString error;
-    if (!m_recorder->start(settings, &error))
+    if (!m_recorder->start(settings, &error)) {
+        m_clickMarker.reset();
         fail(QStringLiteral("cannot record: %1").arg(error));
+    }
 }
 
 void CaptureTool::recordingEnded(bool ok, const QString &error)
 {
+    m_clickMarker.reset();
     if (!ok || !QFileInfo::exists(m_options.path)) {
         fail(QStringLiteral("the recording failed: %1").arg(error.isEmpty() ? QStringLiteral("no movie") : error));
         return;

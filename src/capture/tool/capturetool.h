@@ -8,6 +8,7 @@
 #include <QObject>
 
 class CaptureSession;
+class ClickMarker;
 class ScreenRecorder;
 class TerminationWatcher;
 
@@ -44,6 +45,7 @@ private:
     std::unique_ptr<WindowList> m_windowList;
     std::unique_ptr<CaptureSession> m_session;
     ScreenRecorder *m_recorder = nullptr;
+    std::unique_ptr<ClickMarker> m_clickMarker;
     TerminationWatcher *m_termination = nullptr;
     bool m_done = false;
 };
