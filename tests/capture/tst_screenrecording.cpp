@@ -1,17 +1,26 @@
 // Recordings made by tessly-screencapture on a real X desktop with the real
 // ffmpeg, looked at afterwards the way a viewer would: the frames for the
-// click rings.
+// click rings, the streams and their loudness for the microphone.
+//
+// It runs twice: once with a sound server in the harness (--audio, where a
+// tone is played into the sink whose monitor is the default input) and once
+// without one. TESSLY_EXPECT_SOUND_SERVER says which.
 #include "clickmarker.h"
 #include "e2e.h"
 
 #include <csignal>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
@@ -51,6 +60,7 @@ class TestScreenRecording : public QObject
 
     QTemporaryDir m_dir;
     std::unique_ptr<ClickTarget> m_target;
+    bool m_soundServer = false;
 
     static QString tool() { return qEnvironmentVariable("TESSLY_CAPTURE_TOOL"); }
 
@@ -83,6 +93,17 @@ class TestScreenRecording : public QObject
         return code;
     }
 
+    static QByteArray probe(const QString &movie)
+    {
+        int code = -1;
+        const QByteArray out = E2E::runTool(QStringLiteral("ffprobe"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                QStringLiteral("stream=codec_type,codec_name"), QStringLiteral("-of"), QStringLiteral("default=nw=1"),
+                movie },
+            &code);
+        return code == 0 ? out : QByteArray("ffprobe failed");
+    }
+
     // Every frame of the movie, cut to `crop` (movie pixels).
     static QList<QImage> frames(const QString &movie, const QRect &crop)
     {
@@ -103,6 +124,19 @@ class TestScreenRecording : public QObject
         return result;
     }
 
+    // Mean loudness of the movie's sound in dB.
+    static double meanVolume(const QString &movie)
+    {
+        QProcess ffmpeg;
+        ffmpeg.start(QStringLiteral("ffmpeg"),
+            { QStringLiteral("-i"), movie, QStringLiteral("-map"), QStringLiteral("0:a"), QStringLiteral("-af"),
+                QStringLiteral("volumedetect"), QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") });
+        ffmpeg.waitForFinished(30000);
+        const QString log = QString::fromLocal8Bit(ffmpeg.readAllStandardError());
+        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(log);
+        return m.hasMatch() ? m.captured(1).toDouble() : -1000;
+    }
+
     QString region() const
     {
         const QRect r = m_target->geometry().adjusted(-20, -20, 20, 20);
@@ -114,6 +148,23 @@ private Q_SLOTS:
     {
         QVERIFY(E2E::underHarness());
         QVERIFY2(QFileInfo(tool()).isExecutable(), "TESSLY_CAPTURE_TOOL names no program");
+        m_soundServer = qEnvironmentVariableIntValue("TESSLY_EXPECT_SOUND_SERVER") == 1;
+        int code = -1;
+        E2E::runTool(QStringLiteral("pactl"), { QStringLiteral("info") }, &code, 5000);
+        QCOMPARE(code == 0, m_soundServer);
+        if (!m_soundServer) {
+            // What a crashed server leaves behind: the socket file, with no
+            // one listening. It must not pass for a server.
+            const QByteArray path = qgetenv("XDG_RUNTIME_DIR") + "/pulse/native";
+            QVERIFY(QDir().mkpath(QFileInfo(QString::fromLocal8Bit(path)).path()));
+            sockaddr_un address {};
+            address.sun_family = AF_UNIX;
+            qstrncpy(address.sun_path, path.constData(), sizeof(address.sun_path));
+            const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            QCOMPARE(::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+            ::close(fd);
+            QVERIFY(QFileInfo::exists(QString::fromLocal8Bit(path)));
+        }
         m_target = std::make_unique<ClickTarget>(QRect(120, 120, 200, 140));
     }
 
@@ -127,6 +178,8 @@ private Q_SLOTS:
 
     void clicksAreShownOnlyWhenAsked()
     {
+        if (m_soundServer)
+            QSKIP("the rings are checked in the run without a sound server");
         QFETCH(QString, flags);
         QFETCH(bool, rings);
         const QString movie = m_dir.filePath(flags + QStringLiteral(".mov"));
@@ -172,6 +225,54 @@ private Q_SLOTS:
             QVERIFY2(withRing < shots.size() - 10, qPrintable(QString::number(withRing)));
         } else {
             QCOMPARE(withRing, 0);
+        }
+    }
+
+    void soundIsRecordedFromTheDefaultInput_data()
+    {
+        QTest::addColumn<QString>("flags");
+        QTest::addColumn<bool>("wanted");
+        QTest::newRow("-Ugv") << QStringLiteral("-Ugv") << true;
+        QTest::newRow("-Uv") << QStringLiteral("-Uv") << false;
+    }
+
+    void soundIsRecordedFromTheDefaultInput()
+    {
+        QFETCH(QString, flags);
+        QFETCH(bool, wanted);
+        if (!m_soundServer && !wanted)
+            QSKIP("the same as with a sound server");
+        const QString movie = m_dir.filePath(QStringLiteral("sound") + flags + QStringLiteral(".mov"));
+        const QString tone = m_dir.filePath(QStringLiteral("tone.wav"));
+        int code = -1;
+        E2E::runTool(QStringLiteral("ffmpeg"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
+                QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=frequency=440:duration=3"), tone },
+            &code);
+        QCOMPARE(code, 0);
+
+        QString errors;
+        QProcess player;
+        QCOMPARE(record(
+                     { flags, QStringLiteral("-R"), region() }, movie,
+                     [&] {
+                         if (m_soundServer)
+                             player.start(QStringLiteral("paplay"), { tone });
+                         QTest::qWait(1500);
+                     },
+                     &errors),
+            0);
+        player.waitForFinished(5000);
+
+        const QByteArray streams = probe(movie);
+        QVERIFY2(streams.contains("codec_type=video"), streams.constData());
+        const bool sound = wanted && m_soundServer;
+        QCOMPARE(streams.contains("codec_type=audio"), sound);
+        QCOMPARE(errors.contains(QStringLiteral("no sound server answers")), wanted && !m_soundServer);
+        if (sound) {
+            // The tone, not just a silent track (silence measures about -91).
+            const double volume = meanVolume(movie);
+            QVERIFY2(volume > -40, qPrintable(QString::number(volume)));
         }
     }
 };

@@ -128,6 +128,8 @@ void CaptureTool::record(const QRect &native)
     ScreenRecorder::Settings settings;
     settings.native = native;
     settings.audio = m_options.recordAudio && ScreenRecorder::hasSoundServer();
+    if (m_options.recordAudio && !settings.audio)
+        tell(QStringLiteral("no sound server answers; recording without sound"));
     settings.display = qEnvironmentVariable("DISPLAY");
     settings.path = m_options.path;
     if (m_options.showClicks) {

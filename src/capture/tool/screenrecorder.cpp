@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QLoggingCategory>
 #include <QStandardPaths>
 #include <QTimer>
@@ -38,10 +39,24 @@ QString ScreenRecorder::ffmpegPath()
 
 bool ScreenRecorder::hasSoundServer()
 {
-    if (!qEnvironmentVariableIsEmpty("PULSE_SERVER"))
-        return true;
+    // Where libpulse looks: PULSE_SERVER (a list, the first that answers
+    // wins), else the socket in the user's runtime folder. A socket file
+    // left behind by a server that has gone does not count.
+    QStringList servers = qEnvironmentVariable("PULSE_SERVER").split(QLatin1Char(' '), Qt::SkipEmptyParts);
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !runtime.isEmpty() && QFileInfo::exists(runtime + QStringLiteral("/pulse/native"));
+    if (servers.isEmpty() && !runtime.isEmpty())
+        servers << runtime + QStringLiteral("/pulse/native");
+    for (QString server : std::as_const(servers)) {
+        if (server.startsWith(QLatin1String("unix:")))
+            server = server.mid(5);
+        if (!server.startsWith(QLatin1Char('/')))
+            return true; // a network server: ffmpeg finds out
+        QLocalSocket socket;
+        socket.connectToServer(server);
+        if (socket.waitForConnected(1000))
+            return true;
+    }
+    return false;
 }
 
 ScreenRecorder::ScreenRecorder(QObject *parent)

@@ -29,7 +29,7 @@ public:
     // the one on PATH; empty when there is none.
     static QString ffmpegPath();
 
-    // Whether a PulseAudio (or PipeWire's pulse) server is there to record from.
+    // Whether a PulseAudio (or PipeWire's pulse) server answers, to record from.
     static bool hasSoundServer();
 
     explicit ScreenRecorder(QObject *parent = nullptr);
