@@ -76,9 +76,19 @@ void DesktopIconHider::hideDesktopIcons()
         // A desktop window often spans every screen; this screen's cover
         // holds the part of it on this screen.
         const QRect part = bounds & nativeFrame(screen);
-        const QImage picture = part.isEmpty() ? QImage() : m_shell->wallpaper(part);
-        if (picture.isNull())
+        if (part.isEmpty())
             continue;
+        const QImage picture = m_shell->wallpaper(part);
+        if (picture.isNull()) {
+            // No wallpaper published: the desktop window's own background,
+            // which the display server paints into a cover inside it.
+            const quint32 cover = m_shell->coverWithOwnBackground(id, part);
+            if (cover != 0) {
+                qCInfo(lcDesktopIconHider) << "no wallpaper published; covering with the desktop window's background";
+                m_overlayControllers << new OverlayWindowController(m_shell.get(), cover);
+            }
+            continue;
+        }
 
         auto *controller = new OverlayWindowController;
         QWidget *window = controller->window();
@@ -98,17 +108,22 @@ void DesktopIconHider::hideDesktopIcons()
     // returns: the covers must be painted by then.
     QDeadlineTimer deadline(1000);
     for (OverlayWindowController *controller : std::as_const(m_overlayControllers)) {
-        while (!controller->window()->windowHandle()->isExposed() && !deadline.hasExpired())
+        QWidget *window = controller->window();
+        if (!window)
+            continue; // painted by the display server as it maps
+        while (!window->windowHandle()->isExposed() && !deadline.hasExpired())
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        controller->window()->repaint();
+        window->repaint();
     }
     m_shell->sync();
 }
 
 void DesktopIconHider::unhideDesktopIcons()
 {
-    for (OverlayWindowController *controller : std::as_const(m_overlayControllers))
-        controller->window()->hide();
+    for (OverlayWindowController *controller : std::as_const(m_overlayControllers)) {
+        if (controller->window())
+            controller->window()->hide();
+    }
     qDeleteAll(m_overlayControllers);
     m_overlayControllers.clear();
     m_shell->sync();

@@ -15,7 +15,9 @@ class QScreen;
 // manager that draws them: on every screen that shows a desktop window (EWMH
 // type desktop), a click-through window holding the wallpaper (the root's
 // _XROOTPMAP_ID picture) is laid just above it and below every ordinary
-// window. A desktop without a published wallpaper stays uncovered.
+// window. Where no wallpaper is published, the cover is a click-through
+// window inside the desktop window that shows the desktop window's own
+// background (a desktop with neither stays as it is).
 //
 // It lives in capture, beside the screenshot service that owns it and calls
 // it around each capture, because capture may not depend on core.

@@ -1,4 +1,5 @@
 #include "overlaywindowcontroller.h"
+#include "desktopshell.h"
 
 #include <QLabel>
 #include <QPixmap>
@@ -20,7 +21,17 @@ OverlayWindowController::OverlayWindowController()
     layout->addWidget(m_overlayImage);
 }
 
-OverlayWindowController::~OverlayWindowController() = default;
+OverlayWindowController::OverlayWindowController(DesktopShell *shell, quint32 nativeCover)
+    : m_shell(shell)
+    , m_nativeCover(nativeCover)
+{
+}
+
+OverlayWindowController::~OverlayWindowController()
+{
+    if (m_shell)
+        m_shell->removeCover(m_nativeCover);
+}
 
 void OverlayWindowController::setPicture(const QImage &picture, qreal devicePixelRatio)
 {

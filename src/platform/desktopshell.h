@@ -8,8 +8,8 @@
 #include <QWindow>
 
 // What the desktop-icon hider needs from the desktop beyond Qt: the wallpaper
-// behind the icons, a cover window stacked right above the desktop window,
-// and word of workspace switches.
+// behind the icons, a cover window stacked right above the desktop window (or,
+// with no wallpaper published, one inside it), and word of workspace switches.
 //
 // create() picks the backend for the build (X11: the root window's
 // _XROOTPMAP_ID pixmap and EWMH); TESSLY_PLATFORM_BACKEND=null, or no
@@ -33,6 +33,19 @@ public:
     // above another window (a client id; its frame, if it has one), so it
     // is below every window above that one.
     virtual void stackAbove(QWindow *window, quint32 windowId) = 0;
+
+    // Covers a rectangle (native pixels of the root window) of another
+    // client's window with a child window that shows that window's own
+    // background, which the display server paints: what the client drew
+    // there (the icons) is hidden, the window's other children and every
+    // window above it are not, and clicks go through to the window. Returns
+    // the cover's id, 0 when the window is gone or the backend cannot. The
+    // cover shows nothing useful when the window has no background of its own.
+    virtual quint32 coverWithOwnBackground(quint32 windowId, const QRect &nativeRect) = 0;
+
+    // Removes a cover made by coverWithOwnBackground(); the window below
+    // repaints what it hid.
+    virtual void removeCover(quint32 cover) = 0;
 
     // Returns once the display server has handled every request sent so far,
     // so windows just shown are on screen for other processes.

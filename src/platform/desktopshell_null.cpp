@@ -9,6 +9,8 @@ public:
     QString backendName() const override { return QStringLiteral("null"); }
     QImage wallpaper(const QRect &) override { return {}; }
     void stackAbove(QWindow *, quint32) override { }
+    quint32 coverWithOwnBackground(quint32, const QRect &) override { return 0; }
+    void removeCover(quint32) override { }
     void sync() override { }
 };
 

@@ -1,8 +1,9 @@
 // X11 desktops publish their wallpaper as a pixmap on the root window
 // (_XROOTPMAP_ID, or ESETROOT_PMAP_ID from older setters): feh, nitrogen,
-// xfdesktop, pcmanfm and the GNOME and KDE X11 sessions all set it. The
-// current workspace is the root's _NET_CURRENT_DESKTOP; its changes arrive as
-// property notifications on a connection of our own.
+// xfdesktop, pcmanfm and the GNOME and KDE X11 sessions all set it. Where
+// none is published, the desktop window's own background is reached through a
+// child window whose background is ParentRelative. The current workspace is the root's _NET_CURRENT_DESKTOP; its
+// changes arrive as property notifications on a connection of our own.
 #include "desktopshell.h"
 #include "x11connection.h"
 
@@ -11,6 +12,7 @@
 #include <QPainter>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <xcb/shape.h>
 
 Q_LOGGING_CATEGORY(lcDesktopShellX11, "tessly.platform.desktopshell")
 
@@ -52,6 +54,49 @@ public:
         const uint32_t values[] = { sibling, XCB_STACK_MODE_ABOVE };
         xcb_configure_window(m_x->connection(), xcb_window_t(window->winId()),
             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
+        xcb_flush(m_x->connection());
+    }
+
+    quint32 coverWithOwnBackground(quint32 windowId, const QRect &nativeRect) override
+    {
+        xcb_connection_t *c = m_x->connection();
+        xcb_translate_coordinates_reply_t *at = xcb_translate_coordinates_reply(c,
+            xcb_translate_coordinates(c, m_x->root(), windowId, int16_t(nativeRect.x()), int16_t(nativeRect.y())),
+            nullptr);
+        if (!at)
+            return 0;
+        const QPoint local(at->dst_x, at->dst_y);
+        std::free(at);
+        // ParentRelative: the server paints the parent's background, lined up
+        // with the parent, and keeps painting it on every exposure; the
+        // client's drawing on the parent is clipped by its children.
+        const xcb_window_t cover = xcb_generate_id(c);
+        const uint32_t values[] = { XCB_BACK_PIXMAP_PARENT_RELATIVE };
+        const xcb_void_cookie_t created = xcb_create_window_checked(c, XCB_COPY_FROM_PARENT, cover, windowId,
+            int16_t(local.x()), int16_t(local.y()), uint16_t(nativeRect.width()), uint16_t(nativeRect.height()), 0,
+            XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXMAP, values);
+        if (xcb_generic_error_t *error = xcb_request_check(c, created)) {
+            qCWarning(lcDesktopShellX11) << "cannot cover window" << Qt::hex << windowId << "error" << Qt::dec
+                                         << error->error_code;
+            std::free(error);
+            return 0;
+        }
+        // No input region: clicks go to the window below, as if there were
+        // no cover.
+        xcb_shape_rectangles(
+            c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, cover, 0, 0, 0, nullptr);
+        const uint32_t above[] = { XCB_STACK_MODE_ABOVE };
+        xcb_configure_window(c, cover, XCB_CONFIG_WINDOW_STACK_MODE, above);
+        xcb_map_window(c, cover);
+        xcb_flush(c);
+        return cover;
+    }
+
+    void removeCover(quint32 cover) override
+    {
+        if (cover == 0)
+            return;
+        xcb_destroy_window(m_x->connection(), cover);
         xcb_flush(m_x->connection());
     }
 

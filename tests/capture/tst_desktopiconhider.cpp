@@ -1,6 +1,7 @@
 // The desktop-icon hider on a real X desktop with two monitors: a desktop
-// window with icons on the first only, a wallpaper on the root, an ordinary
-// window above. Checked as the user sees it, from grabs of the screen.
+// window with icons on the first only, a wallpaper on the root (or none), an
+// ordinary window above. Checked as the user sees it, from grabs of the
+// screen, and by where real clicks land.
 #include "desktopiconhider.h"
 #include "e2e.h"
 #include "logcapture.h"
@@ -8,6 +9,7 @@
 #include "patternwindow.h"
 #include "testdesktop.h"
 
+#include <algorithm>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTest>
@@ -22,11 +24,17 @@ class TestDesktopIconHider : public QObject
 
     QPoint iconCentre(int i) const { return m_desktop->window()->mapToGlobal(m_desktop->icons().at(i).center()); }
 
-    void verifyIconsCovered(const QImage &screen, bool covered)
+    enum class Cover { None, Wallpaper, OwnBackground };
+
+    void verifyIconsCovered(const QImage &screen, Cover cover)
     {
         for (int i = 0; i < m_desktop->icons().size(); ++i) {
             const QPoint p = iconCentre(i);
-            const QColor expected = covered ? TestDesktop::wallpaperAt(p) : TestDesktop::kIcon;
+            QColor expected = TestDesktop::kIcon;
+            if (cover == Cover::Wallpaper)
+                expected = TestDesktop::wallpaperAt(p);
+            else if (cover == Cover::OwnBackground)
+                expected = TestDesktop::backgroundAt(m_desktop->window()->mapFromGlobal(p));
             QCOMPARE(screen.pixelColor(p).name(), expected.name());
         }
     }
@@ -64,11 +72,20 @@ private Q_SLOTS:
         m_desktop = std::make_unique<TestDesktop>(QGuiApplication::screens().at(0)->geometry());
         // Over the first icon column's right neighbour, not over the icons.
         m_pattern = std::make_unique<PatternWindow>(QRect(300, 200, 200, 160));
-        verifyIconsCovered(E2E::grabDesktop(), false);
+        verifyIconsCovered(E2E::grabDesktop(), Cover::None);
+    }
+
+    void coversIconsOnlyWhereThereIsADesktopWindow_data()
+    {
+        QTest::addColumn<bool>("wallpaper");
+        QTest::newRow("wallpaper published") << true;
+        QTest::newRow("no wallpaper") << false;
     }
 
     void coversIconsOnlyWhereThereIsADesktopWindow()
     {
+        QFETCH(bool, wallpaper);
+        m_desktop->publishWallpaper(wallpaper);
         LogCapture log;
         DesktopIconHider hider;
         const QImage before = E2E::grabDesktop();
@@ -79,10 +96,25 @@ private Q_SLOTS:
         QVERIFY(!log.containsText(QStringLiteral("Capturing Screen {{800")));
 
         const QImage hidden = E2E::grabDesktop();
-        verifyIconsCovered(hidden, true);
+        verifyIconsCovered(hidden, wallpaper ? Cover::Wallpaper : Cover::OwnBackground);
         verifyPatternOnTop(hidden);
         const QRect second = QGuiApplication::screens().at(1)->geometry();
         QCOMPARE(hidden.copy(second), before.copy(second));
+        if (!wallpaper) {
+            // Only the icons went: the rest of the desktop window showed its
+            // background already.
+            const QRect first = QGuiApplication::screens().at(0)->geometry();
+            const QRect pattern(m_pattern->mapToGlobal(QPoint(0, 0)), m_pattern->size());
+            for (int y = first.top(); y <= first.bottom(); y += 7) {
+                for (int x = first.left(); x <= first.right(); x += 7) {
+                    const QPoint at(x, y);
+                    const bool onIcon = std::any_of(m_desktop->icons().cbegin(), m_desktop->icons().cend(),
+                        [&](const QRect &icon) { return icon.contains(m_desktop->window()->mapFromGlobal(at)); });
+                    if (!onIcon && !pattern.adjusted(-10, -30, 10, 10).contains(at))
+                        QCOMPARE(hidden.pixelColor(at).name(), before.pixelColor(at).name());
+                }
+            }
+        }
 
         // Hiding again keeps the covers it has.
         OverlayWindowController *first = hider.overlayControllers().first();
@@ -92,13 +124,23 @@ private Q_SLOTS:
         hider.unhideDesktopIcons();
         QVERIFY(hider.overlayControllers().isEmpty());
         QTest::qWait(200); // the desktop window repaints what the cover hid
-        verifyIconsCovered(E2E::grabDesktop(), false);
+        verifyIconsCovered(E2E::grabDesktop(), Cover::None);
+        m_desktop->publishWallpaper(true);
+    }
+
+    void clicksFallThroughToTheDesktop_data()
+    {
+        QTest::addColumn<bool>("wallpaper");
+        QTest::newRow("wallpaper published") << true;
+        QTest::newRow("no wallpaper") << false;
     }
 
     void clicksFallThroughToTheDesktop()
     {
+        QFETCH(bool, wallpaper);
+        m_desktop->publishWallpaper(wallpaper);
         // The X server's answer to "which window gets a click here": the same
-        // with the cover as without it.
+        // with the cover as without it, and the desktop gets the click.
         const QPoint p = iconCentre(0);
         xdotool({ QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()) });
         const QByteArray uncovered = windowUnderPointer();
@@ -106,9 +148,13 @@ private Q_SLOTS:
         DesktopIconHider hider;
         hider.hideDesktopIcons();
         QCOMPARE(hider.overlayControllers().size(), 1);
-        verifyIconsCovered(E2E::grabDesktop(), true);
+        verifyIconsCovered(E2E::grabDesktop(), wallpaper ? Cover::Wallpaper : Cover::OwnBackground);
         QCOMPARE(windowUnderPointer(), uncovered);
+        const int presses = m_desktop->presses();
+        xdotool({ QStringLiteral("click"), QStringLiteral("1") });
+        QTRY_COMPARE(m_desktop->presses(), presses + 1);
         hider.unhideDesktopIcons();
+        m_desktop->publishWallpaper(true);
     }
 
     void workspaceSwitchRecoversOnlyWhileHidden()
@@ -126,7 +172,7 @@ private Q_SLOTS:
         QTRY_COMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 2);
         QCOMPARE(hider.overlayControllers().size(), 1);
         QTest::qWait(200);
-        verifyIconsCovered(E2E::grabDesktop(), true);
+        verifyIconsCovered(E2E::grabDesktop(), Cover::Wallpaper);
         hider.unhideDesktopIcons();
     }
 };
