@@ -2,6 +2,7 @@
 // Cloud runs as a child process (see captureoptions.h for its command line).
 #include "captureoptions.h"
 #include "capturetool.h"
+#include "waylandcapture.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -18,6 +19,17 @@ int main(int argc, char **argv)
     if (!options) {
         QTextStream(stderr) << "tessly-screencapture: " << error << "\n" << CaptureOptions::usage();
         return 2;
+    }
+
+    // A Wayland session is served through the desktop portal, over D-Bus
+    // only: no display connection, so no platform plugin for it is needed.
+    if (WaylandCapture::isWaylandSession()) {
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("tessly-screencapture"));
+        WaylandCapture capture(*options);
+        QObject::connect(&capture, &WaylandCapture::finished, &app, &QCoreApplication::exit);
+        capture.start();
+        return app.exec();
     }
 
     QApplication app(argc, argv);
