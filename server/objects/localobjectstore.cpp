@@ -5,6 +5,7 @@
 #include "common/text.h"
 #include "objects/bodywriter.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -33,13 +34,11 @@ bool isSafeId(const std::string &id)
     return true;
 }
 
-bool appendFile(std::ofstream &out, const std::string &path)
+std::string segmentName(std::size_t index)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return false;
-    out << in.rdbuf();
-    return static_cast<bool>(out);
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, "%06zu", index + 1);
+    return buffer;
 }
 
 } // namespace
@@ -184,22 +183,37 @@ ObjectInfo LocalObjectStore::completeMultipart(const std::string &key, const std
         md5s.push_back(md5Hex);
     }
 
-    const std::string temp = m_root + "/tmp/assemble-" + randomToken(12);
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        for (const std::string &file : files) {
-            if (!appendFile(out, file)) {
-                out.close();
-                fs::remove(temp);
-                throw ServiceError(500, "InternalError", "Could not assemble the object");
-            }
-        }
+    // The object keeps its parts as they are: a folder of them, in order,
+    // moved into place. Nothing is copied, so completing costs the same for
+    // any size.
+    const std::string staging = m_root + "/tmp/assemble-" + randomToken(12);
+    fs::create_directories(staging);
+    std::size_t moved = 0;
+    std::error_code error;
+    for (; moved < files.size(); ++moved) {
+        fs::rename(files[moved], staging + "/" + segmentName(moved), error);
+        if (error)
+            break;
     }
     const std::string destination = objectPath(key);
-    fs::create_directories(fs::path(destination).parent_path());
-    fs::rename(temp, destination);
-    fs::remove_all(uploadDir(backendUploadId));
-    ObjectInfo info { static_cast<std::int64_t>(fs::file_size(destination)), multipartEtag(md5s) };
+    if (!error) {
+        fs::create_directories(fs::path(destination).parent_path(), error);
+        fs::remove_all(destination, error);
+        if (!error)
+            fs::rename(staging, destination, error);
+    }
+    if (error) {
+        // Give the parts back to the upload, so that completing can be tried again.
+        std::error_code ignored;
+        while (moved-- > 0)
+            fs::rename(staging + "/" + segmentName(moved), files[moved], ignored);
+        fs::remove_all(staging, ignored);
+        throw ServiceError(500, "InternalError", "Could not assemble the object");
+    }
+    fs::remove_all(uploadDir(backendUploadId), error);
+    ObjectInfo info { 0, multipartEtag(md5s) };
+    for (const std::string &file : localFiles(key))
+        info.size += static_cast<std::int64_t>(fs::file_size(file));
     writeEtag(key, info.etag);
     return info;
 }
@@ -218,13 +232,19 @@ void LocalObjectStore::writeEtag(const std::string &key, const std::string &etag
 
 std::optional<ObjectInfo> LocalObjectStore::stat(const std::string &key)
 {
-    std::error_code error;
-    auto size = fs::file_size(objectPath(key), error);
-    if (error)
+    const std::vector<std::string> files = localFiles(key);
+    if (files.empty())
         return std::nullopt;
-    std::string etag;
-    std::ifstream(objectPath(key) + ".etag") >> etag;
-    return ObjectInfo { static_cast<std::int64_t>(size), etag };
+    ObjectInfo info;
+    std::error_code error;
+    for (const std::string &file : files) {
+        const auto size = fs::file_size(file, error);
+        if (error)
+            return std::nullopt;
+        info.size += static_cast<std::int64_t>(size);
+    }
+    std::ifstream(objectPath(key) + ".etag") >> info.etag;
+    return info;
 }
 
 void LocalObjectStore::putObject(const std::string &key, const std::string &data, const std::string &)
@@ -234,12 +254,18 @@ void LocalObjectStore::putObject(const std::string &key, const std::string &data
         throw ServiceError(500, "InternalError", "Could not store the object");
 }
 
-std::optional<std::string> LocalObjectStore::localPath(const std::string &key)
+std::vector<std::string> LocalObjectStore::localFiles(const std::string &key)
 {
-    std::string path = objectPath(key);
-    if (!fs::is_regular_file(path))
-        return std::nullopt;
-    return path;
+    // A single upload is one file; a multipart one a folder of its parts.
+    const std::string path = objectPath(key);
+    std::error_code error;
+    if (fs::is_regular_file(path, error))
+        return { path };
+    std::vector<std::string> files;
+    for (const auto &entry : fs::directory_iterator(path, error))
+        files.push_back(entry.path().string());
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 } // namespace tessly::server

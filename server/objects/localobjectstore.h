@@ -41,7 +41,7 @@ public:
     void abortMultipart(const std::string &key, const std::string &backendUploadId) override;
     std::optional<ObjectInfo> stat(const std::string &key) override;
     void putObject(const std::string &key, const std::string &data, const std::string &contentType) override;
-    std::optional<std::string> localPath(const std::string &key) override;
+    std::vector<std::string> localFiles(const std::string &key) override;
 
     // Called by the store's HTTP routes once the signature has been checked.
     bool hasUpload(const std::string &backendUploadId) const;

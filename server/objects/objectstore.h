@@ -42,8 +42,9 @@ public:
 
     virtual std::optional<ObjectInfo> stat(const std::string &key) = 0;
     virtual void putObject(const std::string &key, const std::string &data, const std::string &contentType) = 0;
-    // The file on this machine that holds the object, when the store keeps it here.
-    virtual std::optional<std::string> localPath(const std::string &key) = 0;
+    // The files on this machine that hold the object's bytes, one after the
+    // other; empty when the store does not keep the object here.
+    virtual std::vector<std::string> localFiles(const std::string &key) = 0;
 };
 
 // The ETag of an assembled multipart object: MD5 over the parts' binary MD5s, "-N".

@@ -37,7 +37,7 @@ public:
     void abortMultipart(const std::string &key, const std::string &backendUploadId) override;
     std::optional<ObjectInfo> stat(const std::string &key) override;
     void putObject(const std::string &key, const std::string &data, const std::string &contentType) override;
-    std::optional<std::string> localPath(const std::string &) override { return std::nullopt; }
+    std::vector<std::string> localFiles(const std::string &) override { return {}; }
 
 private:
     struct Reply

@@ -10,8 +10,11 @@
 
 #include <httplib.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <memory>
+#include <vector>
 
 namespace tessly::server {
 
@@ -49,23 +52,46 @@ void serveBytes(ServiceContext &ctx, const Item &item, bool attachment, httplib:
     const std::string presigned = ctx.store->presignGet(item.objectKey);
     if (!presigned.empty())
         return redirect(res, presigned);
-    auto path = ctx.store->localPath(item.objectKey);
-    if (!path)
+    // The object's files one after the other (a multipart upload keeps its parts).
+    struct Segment
+    {
+        std::string path;
+        std::size_t start = 0;
+        std::size_t size = 0;
+    };
+    auto segments = std::make_shared<std::vector<Segment>>();
+    std::size_t size = 0;
+    for (const std::string &path : ctx.store->localFiles(item.objectKey)) {
+        std::error_code error;
+        const auto length = static_cast<std::size_t>(std::filesystem::file_size(path, error));
+        if (error)
+            return sendMessagePage(res, 404, "Not found", "The file's content is not available.");
+        segments->push_back({ path, size, length });
+        size += length;
+    }
+    if (segments->empty())
         return sendMessagePage(res, 404, "Not found", "The file's content is not available.");
-    auto file = std::make_shared<std::ifstream>(*path, std::ios::binary);
-    file->seekg(0, std::ios::end);
-    const auto size = static_cast<std::size_t>(file->tellg());
     res.set_header("Content-Disposition", contentDisposition(attachment ? "attachment" : "inline", item.name));
     res.set_header("X-Content-Type-Options", "nosniff");
     res.set_header("Content-Security-Policy", "sandbox; default-src 'none'; img-src 'self'; media-src 'self'");
+    auto open = std::make_shared<std::pair<std::size_t, std::ifstream>>(segments->size(), std::ifstream());
     res.set_content_provider(size, attachment ? "application/octet-stream" : item.mimeType,
-        [file](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+        [segments, open](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+            const auto segment = std::upper_bound(segments->begin(), segments->end(), offset,
+                                     [](std::size_t at, const Segment &s) { return at < s.start; })
+                - 1;
+            const auto index = static_cast<std::size_t>(segment - segments->begin());
+            auto &[openIndex, file] = *open;
+            if (openIndex != index) {
+                file = std::ifstream(segment->path, std::ios::binary);
+                openIndex = index;
+            }
             char buffer[64 * 1024];
-            file->clear();
-            file->seekg(static_cast<std::streamoff>(offset));
-            const auto wanted = std::min(length, sizeof buffer);
-            file->read(buffer, static_cast<std::streamsize>(wanted));
-            const auto got = file->gcount();
+            file.clear();
+            file.seekg(static_cast<std::streamoff>(offset - segment->start));
+            const auto wanted = std::min({ length, sizeof buffer, segment->start + segment->size - offset });
+            file.read(buffer, static_cast<std::streamsize>(wanted));
+            const auto got = file.gcount();
             return got > 0 && sink.write(buffer, static_cast<std::size_t>(got));
         });
 }

@@ -230,6 +230,17 @@ private slots:
         QCOMPARE(done.json()["code"].toString(), upload.code);
         QCOMPARE(done.json()["order"].toString(), "2");
         QCOMPARE(download(upload.code), upload.bytes);
+        // Ranges (a player seeking) may start in one part and end in another.
+        const QByteArray host = "alice." + m_server.webDomain().toUtf8();
+        const QList<std::pair<qint64, qint64>> ranges { { kPartSize - 10, kPartSize + 9 }, { 0, 2 * kPartSize + 1233 },
+            { 2 * kPartSize - 1, 2 * kPartSize } };
+        for (const auto &[from, to] : ranges) {
+            const Reply range = m_server.request("GET", "/" + upload.code + "/download", {},
+                QMap<QByteArray, QByteArray> {
+                    { "Host", host }, { "Range", QStringLiteral("bytes=%1-%2").arg(from).arg(to).toUtf8() } });
+            QCOMPARE(range.status, 206);
+            QCOMPARE(range.body, upload.bytes.mid(from, to - from + 1));
+        }
         // Completed uploads are gone for good.
         QCOMPARE(complete(upload, list).json()["error"].toString(), "NoSuchUpload");
     }
