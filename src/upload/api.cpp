@@ -1,5 +1,7 @@
 #include "api.h"
 
+#include "curlsession.h"
+
 #include "dispatch.h"
 #include "jsonserialization.h"
 #include "notificationcenter.h"
@@ -66,7 +68,7 @@ API &API::instance()
 
 API::API()
 {
-    m_uploadSession = new QNetworkAccessManager(this);
+    m_uploadSession = new CurlSession(int(m_maxConcurrentUploads), this);
     // Network objects work on the thread they live on; keep this client (and
     // with it every manager it creates) on the main thread.
     if (QCoreApplication *app = QCoreApplication::instance())

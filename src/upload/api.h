@@ -12,6 +12,7 @@
 
 #include <functional>
 
+class CurlSession;
 class QNetworkAccessManager;
 class QNetworkReply;
 
@@ -55,12 +56,12 @@ public:
     QString token() const;
     void setToken(const QString &token);
 
-    // Per-host connection limit intended for uploadSession(): 10.
+    // Per-host connection limit of uploadSession(): 10.
     uint maxConcurrentUploads() const { return m_maxConcurrentUploads; }
-    // The manager that carries the object-storage PUTs of single-request
+    // The session that carries the object-storage PUTs of single-request
     // uploads. It lives on the main thread with this object; the upload
     // calls (and cancelling them) use it.
-    QNetworkAccessManager *uploadSession() const { return m_uploadSession; }
+    CurlSession *uploadSession() const { return m_uploadSession; }
 
     // An authorised JSON request for `endpoint` (a path starting with "/"),
     // logging "Endpoint <url>".
@@ -154,7 +155,7 @@ private:
     mutable QMutex m_tokenMutex;
     QString m_token;
     uint m_maxConcurrentUploads = 10;
-    QNetworkAccessManager *m_uploadSession = nullptr;
+    CurlSession *m_uploadSession = nullptr;
     double m_pollInterval = 2.0;
     int m_maxPollAttempts = 15;
     int m_requestTimeoutMs = 60000;

@@ -3,6 +3,7 @@
 #include "api.h"
 
 #include "capturenaming.h"
+#include "curlsession.h"
 #include "dispatch.h"
 #include "fileurl.h"
 #include "jsonserialization.h"
@@ -11,7 +12,6 @@
 #include "replytimeout.h"
 #include "settingsstore.h"
 #include "transporterror.h"
-#include "uploadsessionpool.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -63,16 +63,6 @@ void onMainThread(std::function<void()> fn)
         fn();
     else
         Dispatch::main(std::move(fn));
-}
-
-// The PUTs of single-request uploads run on API's upload session and as many
-// further managers as it takes to reach API's per-host limit. Main thread only.
-UploadSessionPool &uploadPool()
-{
-    API &api = API::instance();
-    static UploadSessionPool *const pool
-        = new UploadSessionPool(api.uploadSession(), int(api.maxConcurrentUploads()), &api);
-    return *pool;
 }
 
 // Stand-in for the identifier a task gets when the caller names none.
@@ -183,37 +173,25 @@ void API::uploadFileToS3(
                   reportPutEnd(url, fileName, respDict, complete, error, status, data);
               };
 
-        auto *file = new QFile(fileUrl.toLocalFile());
+        auto file = std::make_shared<QFile>(fileUrl.toLocalFile());
         if (!file->open(QIODevice::ReadOnly)) {
             const Error error = fileError(*file, fileName);
-            delete file;
             // Completions never run inside the call that started the upload.
             Dispatch::main([finish, error] { finish(error, 0, {}); });
             return;
         }
 
-        QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, FileUrl::mimeType(fileName));
-        request.setHeader(QNetworkRequest::ContentLengthHeader, file->size());
-        // Presigned URLs are signed for this one address: a redirect would
-        // send the file somewhere the signature does not cover.
-        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-
-        QNetworkReply *reply = uploadPool().put(request, file);
-        file->setParent(reply); // streamed from disk while the reply lives
-        ReplyTimeout::watch(reply, timeoutMs);
-        auto sslErrors = std::make_shared<QList<QSslError>>();
-        QObject::connect(reply, &QNetworkReply::sslErrors, reply,
-            [sslErrors](const QList<QSslError> &errors) { *sslErrors += errors; });
+        ObjectPut::Request request;
+        request.url = url;
+        request.contentType = FileUrl::mimeType(fileName).toUtf8();
+        request.file = file; // streamed from disk while the PUT runs
+        request.idleTimeoutMs = timeoutMs;
+        ObjectPut *put = API::instance().uploadSession()->put(std::move(request));
 
         auto previous = std::make_shared<qint64>(0);
         const QString urlString = url.toString(QUrl::FullyEncoded);
-        QObject::connect(reply, &QNetworkReply::uploadProgress, reply,
-            [previous, description, urlString](qint64 sent, qint64 total) {
-                // Qt repeats the last figure when the answer arrives; only
-                // callbacks that sent something are reported.
-                if (sent <= *previous)
-                    return;
+        QObject::connect(
+            put, &ObjectPut::uploadProgress, put, [previous, description, urlString](qint64 sent, qint64 total) {
                 const qint64 increment = sent - *previous;
                 *previous = sent;
                 qCInfo(lcApi).noquote() << QStringLiteral("task.taskDescription %1").arg(description);
@@ -224,15 +202,9 @@ void API::uploadFileToS3(
                         { QStringLiteral("bytesSent"), QVariant::fromValue(increment) },
                         { QStringLiteral("url"), urlString } });
             });
-
-        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, sslErrors, finish] {
-            reply->deleteLater();
-            const QByteArray data = reply->readAll();
-            if (TransportError::isTransportFailure(reply)) {
-                finish(TransportError::fromReply(reply, *sslErrors), 0, data);
-                return;
-            }
-            finish({}, reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), data);
+        QObject::connect(put, &ObjectPut::finished, put, [put, finish] {
+            put->deleteLater();
+            finish(put->error(), put->status(), put->responseBody());
         });
     });
 }
@@ -241,14 +213,13 @@ void API::cancelAllS3Uploads()
 {
     qCInfo(lcApi).noquote() << "[API] Cancelling all S3 upload tasks";
     onMainThread([] {
-        const QList<QNetworkReply *> replies = uploadPool().replies();
-        qCInfo(lcApi).noquote() << QStringLiteral("[API] Found %1 upload tasks to cancel").arg(replies.size());
-        // Aborting finishes a reply at once; its completion reports the
+        const QList<ObjectPut *> puts = API::instance().uploadSession()->transfers();
+        qCInfo(lcApi).noquote() << QStringLiteral("[API] Found %1 upload tasks to cancel").arg(puts.size());
+        // Aborting finishes a PUT at once; its completion reports the
         // cancellation.
-        for (QNetworkReply *reply : replies) {
-            qCInfo(lcApi).noquote()
-                << QStringLiteral("[API] Cancelling upload task: %1").arg(reply->request().url().toString());
-            reply->abort();
+        for (ObjectPut *put : puts) {
+            qCInfo(lcApi).noquote() << QStringLiteral("[API] Cancelling upload task: %1").arg(put->url().toString());
+            put->abort();
         }
         // The upload session carries PUTs only; there are no data tasks to cancel.
         qCInfo(lcApi).noquote() << "[API] All S3 upload tasks cancelled";

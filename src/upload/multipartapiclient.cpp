@@ -1,5 +1,6 @@
 #include "multipartapiclient.h"
 
+#include "curlsession.h"
 #include "jsonserialization.h"
 #include "settingsstore.h"
 #include "transporterror.h"
@@ -100,9 +101,8 @@ TLMultipartAPIClient::TLMultipartAPIClient()
     // callbacks are handled there whatever the main thread is doing.
     m_queue.sync([this] {
         m_session = new QNetworkAccessManager(m_queue.context());
-        m_uploadSession = new QNetworkAccessManager(m_queue.context());
+        m_uploadSession = new CurlSession(kMaxConcurrentParts, m_queue.context());
         m_session->setAutoDeleteReplies(true);
-        m_uploadSession->setAutoDeleteReplies(true);
     });
 }
 
@@ -244,46 +244,44 @@ std::shared_ptr<TLMultipartAPIClient::PartTask> TLMultipartAPIClient::uploadPart
     auto task = std::make_shared<PartTask>();
     task->m_context = m_queue.context();
     m_queue.sync([&] {
-        QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/octet-stream"));
-        request.setTransferTimeout(m_partTimeoutMs);
-        QNetworkReply *reply = m_uploadSession->put(request, data);
-        task->m_reply = reply;
+        ObjectPut::Request request;
+        request.url = url;
+        request.contentType = QByteArrayLiteral("application/octet-stream");
+        request.data = data; // shared, not copied
+        request.idleTimeoutMs = m_partTimeoutMs;
+        ObjectPut *put = m_uploadSession->put(std::move(request));
+        task->m_put = put;
         if (progress) {
             auto previous = std::make_shared<qint64>(0);
-            QObject::connect(
-                reply, &QNetworkReply::uploadProgress, reply, [progress, previous](qint64 sent, qint64 total) {
-                    if (sent <= *previous)
-                        return; // Qt repeats the last figure when the upload ends
-                    const qint64 delta = sent - *previous;
-                    *previous = sent;
-                    progress(delta, sent, total);
-                });
+            QObject::connect(put, &ObjectPut::uploadProgress, put, [progress, previous](qint64 sent, qint64 total) {
+                const qint64 delta = sent - *previous;
+                *previous = sent;
+                progress(delta, sent, total);
+            });
         }
-        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, completion] {
-            if (TransportError::isTransportFailure(reply)) {
-                const Error error = TransportError::fromReply(reply);
-                log(QStringLiteral("[TLMultipartAPIClient] Part upload failed: %1").arg(error.toString()));
-                completion(false, {}, error);
+        QObject::connect(put, &ObjectPut::finished, put, [put, completion] {
+            put->deleteLater();
+            if (!put->error().isNull()) {
+                log(QStringLiteral("[TLMultipartAPIClient] Part upload failed: %1").arg(put->error().toString()));
+                completion(false, {}, put->error());
                 return;
             }
-            const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+            const int status = put->status();
             if (status < 200 || status > 299) {
-                const QByteArray body = reply->readAll();
+                const QByteArray body = put->responseBody();
                 log(QStringLiteral("[TLMultipartAPIClient] Part upload HTTP error %1: %2")
                         .arg(status)
                         .arg(QString::fromUtf8(body)));
                 completion(false, {}, statusError(status, body));
                 return;
             }
-            QByteArray etag = reply->rawHeader(QByteArrayLiteral("ETag"));
-            if (!reply->hasRawHeader(QByteArrayLiteral("ETag")))
-                etag = reply->rawHeader(QByteArrayLiteral("Etag"));
-            if (!reply->hasRawHeader(QByteArrayLiteral("ETag")) && !reply->hasRawHeader(QByteArrayLiteral("Etag"))) {
+            // Header names are matched without regard to case.
+            if (!put->hasRawHeader(QByteArrayLiteral("ETag"))) {
                 log(QStringLiteral("[TLMultipartAPIClient] Warning: No ETag in part upload response"));
                 completion(true, {}, Error());
                 return;
             }
+            const QByteArray etag = put->rawHeader(QByteArrayLiteral("ETag"));
             log(QStringLiteral("[TLMultipartAPIClient] Part uploaded successfully, ETag: %1")
                     .arg(QString::fromLatin1(etag)));
             completion(true, QString::fromLatin1(etag), Error());
@@ -296,9 +294,9 @@ void TLMultipartAPIClient::PartTask::cancel()
 {
     QMetaObject::invokeMethod(
         m_context,
-        [reply = m_reply] {
-            if (reply)
-                reply->abort();
+        [put = m_put] {
+            if (put)
+                put->abort();
         },
         Qt::QueuedConnection);
 }

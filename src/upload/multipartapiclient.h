@@ -1,6 +1,7 @@
 #pragma once
 
 #include "error.h"
+#include "objectput.h"
 #include "serialqueue.h"
 
 #include <QByteArray>
@@ -10,8 +11,8 @@
 
 #include <functional>
 
+class CurlSession;
 class QNetworkAccessManager;
-class QNetworkReply;
 struct URLRequest;
 
 // The service's four multipart endpoints (initiate, part URLs, complete,
@@ -38,6 +39,8 @@ public:
     using Progress = std::function<void(qint64 bytesSent, qint64 totalBytesSent, qint64 totalBytesExpected)>;
 
     static constexpr quint64 kDefaultPartSize = 5'242'880;
+    // Part PUTs carried on connections to one host at a time.
+    static constexpr int kMaxConcurrentParts = 4;
 
     static TLMultipartAPIClient &sharedClient();
 
@@ -79,7 +82,7 @@ public:
 
     private:
         friend class TLMultipartAPIClient;
-        QPointer<QNetworkReply> m_reply;
+        QPointer<ObjectPut> m_put;
         QObject *m_context = nullptr;
     };
 
@@ -95,6 +98,6 @@ private:
 
     SerialQueue m_queue;
     QNetworkAccessManager *m_session = nullptr; // the four JSON calls
-    QNetworkAccessManager *m_uploadSession = nullptr; // part PUTs
+    CurlSession *m_uploadSession = nullptr; // part PUTs
     int m_partTimeoutMs = 60'000;
 };

@@ -354,35 +354,57 @@ void TLMultipartUploadSession::uploadPart(const TLMultipartUploadPartPtr &part, 
         return;
     }
     part->setState(TLMultipartUploadPart::Uploading);
-    // Read off this thread, so the network keeps moving while the disk works.
+    // Read off this thread, so the network keeps moving while the disk works,
+    // into a buffer an earlier part has finished with when there is one.
     const QString path = m_fileURL.toLocalFile();
     const qint64 offset = qint64(part->offset());
     const qint64 length = qint64(part->length());
+    QByteArray buffer;
+    if (!m_spareBuffers.empty()) {
+        buffer = std::move(m_spareBuffers.back());
+        m_spareBuffers.pop_back();
+    }
     std::weak_ptr<TLMultipartUploadSession> weak = weak_from_this();
-    Dispatch::background([weak, part, path, offset, length, completion = std::move(completion)]() mutable {
+    Dispatch::background([weak, part, path, offset, length, buffer = std::move(buffer),
+                             completion = std::move(completion)]() mutable {
         QFile file(path);
         const bool opened = file.open(QIODevice::ReadOnly);
-        QByteArray data;
-        if (opened && file.seek(offset))
-            data = file.read(length);
+        qint64 got = 0;
+        if (opened && file.seek(offset)) {
+            buffer.resize(length);
+            got = std::max<qint64>(file.read(buffer.data(), length), 0);
+        }
+        buffer.resize(got); // keeps its capacity for the next part
         file.close();
-        client().queue().async([weak, part, opened, data = std::move(data), completion = std::move(completion)] {
+        client().queue().async([weak, part, opened, data = std::move(buffer),
+                                   completion = std::move(completion)]() mutable {
             auto self = weak.lock();
             if (!self)
                 return completion();
             if (!opened) {
                 log(QStringLiteral("[TLMultipartUploadSession] Failed to open file for reading"));
                 part->setState(TLMultipartUploadPart::Failed);
+                self->recycleBuffer(std::move(data));
                 return completion();
             }
             if (data.isEmpty()) {
                 log(QStringLiteral("[TLMultipartUploadSession] Empty part data for part %1").arg(part->partNumber()));
                 part->setState(TLMultipartUploadPart::Failed);
+                self->recycleBuffer(std::move(data));
                 return completion();
             }
-            self->sendPart(part, data, completion);
+            self->m_partBuffers.insert(part->partNumber(), data);
+            const QByteArray bytes = std::move(data); // released when this returns
+            self->sendPart(part, bytes, completion);
         });
     });
+}
+
+void TLMultipartUploadSession::recycleBuffer(QByteArray buffer)
+{
+    // Shared still (a transfer not yet released, a copy elsewhere): let it go.
+    if (buffer.capacity() > 0 && buffer.isDetached() && m_spareBuffers.size() < m_maxConcurrentPartUploads)
+        m_spareBuffers.push_back(std::move(buffer));
 }
 
 void TLMultipartUploadSession::sendPart(
@@ -409,6 +431,7 @@ void TLMultipartUploadSession::sendPart(
 void TLMultipartUploadSession::finishPart(const TLMultipartUploadPartPtr &part, bool success, const QString &etag)
 {
     m_activeTasks.remove(part->partNumber());
+    recycleBuffer(m_partBuffers.take(part->partNumber()));
     if (success && !etag.isNull()) {
         part->setEtag(etag);
         part->setState(TLMultipartUploadPart::Completed);

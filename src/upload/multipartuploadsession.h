@@ -15,6 +15,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <vector>
 
 // Uploads one large file as a resumable multipart upload: initiate (the
 // service chooses the part size), fetch presigned URLs for up to 100 parts at
@@ -98,6 +99,8 @@ private:
     void pumpPass();
     void endPass();
     void uploadPart(const TLMultipartUploadPartPtr &part, std::function<void()> completion);
+    // Gives the buffer of a part back for the next parts, once nothing else holds it.
+    void recycleBuffer(QByteArray buffer);
     void sendPart(const TLMultipartUploadPartPtr &part, const QByteArray &data, std::function<void()> completion);
     void finishPart(const TLMultipartUploadPartPtr &part, bool success, const QString &etag);
     void completeUpload();
@@ -140,6 +143,11 @@ private:
     bool m_passActive = false;
     bool m_pumping = false;
     QHash<quint64, std::shared_ptr<TLMultipartAPIClient::PartTask>> m_activeTasks;
+    // Part bytes: the buffers of the parts in flight, and those no transfer
+    // holds any more, which the next parts are read into. Reusing them keeps
+    // the session at four part buffers however many parts it sends.
+    QHash<quint64, QByteArray> m_partBuffers;
+    std::vector<QByteArray> m_spareBuffers;
 
     QElapsedTimer m_uploadStartTime;
     ProgressHandler m_progressHandler;

@@ -6,6 +6,8 @@
 #include <QNetworkInformation>
 #include <QNetworkInterface>
 
+#include <curl/curl.h>
+
 namespace TransportError {
 
 namespace {
@@ -14,6 +16,11 @@ Error make(int code, const QString &text, QNetworkReply::NetworkError qtError)
 {
     return Error(
         QString::fromLatin1(Domain), code, text, { { QStringLiteral("QNetworkReply::NetworkError"), int(qtError) } });
+}
+
+Error makeFromCurl(int code, const QString &text, int curlCode)
+{
+    return Error(QString::fromLatin1(Domain), code, text, { { QStringLiteral("CURLcode"), curlCode } });
 }
 
 bool isLoopbackHost(const QString &host)
@@ -127,6 +134,61 @@ bool machineIsOffline()
             return false;
     }
     return true;
+}
+
+Error fromCurl(int curlCode, const QString &host, const QString &detail)
+{
+    switch (CURLcode(curlCode)) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_OPERATION_TIMEDOUT:
+        // What may simply mean that the machine is off the network.
+        if (!isLoopbackHost(host) && machineIsOffline()) {
+            return makeFromCurl(
+                NotConnectedToInternet, QStringLiteral("The Internet connection appears to be offline."), curlCode);
+        }
+        break;
+    default:
+        break;
+    }
+    switch (CURLcode(curlCode)) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return makeFromCurl(
+            CannotFindHost, QStringLiteral("A server with the specified hostname could not be found."), curlCode);
+    case CURLE_COULDNT_CONNECT:
+        return makeFromCurl(CannotConnectToHost, QStringLiteral("Could not connect to the server."), curlCode);
+    case CURLE_OPERATION_TIMEDOUT:
+        return makeFromCurl(TimedOut, QStringLiteral("The request timed out."), curlCode);
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+        return makeFromCurl(NetworkConnectionLost, QStringLiteral("The network connection was lost."), curlCode);
+    case CURLE_ABORTED_BY_CALLBACK:
+        return makeFromCurl(Cancelled, QStringLiteral("cancelled"), curlCode);
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return makeFromCurl(ServerCertificateUntrusted,
+            QStringLiteral("The certificate for this server is invalid (%1). You might be connecting to a server "
+                           "that is pretending to be “%2”.")
+                .arg(detail, host),
+            curlCode);
+    case CURLE_SSL_CONNECT_ERROR:
+        return makeFromCurl(SecureConnectionFailed,
+            QStringLiteral("A TLS error has occurred and a secure connection to the server cannot be made."), curlCode);
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return makeFromCurl(UnsupportedURL, QStringLiteral("unsupported URL"), curlCode);
+    case CURLE_URL_MALFORMAT:
+        return makeFromCurl(BadURL, QStringLiteral("bad URL"), curlCode);
+    case CURLE_WEIRD_SERVER_REPLY:
+        return makeFromCurl(BadServerResponse, QStringLiteral("The server's answer could not be read."), curlCode);
+    default:
+        return makeFromCurl(Unknown,
+            QStringLiteral("The network operation failed (%1).")
+                .arg(detail.isEmpty() ? QString::fromUtf8(curl_easy_strerror(CURLcode(curlCode))) : detail),
+            curlCode);
+    }
 }
 
 Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors)

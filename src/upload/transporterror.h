@@ -55,6 +55,12 @@ Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors = 
 Error fromNetworkError(
     QNetworkReply::NetworkError error, const QString &host = {}, const QList<QSslError> &sslErrors = {});
 
+// The error for a transfer that libcurl ended without an HTTP answer:
+// `curlCode` is its CURLcode, `detail` libcurl's own sentence (its error
+// buffer), used to say what was wrong with a certificate. The same codes and
+// sentences as the table above, and the same offline check.
+Error fromCurl(int curlCode, const QString &host, const QString &detail = {});
+
 // Whether this machine has no usable network: Qt's network information
 // reports it disconnected, or no interface other than loopback is up and
 // running.

@@ -1,0 +1,265 @@
+// The object-store PUT on its own: what reaches the store, what comes back,
+// and how every way of failing is reported. Each failure has a real cause on
+// this machine (a closed port, a name that cannot resolve, a peer that hangs
+// up or never answers, TLS spoken to a plain port, a self-signed certificate,
+// a file that shrinks while it is sent).
+
+#include "curlsession.h"
+#include "loopbackpeer.h"
+#include "referenceserver.h"
+#include "testfiles.h"
+#include "transporterror.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Outcome
+{
+    bool finished = false;
+    int finishedCount = 0;
+    QList<qint64> progress;
+    int status = 0;
+    QByteArray body;
+    QByteArray etag;
+    Error error;
+};
+
+// Runs one PUT on `session` to its end.
+Outcome run(CurlSession &session, ObjectPut::Request request, int timeoutMs = 20000)
+{
+    Outcome outcome;
+    ObjectPut *put = session.put(std::move(request));
+    QObject::connect(
+        put, &ObjectPut::uploadProgress, put, [&outcome](qint64 sent, qint64) { outcome.progress << sent; });
+    QObject::connect(put, &ObjectPut::finished, put, [&outcome, put] {
+        ++outcome.finishedCount;
+        outcome.finished = true;
+        outcome.status = put->status();
+        outcome.body = put->responseBody();
+        outcome.etag = put->rawHeader("etag");
+        outcome.error = put->error();
+        put->deleteLater();
+    });
+    (void)QTest::qWaitFor([&outcome] { return outcome.finished; }, timeoutMs);
+    QTest::qWait(50); // a second finished() would show up here
+    return outcome;
+}
+
+ObjectPut::Request bytesTo(const QString &url, const QByteArray &data)
+{
+    ObjectPut::Request request;
+    request.url = QUrl(url);
+    request.contentType = "application/octet-stream";
+    request.data = data;
+    return request;
+}
+
+QByteArray randomBytes(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
+    return bytes;
+}
+
+quint16 closedPort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
+}
+
+} // namespace
+
+class TestObjectPut : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    ReferenceServer m_plain;
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(m_plain.start(), qPrintable(m_plain.errorString())); }
+
+    void bodyArrivesWholeWithItsTypeAndNoExpectRoundTrip()
+    {
+        LoopbackPeer peer;
+        peer.setResponse(200, "", "text/plain");
+        CurlSession session(4);
+        const QByteArray data = randomBytes(3 * 1024 * 1024 + 7);
+        ObjectPut::Request request
+            = bytesTo(QStringLiteral("http://127.0.0.1:%1/store/a?x=1%2F2").arg(peer.port()), data);
+        request.contentType = "image/png";
+        const Outcome outcome = run(session, request);
+        QCOMPARE(outcome.finishedCount, 1);
+        QVERIFY2(outcome.error.isNull(), qPrintable(outcome.error.toString()));
+        QCOMPARE(outcome.status, 200);
+        QCOMPARE(peer.requests().size(), 1);
+        const LoopbackPeer::Request seen = peer.requests().first();
+        QCOMPARE(seen.method, QByteArray("PUT"));
+        QCOMPARE(seen.target, QByteArray("/store/a?x=1%2F2")); // the signed query exactly as given
+        QCOMPARE(seen.headers.value("content-type"), QByteArray("image/png"));
+        QVERIFY(!seen.headers.contains("expect"));
+        QVERIFY(seen.body == data);
+        // Progress only grows and ends at the whole body.
+        QVERIFY(!outcome.progress.isEmpty());
+        QVERIFY(std::is_sorted(outcome.progress.begin(), outcome.progress.end()));
+        QCOMPARE(outcome.progress.last(), data.size());
+    }
+
+    void fileBodyIsStreamedAndAnswersOfAnyStatusAreAnswers()
+    {
+        // The embedded store of the reference service: a real S3-style PUT.
+        CurlSession session(4);
+        const QString path = TestFiles::random(m_dir.path(), QStringLiteral("body.bin"), 2 * 1024 * 1024);
+        auto file = std::make_shared<QFile>(path);
+        QVERIFY(file->open(QIODevice::ReadOnly));
+        ObjectPut::Request request;
+        request.url = QUrl(m_plain.baseUrl().toString() + QStringLiteral("/store/nobody/1?X-Amz-Signature=00"));
+        request.file = file;
+        // A PUT the store refuses is an answer (403 with its XML), not a failure.
+        const Outcome refused = run(session, request);
+        QVERIFY(refused.error.isNull());
+        QCOMPARE(refused.status, 403);
+        QVERIFY2(refused.body.contains("<Error>"), refused.body.constData());
+    }
+
+    void realCausesMapToTheirRows_data()
+    {
+        QTest::addColumn<QString>("cause");
+        QTest::addColumn<int>("code");
+        QTest::newRow("closed port") << "closed" << -1004;
+        QTest::newRow("unresolvable name") << "dns" << -1003;
+        QTest::newRow("peer hangs up") << "drop" << -1005;
+        QTest::newRow("peer never answers") << "silent" << -1001;
+        QTest::newRow("TLS to a plain port") << "tls-plain" << -1200;
+        QTest::newRow("self-signed certificate") << "self-signed" << -1202;
+        QTest::newRow("file shrinks while sent") << "shrink" << -1102;
+    }
+
+    void realCausesMapToTheirRows()
+    {
+        QFETCH(QString, cause);
+        QFETCH(int, code);
+        if (cause == QLatin1String("dns") && TransportError::machineIsOffline())
+            QSKIP("this machine has no network, so a failed lookup is reported as offline");
+
+        LoopbackPeer drop(LoopbackPeer::Mode::Drop), silent(LoopbackPeer::Mode::Silent), sink;
+        ReferenceServer tls;
+        ObjectPut::Request request = bytesTo(QString(), randomBytes(64 * 1024));
+        std::shared_ptr<QFile> shrinking;
+        if (cause == QLatin1String("closed")) {
+            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(closedPort());
+        } else if (cause == QLatin1String("dns")) {
+            request.url = QStringLiteral("http://no-such-host.invalid/store/x");
+        } else if (cause == QLatin1String("drop")) {
+            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(drop.port());
+        } else if (cause == QLatin1String("silent")) {
+            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(silent.port());
+            request.idleTimeoutMs = 1000;
+        } else if (cause == QLatin1String("tls-plain")) {
+            request.url = QStringLiteral("https://127.0.0.1:%1/store/x").arg(m_plain.port());
+        } else if (cause == QLatin1String("self-signed")) {
+            ReferenceServer::Options options;
+            options.tls = true;
+            QVERIFY2(tls.start(options), qPrintable(tls.errorString()));
+            request.url = QUrl(tls.baseUrl().toString() + QStringLiteral("/store/x"));
+        } else {
+            const QString path = TestFiles::random(m_dir.path(), QStringLiteral("shrinks.bin"), 4 * 1024 * 1024);
+            shrinking = std::make_shared<QFile>(path);
+            QVERIFY(shrinking->open(QIODevice::ReadOnly));
+            request.file = shrinking;
+            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(sink.port());
+        }
+
+        CurlSession session(4);
+        QElapsedTimer clock;
+        clock.start();
+        Outcome outcome;
+        if (shrinking) {
+            // The size is announced when the PUT is made; the file then loses
+            // half of it before the first byte is read.
+            ObjectPut *put = session.put(request);
+            QVERIFY(QFile::resize(shrinking->fileName(), 2 * 1024 * 1024));
+            connect(put, &ObjectPut::finished, put, [&outcome, put] {
+                ++outcome.finishedCount;
+                outcome.finished = true;
+                outcome.error = put->error();
+            });
+            QTRY_VERIFY_WITH_TIMEOUT(outcome.finished, 20000);
+            QVERIFY2(outcome.error.localizedDescription.contains(QLatin1String("shrinks.bin")),
+                qPrintable(outcome.error.localizedDescription));
+            QCOMPARE(sink.requests().size(), 0); // the store never got a whole request
+        } else {
+            outcome = run(session, request);
+        }
+        QVERIFY(outcome.finished);
+        QCOMPARE(outcome.finishedCount, 1);
+        QCOMPARE(outcome.error.domain, QStringLiteral("TesslyURLErrorDomain"));
+        QCOMPARE(outcome.error.code, code);
+        QVERIFY(!outcome.error.localizedDescription.isEmpty());
+        QCOMPARE(outcome.status, 0);
+        if (cause == QLatin1String("silent"))
+            QVERIFY2(clock.elapsed() < 8000, "the idle time-out applies");
+        if (cause == QLatin1String("self-signed"))
+            QVERIFY2(outcome.error.localizedDescription.contains(QLatin1String("self-signed")),
+                qPrintable(outcome.error.localizedDescription));
+    }
+
+    void abortEndsOnceAsCancelledAndDeletingMidwayIsSafe()
+    {
+        LoopbackPeer silent(LoopbackPeer::Mode::Silent);
+        CurlSession session(4);
+        const QString url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(silent.port());
+        ObjectPut *put = session.put(bytesTo(url, randomBytes(1024)));
+        int finishedCount = 0;
+        connect(put, &ObjectPut::finished, put, [&finishedCount] { ++finishedCount; });
+        QTRY_COMPARE(silent.connections(), 1);
+        QCOMPARE(session.transfers(), QList<ObjectPut *> { put });
+        put->abort();
+        put->abort(); // a second abort changes nothing
+        QCOMPARE(finishedCount, 1);
+        QCOMPARE(put->error().code, -999);
+        QCOMPARE(put->error().localizedDescription, QStringLiteral("cancelled"));
+        QVERIFY(session.transfers().isEmpty());
+        delete put;
+
+        // A transfer deleted while it runs leaves the session working.
+        ObjectPut *dropped = session.put(bytesTo(url, randomBytes(1024)));
+        QTRY_COMPARE(silent.connections(), 2);
+        delete dropped;
+        QVERIFY(session.transfers().isEmpty());
+        LoopbackPeer peer;
+        const Outcome after = run(session, bytesTo(QStringLiteral("http://127.0.0.1:%1/s").arg(peer.port()), "after"));
+        QCOMPARE(after.status, 200);
+    }
+
+    void connectionsPerHostAreCapped()
+    {
+        // Six PUTs to a peer that never answers, at most four connections:
+        // the other two wait for a connection rather than open their own.
+        LoopbackPeer silent(LoopbackPeer::Mode::Silent);
+        CurlSession session(4);
+        QList<ObjectPut *> puts;
+        for (int i = 0; i < 6; ++i)
+            puts << session.put(bytesTo(QStringLiteral("http://127.0.0.1:%1/store/%2").arg(silent.port()).arg(i), "x"));
+        QTRY_COMPARE(silent.connections(), 4);
+        QTest::qWait(300);
+        QCOMPARE(silent.connections(), 4);
+        QCOMPARE(session.transfers().size(), 6);
+        qDeleteAll(puts);
+    }
+};
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    TestObjectPut test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_objectput.moc"
