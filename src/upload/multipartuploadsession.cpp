@@ -371,6 +371,8 @@ void TLMultipartUploadSession::uploadPart(const TLMultipartUploadPartPtr &part, 
         const bool opened = file.open(QIODevice::ReadOnly);
         qint64 got = 0;
         if (opened && file.seek(offset)) {
+            if (buffer.capacity() < length)
+                buffer.reserve(length); // exactly: growing would round up to the next power of two
             buffer.resize(length);
             got = std::max<qint64>(file.read(buffer.data(), length), 0);
         }
