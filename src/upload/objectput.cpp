@@ -1,6 +1,7 @@
 #include "objectput.h"
 
 #include "curlsession.h"
+#include "serviceconfig.h"
 #include "transporterror.h"
 
 #include <QFile>
@@ -67,7 +68,7 @@ ObjectPut::ObjectPut(CurlSession *session, Request request)
 
     // The certificate authority the service runs under, when one is named,
     // beside the system's own.
-    const QByteArray caFile = qgetenv("TESSLY_CA_FILE");
+    const QByteArray caFile = QFile::encodeName(Config::caFile());
     if (!caFile.isEmpty()) {
         curl_easy_setopt(easy, CURLOPT_CAINFO, caFile.constData());
         curl_easy_setopt(easy, CURLOPT_CAPATH, "/etc/ssl/certs");
