@@ -128,6 +128,22 @@ private Q_SLOTS:
         QVERIFY2(refused.body.contains("<Error>"), refused.body.constData());
     }
 
+    void serviceCertificateNamedInTheConfigurationIsTrusted()
+    {
+        ReferenceServer tls;
+        ReferenceServer::Options options;
+        options.tls = true;
+        QVERIFY2(tls.start(options), qPrintable(tls.errorString()));
+        const QString url = tls.baseUrl().toString() + QStringLiteral("/store/nobody/1?X-Amz-Signature=00");
+        CurlSession session(4);
+        qputenv("TESSLY_CA_FILE", tls.caCertificatePath().toLocal8Bit());
+        const Outcome trusted = run(session, bytesTo(url, "x"));
+        qunsetenv("TESSLY_CA_FILE");
+        QVERIFY2(trusted.error.isNull(), qPrintable(trusted.error.toString()));
+        QCOMPARE(trusted.status, 403); // an answer over TLS: the store refuses the made-up signature
+        QCOMPARE(run(session, bytesTo(url, "x")).error.code, -1202); // and without it, untrusted
+    }
+
     void realCausesMapToTheirRows_data()
     {
         QTest::addColumn<QString>("cause");
