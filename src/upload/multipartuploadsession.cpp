@@ -134,6 +134,7 @@ void TLMultipartUploadSession::pause()
     onQueueSync([this] {
         cancelActiveTasks();
         persistCurrentState();
+        m_spareBuffers.clear(); // a paused upload holds no part bytes
     });
 }
 
@@ -502,6 +503,7 @@ void TLMultipartUploadSession::completeUpload()
             if (!self->m_uploadState->customDomain().isNull())
                 record.insert(QStringLiteral("customDomain"), self->m_uploadState->customDomain());
             TLMultipartUploadState::removeStateForUploadId(self->uploadId());
+            self->m_spareBuffers.clear();
             self->postCompletedNotification(record);
             self->callCompletion(true, record, Error());
         });
@@ -510,6 +512,7 @@ void TLMultipartUploadSession::completeUpload()
 void TLMultipartUploadSession::handleFailure(const Error &error)
 {
     m_state = Failed;
+    m_spareBuffers.clear();
     persistCurrentState();
     postFailedNotification(error);
     callCompletion(false, {}, error);
