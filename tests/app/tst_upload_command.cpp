@@ -95,8 +95,10 @@ private Q_SLOTS:
 
     void killedUploadResumesWithoutResendingFinishedParts()
     {
-        // Slow the store down so a kill lands mid-upload: every third part waits.
-        QVERIFY(server.setFaults(QStringLiteral("put.stall=1/3,stall-ms=150,put.only=parts")));
+        // Slow the store down so every kill lands mid-upload: each part waits
+        // 300 ms, so one run of at most 1.3 s gets at most about 20 of the 60
+        // parts through, and three runs never finish the upload.
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=300,put.only=parts")));
         const QString big = TestFiles::random(dir.path(), QStringLiteral("big take.mov"), 60 * 1024 * 1024);
 
         QString uploadId;
