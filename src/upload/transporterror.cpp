@@ -12,15 +12,61 @@ namespace TransportError {
 
 namespace {
 
-Error make(int code, const QString &text, QNetworkReply::NetworkError qtError)
+// What people read for each code. Both tables below use these, so a code
+// says the same whichever transport reported it.
+QString sentenceFor(Code code)
 {
-    return Error(
-        QString::fromLatin1(Domain), code, text, { { QStringLiteral("QNetworkReply::NetworkError"), int(qtError) } });
+    switch (code) {
+    case CannotFindHost:
+        return QStringLiteral("A server with the specified hostname could not be found.");
+    case CannotConnectToHost:
+        return QStringLiteral("Could not connect to the server.");
+    case NetworkConnectionLost:
+        return QStringLiteral("The network connection was lost.");
+    case TimedOut:
+        return QStringLiteral("The request timed out.");
+    case Cancelled:
+        return QStringLiteral("cancelled");
+    case NotConnectedToInternet:
+        return QStringLiteral("The Internet connection appears to be offline.");
+    case DataNotAllowed:
+        return QStringLiteral("A data connection is not currently allowed.");
+    case SecureConnectionFailed:
+        return QStringLiteral("A TLS error has occurred and a secure connection to the server cannot be made.");
+    case HTTPTooManyRedirects:
+        return QStringLiteral("too many HTTP redirects");
+    case RedirectToNonExistentLocation:
+        return QStringLiteral("The server redirected to an insecure address, which was not followed.");
+    case UserAuthenticationRequired:
+        return QStringLiteral("The proxy requires authentication.");
+    case UnsupportedURL:
+        return QStringLiteral("unsupported URL");
+    case BadURL:
+        return QStringLiteral("bad URL");
+    case BadServerResponse:
+        return QStringLiteral("The server's answer could not be read.");
+    default:
+        return {};
+    }
 }
 
-Error makeFromCurl(int code, const QString &text, int curlCode)
+QString untrustedCertificateSentence(const QString &reasons, const QString &host)
 {
-    return Error(QString::fromLatin1(Domain), code, text, { { QStringLiteral("CURLcode"), curlCode } });
+    return QStringLiteral("The certificate for this server is invalid (%1). You might be connecting to a server "
+                          "that is pretending to be “%2”.")
+        .arg(reasons, host);
+}
+
+Error make(Code code, QNetworkReply::NetworkError qtError, const QString &text = {})
+{
+    return Error(QString::fromLatin1(Domain), code, text.isNull() ? sentenceFor(code) : text,
+        { { QStringLiteral("QNetworkReply::NetworkError"), int(qtError) } });
+}
+
+Error makeFromCurl(Code code, int curlCode, const QString &text = {})
+{
+    return Error(QString::fromLatin1(Domain), code, text.isNull() ? sentenceFor(code) : text,
+        { { QStringLiteral("CURLcode"), curlCode } });
 }
 
 bool isLoopbackHost(const QString &host)
@@ -62,55 +108,49 @@ Error fromNetworkError(QNetworkReply::NetworkError error, const QString &host, c
     using E = QNetworkReply;
     switch (error) {
     case E::HostNotFoundError:
-        return make(CannotFindHost, QStringLiteral("A server with the specified hostname could not be found."), error);
+        return make(CannotFindHost, error);
     case E::ConnectionRefusedError:
     case E::UnknownNetworkError: // Qt's answer to "network unreachable" and "no route to host"
     case E::ProxyConnectionRefusedError:
     case E::ProxyNotFoundError:
-        return make(CannotConnectToHost, QStringLiteral("Could not connect to the server."), error);
+        return make(CannotConnectToHost, error);
     case E::RemoteHostClosedError:
     case E::ProxyConnectionClosedError:
     case E::TemporaryNetworkFailureError:
-        return make(NetworkConnectionLost, QStringLiteral("The network connection was lost."), error);
+        return make(NetworkConnectionLost, error);
     case E::TimeoutError:
     case E::ProxyTimeoutError:
-        return make(TimedOut, QStringLiteral("The request timed out."), error);
+        return make(TimedOut, error);
     case E::OperationCanceledError:
-        return make(Cancelled, QStringLiteral("cancelled"), error);
+        return make(Cancelled, error);
     case E::NetworkSessionFailedError:
-        return make(NotConnectedToInternet, QStringLiteral("The Internet connection appears to be offline."), error);
+        return make(NotConnectedToInternet, error);
     case E::BackgroundRequestNotAllowedError:
-        return make(DataNotAllowed, QStringLiteral("A data connection is not currently allowed."), error);
+        return make(DataNotAllowed, error);
     case E::SslHandshakeFailedError: {
         // A certificate that is not trusted is told apart from a handshake
         // that failed for other reasons (e.g. TLS spoken to a plain-HTTP port).
         QStringList reasons;
         for (const QSslError &e : sslErrors)
             reasons << e.errorString();
-        if (!reasons.isEmpty()) {
-            return make(ServerCertificateUntrusted,
-                QStringLiteral("The certificate for this server is invalid (%1). You might be connecting to a server "
-                               "that is pretending to be “%2”.")
-                    .arg(reasons.join(QStringLiteral("; ")), host),
-                error);
-        }
-        return make(SecureConnectionFailed,
-            QStringLiteral("A TLS error has occurred and a secure connection to the server cannot be made."), error);
+        if (!reasons.isEmpty())
+            return make(ServerCertificateUntrusted, error,
+                untrustedCertificateSentence(reasons.join(QStringLiteral("; ")), host));
+        return make(SecureConnectionFailed, error);
     }
     case E::TooManyRedirectsError:
-        return make(HTTPTooManyRedirects, QStringLiteral("too many HTTP redirects"), error);
+        return make(HTTPTooManyRedirects, error);
     case E::InsecureRedirectError:
-        return make(RedirectToNonExistentLocation,
-            QStringLiteral("The server redirected to an insecure address, which was not followed."), error);
+        return make(RedirectToNonExistentLocation, error);
     case E::ProxyAuthenticationRequiredError:
-        return make(UserAuthenticationRequired, QStringLiteral("The proxy requires authentication."), error);
+        return make(UserAuthenticationRequired, error);
     case E::ProtocolUnknownError:
-        return make(UnsupportedURL, QStringLiteral("unsupported URL"), error);
+        return make(UnsupportedURL, error);
     case E::ProtocolInvalidOperationError:
     case E::ProtocolFailure:
-        return make(BadServerResponse, QStringLiteral("The server's answer could not be read."), error);
+        return make(BadServerResponse, error);
     default:
-        return make(Unknown, QStringLiteral("The network operation failed (Qt error %1).").arg(int(error)), error);
+        return make(Unknown, error, QStringLiteral("The network operation failed (Qt error %1).").arg(int(error)));
     }
 }
 
@@ -138,57 +178,51 @@ bool machineIsOffline()
 
 Error fromCurl(int curlCode, const QString &host, const QString &detail)
 {
+    Code code = Unknown;
     switch (CURLcode(curlCode)) {
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_OPERATION_TIMEDOUT:
-        // What may simply mean that the machine is off the network.
-        if (!isLoopbackHost(host) && machineIsOffline()) {
-            return makeFromCurl(
-                NotConnectedToInternet, QStringLiteral("The Internet connection appears to be offline."), curlCode);
-        }
+        code = CannotFindHost;
         break;
-    default:
-        break;
-    }
-    switch (CURLcode(curlCode)) {
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return makeFromCurl(
-            CannotFindHost, QStringLiteral("A server with the specified hostname could not be found."), curlCode);
     case CURLE_COULDNT_CONNECT:
-        return makeFromCurl(CannotConnectToHost, QStringLiteral("Could not connect to the server."), curlCode);
+        code = CannotConnectToHost;
+        break;
     case CURLE_OPERATION_TIMEDOUT:
-        return makeFromCurl(TimedOut, QStringLiteral("The request timed out."), curlCode);
+        code = TimedOut;
+        break;
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
-        return makeFromCurl(NetworkConnectionLost, QStringLiteral("The network connection was lost."), curlCode);
+        code = NetworkConnectionLost;
+        break;
     case CURLE_ABORTED_BY_CALLBACK:
-        return makeFromCurl(Cancelled, QStringLiteral("cancelled"), curlCode);
+        code = Cancelled;
+        break;
     case CURLE_PEER_FAILED_VERIFICATION:
-        return makeFromCurl(ServerCertificateUntrusted,
-            QStringLiteral("The certificate for this server is invalid (%1). You might be connecting to a server "
-                           "that is pretending to be “%2”.")
-                .arg(detail, host),
-            curlCode);
+        return makeFromCurl(ServerCertificateUntrusted, curlCode, untrustedCertificateSentence(detail, host));
     case CURLE_SSL_CONNECT_ERROR:
-        return makeFromCurl(SecureConnectionFailed,
-            QStringLiteral("A TLS error has occurred and a secure connection to the server cannot be made."), curlCode);
+        code = SecureConnectionFailed;
+        break;
     case CURLE_UNSUPPORTED_PROTOCOL:
-        return makeFromCurl(UnsupportedURL, QStringLiteral("unsupported URL"), curlCode);
+        code = UnsupportedURL;
+        break;
     case CURLE_URL_MALFORMAT:
-        return makeFromCurl(BadURL, QStringLiteral("bad URL"), curlCode);
+        code = BadURL;
+        break;
     case CURLE_WEIRD_SERVER_REPLY:
-        return makeFromCurl(BadServerResponse, QStringLiteral("The server's answer could not be read."), curlCode);
+        code = BadServerResponse;
+        break;
     default:
-        return makeFromCurl(Unknown,
+        return makeFromCurl(Unknown, curlCode,
             QStringLiteral("The network operation failed (%1).")
-                .arg(detail.isEmpty() ? QString::fromUtf8(curl_easy_strerror(CURLcode(curlCode))) : detail),
-            curlCode);
+                .arg(detail.isEmpty() ? QString::fromUtf8(curl_easy_strerror(CURLcode(curlCode))) : detail));
     }
+    // What may simply mean that the machine is off the network.
+    const bool offlineMayExplain = code == CannotFindHost || code == CannotConnectToHost || code == TimedOut;
+    if (offlineMayExplain && !isLoopbackHost(host) && machineIsOffline())
+        code = NotConnectedToInternet;
+    return makeFromCurl(code, curlCode);
 }
 
 Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors)
@@ -197,8 +231,7 @@ Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors)
     if (reply->error() == QNetworkReply::OperationCanceledError && ReplyTimeout::firedOn(reply))
         return fromNetworkError(QNetworkReply::TimeoutError, host);
     if (mayMeanOffline(reply->error()) && !isLoopbackHost(host) && machineIsOffline()) {
-        return make(
-            NotConnectedToInternet, QStringLiteral("The Internet connection appears to be offline."), reply->error());
+        return make(NotConnectedToInternet, reply->error());
     }
     return fromNetworkError(reply->error(), host, sslErrors);
 }
