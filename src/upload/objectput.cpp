@@ -110,7 +110,7 @@ void ObjectPut::abort()
         return;
     }
     m_session->detach(this);
-    finish(Error(QString::fromLatin1(TransportError::Domain), TransportError::Cancelled, QStringLiteral("cancelled")));
+    finish(TransportError::fromCurl(CURLE_ABORTED_BY_CALLBACK, m_request.url.host()));
 }
 
 void ObjectPut::finish(const Error &error)
