@@ -111,23 +111,6 @@ private Q_SLOTS:
         QCOMPARE(outcome.progress.last(), data.size());
     }
 
-    void fileBodyIsStreamedAndAnswersOfAnyStatusAreAnswers()
-    {
-        // The embedded store of the reference service: a real S3-style PUT.
-        CurlSession session(4);
-        const QString path = TestFiles::random(m_dir.path(), QStringLiteral("body.bin"), 2 * 1024 * 1024);
-        auto file = std::make_shared<QFile>(path);
-        QVERIFY(file->open(QIODevice::ReadOnly));
-        ObjectPut::Request request;
-        request.url = QUrl(m_plain.baseUrl().toString() + QStringLiteral("/store/nobody/1?X-Amz-Signature=00"));
-        request.file = file;
-        // A PUT the store refuses is an answer (403 with its XML), not a failure.
-        const Outcome refused = run(session, request);
-        QVERIFY(refused.error.isNull());
-        QCOMPARE(refused.status, 403);
-        QVERIFY2(refused.body.contains("<Error>"), refused.body.constData());
-    }
-
     void serviceCertificateNamedInTheConfigurationIsTrusted()
     {
         ReferenceServer tls;
