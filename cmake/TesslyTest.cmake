@@ -1,24 +1,27 @@
 # tessly_add_test(NAME <name> SOURCES ... [LIBS ...] LABELS unit|integration|e2e
 #                 [TIMEOUT s] [ENVIRONMENT VAR=value ...] [HARNESS option ...])
 #
-# Every test gets its own XDG folders under the build tree, so no test reads the
-# developer's real settings or leaves files behind in them. e2e tests run inside
+# Every test gets its own XDG folders under the build tree, emptied before each
+# run, so no test reads the developer's real settings or what an earlier run
+# left behind; run by hand, outside ctest, a test makes throw-away ones. e2e tests run inside
 # tests/e2e/harness, which brings up Xvfb, a window manager, a tray host, a
 # session bus and a notification daemon for that one test; HARNESS passes
 # options to it (e.g. HARNESS --monitor 800x600 --monitor 640x480).
 
 set(TESSLY_E2E_HARNESS "${PROJECT_SOURCE_DIR}/tests/e2e/harness")
+set(TESSLY_FRESH_HOME "${PROJECT_SOURCE_DIR}/tests/fresh-home")
 set(TESSLY_LSAN_SUPPRESSIONS "${PROJECT_SOURCE_DIR}/tests/lsan.supp")
 
 function(tessly_add_test)
   cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT;HARNESS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
-  target_link_libraries(${T_NAME} PRIVATE Qt6::Test tessly_testsupport ${T_LIBS})
+  target_link_libraries(${T_NAME} PRIVATE Qt6::Test tessly_testsupport tessly_testhome ${T_LIBS})
 
+  # Each run starts from an empty home (tests/fresh-home).
   if("e2e" IN_LIST T_LABELS)
-    set(cmd "${TESSLY_E2E_HARNESS}" ${T_HARNESS} -- $<TARGET_FILE:${T_NAME}>)
+    set(cmd "${TESSLY_FRESH_HOME}" "${TESSLY_E2E_HARNESS}" ${T_HARNESS} -- $<TARGET_FILE:${T_NAME}>)
   else()
-    set(cmd $<TARGET_FILE:${T_NAME}>)
+    set(cmd "${TESSLY_FRESH_HOME}" $<TARGET_FILE:${T_NAME}>)
   endif()
   add_test(NAME ${T_NAME} COMMAND ${cmd})
 
@@ -43,7 +46,10 @@ function(tessly_add_test)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
+  # A test that skips as a whole (a QSKIP in initTestCase) shows as skipped,
+  # not as passed; scripts/test fails when any test skipped.
   set_tests_properties(${T_NAME} PROPERTIES
+    SKIP_REGULAR_EXPRESSION "SKIP   : [A-Za-z0-9_]+::initTestCase\\(\\)"
     LABELS "${T_LABELS}"
     ENVIRONMENT "${env}"
     TIMEOUT ${T_TIMEOUT})

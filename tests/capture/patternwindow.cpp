@@ -1,5 +1,7 @@
 #include "patternwindow.h"
 
+#include "e2e.h"
+
 #include <QPainter>
 #include <QTest>
 
@@ -10,7 +12,16 @@ PatternWindow::PatternWindow(const QRect &logicalGeometry)
     setFixedSize(logicalGeometry.size());
     show();
     [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(this);
-    QTest::qWait(300); // the window manager's frame, and the first paint
+    // On screen means: the X server shows all four quadrants where they belong.
+    [[maybe_unused]] const bool painted = E2E::waitForWindowPixels(this, [](const QImage &pixels) {
+        for (int quadrant = 0; quadrant < 4; ++quadrant) {
+            const QPoint at(
+                pixels.width() * (1 + 2 * (quadrant % 2)) / 4, pixels.height() * (1 + 2 * (quadrant / 2)) / 4);
+            if (pixels.pixelColor(at) != kColors[quadrant])
+                return false;
+        }
+        return true;
+    });
 }
 
 QColor PatternWindow::colorAt(const QPointF &local) const

@@ -1,5 +1,7 @@
 #include "testdesktop.h"
 
+#include "e2e.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -84,7 +86,13 @@ TestDesktop::TestDesktop(const QRect &logical)
     free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     m_window->show();
     [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(m_window);
-    QTest::qWait(300);
+    // Up means: the X server shows the window's icons over its background.
+    const QRect firstIcon = icons().value(0);
+    [[maybe_unused]] const bool painted = E2E::waitForWindowPixels(m_window, [firstIcon](const QImage &pixels) {
+        return pixels.pixelColor(firstIcon.center()) == kIcon
+            && pixels.pixelColor(QPoint(firstIcon.right() + 5, firstIcon.center().y()))
+            == backgroundAt(QPoint(firstIcon.right() + 5, firstIcon.center().y()));
+    });
 }
 
 TestDesktop::~TestDesktop()

@@ -6,7 +6,6 @@
 
 #include <QAtomicInt>
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QMutex>
 #include <QTest>
 #include <QThread>
@@ -56,22 +55,20 @@ private Q_SLOTS:
         delete worker;
     }
 
-    void afterWaitsAndIsDroppedWithItsContext()
+    void afterRunsInDelayOrderAndIsDroppedWithItsContext()
     {
-        QElapsedTimer clock;
-        clock.start();
-        qint64 firedAt = -1;
-        Dispatch::after(0.2, [&] { firedAt = clock.elapsed(); });
-
-        bool orphanFired = false;
+        // Delays are checked by their order, not by a clock: the longest one
+        // runs last, and one whose context is gone never runs, also not after
+        // a later one has.
+        QStringList fired;
+        Dispatch::after(0.2, [&] { fired << QStringLiteral("long"); });
         auto *context = new QObject;
-        Dispatch::after(0.05, context, [&] { orphanFired = true; });
+        Dispatch::after(0.05, context, [&] { fired << QStringLiteral("orphan"); });
+        Dispatch::after(0.1, [&] { fired << QStringLiteral("short"); });
         delete context;
+        QVERIFY(fired.isEmpty()); // nothing runs at once
 
-        QTRY_VERIFY(firedAt >= 0);
-        QVERIFY2(firedAt >= 190, qPrintable(QString::number(firedAt)));
-        QTest::qWait(100);
-        QVERIFY(!orphanFired);
+        QTRY_COMPARE(fired, (QStringList { QStringLiteral("short"), QStringLiteral("long") }));
     }
 
     void serialQueueRunsOneAtATimeInOrderOnItsOwnThread()
@@ -131,7 +128,10 @@ private Q_SLOTS:
                 inFlight.wait();
                 const int now = ++running;
                 maxRunning = std::max(maxRunning.load(), now);
-                QThread::msleep(5);
+                // The first ones hold their slot until four run at once, so
+                // that the bound is reached on any machine, however slow.
+                for (int spin = 0; spin < 2000 && maxRunning.load() < 4; ++spin)
+                    QThread::msleep(1);
                 --running;
                 inFlight.signal();
                 ++done;
@@ -139,8 +139,7 @@ private Q_SLOTS:
         }
         QVERIFY(queue.waitForDone(10000));
         QCOMPARE(done.load(), 24);
-        QVERIFY(maxRunning.load() <= 4);
-        QVERIFY(maxRunning.load() >= 2);
+        QCOMPARE(maxRunning.load(), 4);
 
         Semaphore none(0);
         QVERIFY(!none.wait(20));
@@ -161,9 +160,8 @@ private Q_SLOTS:
         });
         Dispatch::background([&] { group.leave(); });
         Dispatch::background([&] { group.leave(); });
-        QTest::qWait(50);
+        QTRY_COMPARE(group.pending(), 1);
         QCOMPARE(notified, 0);
-        QCOMPARE(group.pending(), 1);
         QVERIFY(!group.wait(10));
         group.leave();
         QVERIFY(group.wait(1000));

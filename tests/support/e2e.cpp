@@ -6,6 +6,7 @@
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTest>
+#include <QWidget>
 
 namespace E2E {
 
@@ -32,6 +33,20 @@ QImage grabDesktop()
         return {};
     const QRect all = screen->virtualGeometry();
     return screen->grabWindow(0, all.x(), all.y(), all.width(), all.height()).toImage();
+}
+
+bool waitForWindowPixels(const QWidget *window, const std::function<bool(const QImage &)> &shows, int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    for (;;) {
+        QScreen *screen = window->screen();
+        const QImage pixels = screen ? screen->grabWindow(window->winId()).toImage() : QImage();
+        if (!pixels.isNull() && shows(pixels))
+            return true;
+        if (deadline.hasExpired())
+            return false;
+        QTest::qWait(20);
+    }
 }
 
 QByteArray runTool(const QString &program, const QStringList &args, int *exitCode, int timeoutMs)

@@ -3,7 +3,10 @@
 #include <QImage>
 #include <QStringList>
 
+#include <functional>
+
 class QProcess;
+class QWidget;
 
 // Helpers for tests that run inside tests/e2e/harness.
 namespace E2E {
@@ -16,6 +19,11 @@ bool waitForSystemTray(int timeoutMs = 5000);
 
 // The whole virtual desktop as the X server shows it now.
 QImage grabDesktop();
+
+// Waits until a window's area, as the X server shows it now (its pixels on
+// screen, in device pixels), satisfies `shows`; grabs anew until it does or
+// timeoutMs pass. Use it instead of a pause before looking at the screen.
+bool waitForWindowPixels(const QWidget *window, const std::function<bool(const QImage &)> &shows, int timeoutMs = 5000);
 
 // Runs a tool to completion; returns its standard output. exitCode is -1 when
 // it could not start or did not finish within timeoutMs.
