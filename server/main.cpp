@@ -79,6 +79,9 @@ int main(int argc, char **argv)
         case CommandLine::Command::Help:
             std::cout << usageText();
             return 0;
+        case CommandLine::Command::Version:
+            std::cout << "tessly-server " << TESSLY_VERSION << std::endl;
+            return 0;
         }
     } catch (const std::invalid_argument &error) {
         std::cerr << "tessly-server: " << error.what() << "\n\n" << usageText();

@@ -156,7 +156,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args)
     CommandLine line;
     if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h")
         return line;
-    if (args[0] == "serve") {
+    if (args[0] == "version" || args[0] == "--version") {
+        line.command = CommandLine::Command::Version;
+    } else if (args[0] == "serve") {
         line.command = CommandLine::Command::Serve;
         line.serve = parseServe(args);
     } else if (args[0] == "add-user") {
@@ -190,6 +192,7 @@ std::string usageText()
     Port 0 picks a free port. The first line on stdout is "listening on URL".
   tessly-server add-user --data DIR --email E --password P --profile NAME [--custom-domain HOST]
     Prints the new account's bearer token alone on stdout.
+  tessly-server --version
 )";
 }
 

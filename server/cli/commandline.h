@@ -27,7 +27,7 @@ struct AddUserOptions
 
 struct CommandLine
 {
-    enum class Command { Serve, AddUser, Help } command = Command::Help;
+    enum class Command { Serve, AddUser, Help, Version } command = Command::Help;
     ServiceConfig serve;
     AddUserOptions addUser;
 };
