@@ -289,28 +289,6 @@ private slots:
         QCOMPARE(complete(upload, list).json()["error"].toString(), "NoSuchUpload");
     }
 
-    void partSizeKeepsUploadsWithinTenThousandParts_data()
-    {
-        QTest::addColumn<double>("size");
-        QTest::addColumn<qint64>("partSize");
-        QTest::newRow("small file") << 10.0 << kPartSize;
-        QTest::newRow("exactly 10000 parts") << double(kPartSize * 10000) << kPartSize;
-        QTest::newRow("one byte more") << double(kPartSize * 10000 + 1) << kPartSize + 1;
-        QTest::newRow("5 TiB") << 5.0 * 1024 * 1024 * 1024 * 1024 << qint64(549755814);
-    }
-
-    void partSizeKeepsUploadsWithinTenThousandParts()
-    {
-        QFETCH(double, size);
-        QFETCH(qint64, partSize);
-        const Reply reply = m_server.api("POST", "/v1/files/alice", m_token,
-            { { "name", "huge.bin" }, { "mimeType", "application/octet-stream" }, { "size", size },
-                { "type", "multipart" } });
-        QCOMPARE(reply.status, 200);
-        QCOMPARE(reply.json()["partSize"].toInteger(), partSize);
-        QVERIFY(reply.json()["partCount"].toInteger() <= 10000);
-    }
-
     void completeChecksPartsAndEtags_data()
     {
         QTest::addColumn<QString>("breakage");

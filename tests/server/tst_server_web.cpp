@@ -392,6 +392,10 @@ private slots:
         QCOMPARE(signIn("10.0.0.2", "target@example.com", "target-pass"), 429); // the account, from elsewhere
         QCOMPARE(signIn("10.0.0.1", "other@example.com", "other-pass"), 429); // the address, for another account
         QCOMPARE(signIn("10.0.0.3", "other@example.com", "other-pass"), 302);
+        // Failures count for fifteen minutes.
+        QVERIFY(m_server.setClockOffset(15 * 60));
+        QCOMPARE(signIn("10.0.0.1", "target@example.com", "target-pass"), 302);
+        QVERIFY(m_server.setClockOffset(0));
     }
 
     // A browser session is not an API token and an API token is not a
@@ -424,6 +428,12 @@ private slots:
         QCOMPARE(m_server.api("GET", "/v1/users/me", appToken).status, 401);
         QCOMPARE(m_server.api("GET", "/v1/users/me", m_token).status, 401);
         QCOMPARE(postForm("/me/tokens/revoke", form({ { "id", "0123456789abcdef" } }), signedIn).status, 404);
+        // A session lasts thirty days.
+        QVERIFY(m_server.setClockOffset(30 * 24 * 3600 - 60));
+        QCOMPARE(m_server.request("GET", "/me", {}, signedIn).status, 200);
+        QVERIFY(m_server.setClockOffset(30 * 24 * 3600 + 60));
+        QCOMPARE(m_server.request("GET", "/me", {}, signedIn).status, 302);
+        QVERIFY(m_server.setClockOffset(0));
     }
 };
 
