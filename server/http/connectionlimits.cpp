@@ -30,6 +30,14 @@ Limits &limits()
 
 thread_local std::string t_admitted;
 
+// With the mutex held.
+void forgetOne(Limits &l, const std::string &peer)
+{
+    auto found = l.open.find(peer);
+    if (found != l.open.end() && --found->second <= 0)
+        l.open.erase(found);
+}
+
 std::string addressText(const sockaddr_storage &address)
 {
     char text[INET6_ADDRSTRLEN] = {};
@@ -56,6 +64,10 @@ bool ConnectionLimits::admit(const std::string &peer)
     std::lock_guard guard(l.mutex);
     if (l.maxPerAddress <= 0)
         return true;
+    // A connection admitted before but never handed on (httplib dropped it
+    // between accept and enqueue) no longer counts.
+    if (!t_admitted.empty())
+        forgetOne(l, std::exchange(t_admitted, std::string()));
     int &count = l.open[peer];
     if (peer != l.unlimitedAddress && count >= l.maxPerAddress)
         return false;
@@ -75,17 +87,7 @@ void ConnectionLimits::release(const std::string &peer)
         return;
     Limits &l = limits();
     std::lock_guard guard(l.mutex);
-    auto found = l.open.find(peer);
-    if (found != l.open.end() && --found->second <= 0)
-        l.open.erase(found);
-}
-
-int ConnectionLimits::openConnections(const std::string &peer)
-{
-    Limits &l = limits();
-    std::lock_guard guard(l.mutex);
-    auto found = l.open.find(peer);
-    return found == l.open.end() ? 0 : found->second;
+    forgetOne(l, peer);
 }
 
 ConnectionQueue::ConnectionQueue(int maxConnections)

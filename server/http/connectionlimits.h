@@ -37,7 +37,6 @@ public:
     // The address admitted last on this thread (empty when none).
     static std::string takeAdmitted();
     static void release(const std::string &peer);
-    static int openConnections(const std::string &peer);
 };
 
 // httplib's task queue: a thread per connection, at most `maxConnections`.
