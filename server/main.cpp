@@ -1,4 +1,5 @@
 #include "cli/commandline.h"
+#include "common/privatefiles.h"
 #include "common/serviceerror.h"
 #include "http/service.h"
 #include "storage/accounts.h"
@@ -7,7 +8,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <filesystem>
 #include <iostream>
 #include <thread>
 
@@ -17,7 +17,7 @@ namespace {
 
 int addUser(const AddUserOptions &options)
 {
-    std::filesystem::create_directories(options.dataDir);
+    makePrivateFolder(options.dataDir);
     Database db(options.dataDir + "/tessly.sqlite");
     applySchema(db);
     Accounts accounts(db);
@@ -69,6 +69,7 @@ int serve(const ServiceConfig &config)
 
 int main(int argc, char **argv)
 {
+    keepNewFilesPrivate();
     try {
         const CommandLine line = parseCommandLine(std::vector<std::string>(argv + 1, argv + argc));
         switch (line.command) {

@@ -14,10 +14,11 @@ namespace {
 
 using OptionMap = std::map<std::string, std::string>;
 
-const std::set<std::string> kServeFlags = { "--tls", "--allow-remote" };
+const std::set<std::string> kServeFlags = { "--tls", "--allow-remote", "--admin" };
 const std::set<std::string> kServeValues = { "--data", "--listen", "--web-domain", "--url-scheme", "--public-url",
     "--tls-cert", "--tls-key", "--s3-endpoint", "--s3-bucket", "--s3-region", "--s3-access-key", "--s3-secret-key",
-    "--part-size", "--presign-expiry", "--upload-ttl", "--faults", "--threads" };
+    "--part-size", "--presign-expiry", "--upload-ttl", "--faults", "--admin-token-file", "--trusted-proxy",
+    "--read-timeout", "--max-connections", "--max-connections-per-address" };
 const std::set<std::string> kAddUserValues = { "--data", "--email", "--password", "--profile", "--custom-domain" };
 
 OptionMap collect(
@@ -109,7 +110,15 @@ ServiceConfig parseServe(const std::vector<std::string> &args)
     config.partSize = number(options, "--part-size", config.partSize, 1, 5LL * 1024 * 1024 * 1024);
     config.presignExpirySeconds = number(options, "--presign-expiry", config.presignExpirySeconds, 1, 7 * 24 * 3600);
     config.uploadTtlSeconds = number(options, "--upload-ttl", config.uploadTtlSeconds, 1, 365LL * 24 * 3600);
-    config.threads = static_cast<int>(number(options, "--threads", config.threads, 4, 1024));
+    config.readTimeoutSeconds = number(options, "--read-timeout", config.readTimeoutSeconds, 1, 3600);
+    config.maxConnections = static_cast<int>(number(options, "--max-connections", config.maxConnections, 8, 65536));
+    config.maxConnectionsPerAddress
+        = static_cast<int>(number(options, "--max-connections-per-address", config.maxConnectionsPerAddress, 1, 65536));
+    config.admin = options.count("--admin") > 0;
+    config.adminTokenFile = take(options, "--admin-token-file");
+    if (!config.adminTokenFile.empty() && !config.admin)
+        throw std::invalid_argument("--admin-token-file needs --admin");
+    config.trustedProxy = take(options, "--trusted-proxy");
     config.faults = take(options, "--faults");
     FaultInjector().configure(config.faults); // refuses a bad fault list before anything starts
     config.tlsCert = take(options, "--tls-cert");
@@ -188,7 +197,13 @@ std::string usageText()
       --upload-ttl SECONDS     lifetime of unfinished multipart uploads (default 604800)
       --faults LIST            inject faults for tests (see /admin/faults)
       --allow-remote           allow a listen address other than loopback
-      --threads N              request threads (default 64)
+      --read-timeout SECONDS   a request that sends nothing for this long is dropped (default 10)
+      --max-connections N      connections served at once; more wait (default 1024)
+      --max-connections-per-address N
+                               open connections one client address may have (default 64)
+      --admin                  serve /admin/ to loopback callers with the admin token
+      --admin-token-file FILE  the admin token (mode 0600; default DIR/admin-token, made once)
+      --trusted-proxy ADDRESS  a reverse proxy at ADDRESS names the client in X-Forwarded-For
     Port 0 picks a free port. The first line on stdout is "listening on URL".
   tessly-server add-user --data DIR --email E --password P --profile NAME [--custom-domain HOST]
     Prints the new account's bearer token alone on stdout.

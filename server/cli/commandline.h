@@ -4,7 +4,7 @@
 //       [--url-scheme SCHEME] [--public-url URL] [--tls] [--tls-cert FILE --tls-key FILE]
 //       [--s3-endpoint URL --s3-bucket B --s3-region R --s3-access-key K --s3-secret-key S]
 //       [--part-size BYTES] [--presign-expiry SECONDS] [--upload-ttl SECONDS]
-//       [--faults LIST] [--allow-remote] [--threads N]
+//       [--faults LIST] [--allow-remote] [--admin] ...
 //   tessly-server add-user --data DIR --email E --password P --profile NAME [--custom-domain HOST]
 #pragma once
 

@@ -5,19 +5,30 @@
 
 namespace tessly::server {
 
-std::string codeForItem(std::int64_t item)
+namespace {
+
+constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+
+} // namespace
+
+std::string newItemCode()
 {
-    return base64UrlEncode(std::to_string(item));
+    const std::string raw = randomBytes(kItemCodeLength);
+    std::string code;
+    code.reserve(kItemCodeLength);
+    for (unsigned char byte : raw)
+        code.push_back(kAlphabet[byte & 63]); // 64 divides 256: every character is equally likely
+    return code;
 }
 
-std::optional<std::int64_t> itemFromCodeOrNumber(const std::string &text)
+bool isItemCode(const std::string &text)
+{
+    return text.size() == kItemCodeLength && text.find_first_not_of(kAlphabet) == std::string::npos;
+}
+
+std::optional<std::int64_t> parseItemNumber(const std::string &text)
 {
     if (auto number = parseUnsigned(text); number && *number <= INT64_MAX)
-        return static_cast<std::int64_t>(*number);
-    std::string decoded;
-    if (!base64UrlDecode(text, decoded))
-        return std::nullopt;
-    if (auto number = parseUnsigned(decoded); number && *number <= INT64_MAX)
         return static_cast<std::int64_t>(*number);
     return std::nullopt;
 }

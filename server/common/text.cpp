@@ -244,4 +244,25 @@ std::string isoTime(std::int64_t unixMillis)
     return out;
 }
 
+std::string hostOfAuthority(std::string_view authority)
+{
+    std::string host = toLower(authority);
+    if (startsWith(host, "[")) {
+        const auto end = host.find(']');
+        return end == std::string::npos ? host : host.substr(1, end - 1);
+    }
+    if (const auto colon = host.rfind(':'); colon != std::string::npos)
+        host.resize(colon);
+    return host;
+}
+
+std::string hostOfUrl(std::string_view url)
+{
+    const auto start = url.find("://");
+    if (start == std::string_view::npos)
+        return {};
+    const std::string_view rest = url.substr(start + 3);
+    return std::string(rest.substr(0, rest.find_first_of("/?#")));
+}
+
 } // namespace tessly::server

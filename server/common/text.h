@@ -31,6 +31,11 @@ std::string uriDecode(std::string_view text, bool plusIsSpace = false);
 // Parses "a=1&b=2" keeping the order and duplicates.
 std::vector<std::pair<std::string, std::string>> parseQuery(std::string_view query);
 
+// "host:port", "[v6]:port" or "host" to the lower-case host without brackets.
+std::string hostOfAuthority(std::string_view authority);
+// The authority of "scheme://authority/path..." (empty when there is none).
+std::string hostOfUrl(std::string_view url);
+
 std::optional<std::uint64_t> parseUnsigned(std::string_view text);
 
 // A name as the user gave it is accepted when it is valid UTF-8 of at most

@@ -2,6 +2,7 @@
 
 #include "common/itemcode.h"
 #include "common/text.h"
+#include "http/bodylimits.h"
 #include "http/servicecontext.h"
 #include "storage/database.h"
 
@@ -72,7 +73,7 @@ User requireUser(ServiceContext &ctx, const httplib::Request &req)
     const std::string header = req.get_header_value("Authorization");
     const std::string prefix = "Bearer ";
     if (startsWith(header, prefix)) {
-        if (auto user = ctx.accounts->userForToken(header.substr(prefix.size())))
+        if (auto user = ctx.accounts->userForToken(header.substr(prefix.size()), "api"))
             return *user;
     }
     throw ServiceError(401, "Unauthorized", "A valid bearer token is required");
@@ -100,7 +101,7 @@ std::optional<std::int64_t> resolveParent(
             throw badRequest("\"parentItem\" names a folder of another profile");
         itemText = itemText.substr(slash + 1);
     }
-    auto item = itemFromCodeOrNumber(itemText);
+    auto item = parseItemNumber(itemText);
     if (!item)
         throw badRequest("\"parentItem\" must be DOMAIN/ITEM");
     auto folder = ctx.items->find(*item);

@@ -18,8 +18,6 @@ struct ServiceContext;
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kMaxJsonBody = 1 << 20;
-
 void sendJson(httplib::Response &res, int status, const Json &body);
 void sendError(httplib::Response &res, const ServiceError &error);
 

@@ -1,4 +1,3 @@
-#include "common/itemcode.h"
 #include "common/text.h"
 #include "http/apisupport.h"
 #include "http/records.h"
@@ -101,13 +100,18 @@ void getOneFile(ServiceContext &ctx, const httplib::Request &req, httplib::Respo
 {
     const User user = requireUser(ctx, req);
     const Profile profile = requireOwnProfile(ctx, user, req.matches[1]);
-    auto number = itemFromCodeOrNumber(req.matches[2]);
-    auto item = number ? ctx.items->find(*number) : std::nullopt;
-    if (!item || item->profileId != profile.id)
-        throw notFound("No such file");
-    ctx.refreshPending(*item);
-    if (!item->stored)
-        throw notFound("The file's content has not arrived yet");
+    auto item = ctx.items->findByCode(req.matches[2]);
+    if (item && item->profileId == profile.id)
+        ctx.refreshPending(*item);
+    if (!item || item->profileId != profile.id || !item->stored) {
+        // As a store answers for a missing object: a client waiting for the
+        // file takes any JSON answer as the file itself.
+        res.status = 404;
+        res.set_content("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Error><Code>NoSuchKey</Code><Message>The "
+                        "file does not exist or its content has not arrived yet</Message></Error>\n",
+            "application/xml");
+        return;
+    }
     sendJson(res, 200, Records(ctx.urls).item(*item, profile));
 }
 

@@ -32,7 +32,7 @@ Upload openUpload(ServiceContext &ctx, const Profile &profile, const Json &body)
         throw noSuchUpload("the upload was already completed");
     if (upload->state == UploadState::Aborted)
         throw noSuchUpload("the upload was aborted");
-    if (upload->createdAt + ctx.config.uploadTtlSeconds < nowSeconds()) {
+    if (upload->createdAt + ctx.config.uploadTtlSeconds < ctx.now()) {
         ctx.store->abortMultipart(upload->objectKey, upload->backendUploadId);
         ctx.uploads->setState(upload->uploadId, UploadState::Aborted);
         throw noSuchUpload("the upload has expired");
@@ -103,7 +103,7 @@ void complete(ServiceContext &ctx, const httplib::Request &req, httplib::Respons
     const Upload upload = openUpload(ctx, profile, body);
     const std::vector<PartRef> parts = checkedPartList(body, upload);
     const ObjectInfo info
-        = ctx.store->completeMultipart(upload.objectKey, upload.backendUploadId, parts, upload.partSize);
+        = ctx.store->completeMultipart(upload.objectKey, upload.backendUploadId, parts, upload.partSize, upload.size);
     ctx.uploads->setState(upload.uploadId, UploadState::Completed);
     ctx.items->markStored(upload.item, info.size, info.etag);
 

@@ -1,6 +1,5 @@
 #include "http/records.h"
 
-#include "common/itemcode.h"
 #include "common/text.h"
 #include "http/urls.h"
 
@@ -13,7 +12,7 @@ bool Records::hasThumbnail(const std::string &mimeType)
 
 Json Records::item(const Item &item, const Profile &profile) const
 {
-    const std::string code = codeForItem(item.item);
+    const std::string &code = item.code;
     const bool folder = item.kind == ItemKind::Folder;
     Json out = {
         { "item", item.item },

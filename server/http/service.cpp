@@ -2,12 +2,15 @@
 
 #include "common/text.h"
 #include "http/apisupport.h"
+#include "http/bodylimits.h"
+#include "http/connectionlimits.h"
 #include "http/requestlog.h"
 #include "http/routes.h"
 #include "http/servicecontext.h"
 #include "tls/selfsigned.h"
 #include "web/html.h"
 #include "web/webpages.h"
+#include "web/websession.h"
 
 #include <httplib.h>
 
@@ -16,12 +19,6 @@
 namespace tessly::server {
 
 namespace {
-
-std::string hostOfDomain(const std::string &webDomain)
-{
-    auto colon = webDomain.rfind(':');
-    return colon == std::string::npos ? webDomain : webDomain.substr(0, colon);
-}
 
 bool isWildcardAddress(const std::string &host)
 {
@@ -50,7 +47,7 @@ std::unique_ptr<httplib::Server> Service::makeServer()
     if (cert.empty()) {
         std::vector<std::string> hosts;
         if (!m_config.webDomain.empty())
-            hosts = { hostOfDomain(m_config.webDomain), "*." + hostOfDomain(m_config.webDomain) };
+            hosts = { hostOfAuthority(m_config.webDomain), "*." + hostOfAuthority(m_config.webDomain) };
         auto paths = ensureSelfSignedCertificate(m_config.dataDir + "/tls", hosts);
         cert = paths.certificate;
         key = paths.privateKey;
@@ -67,13 +64,12 @@ void Service::installHandlers(httplib::Server &server)
     server.set_pre_routing_handler([&ctx](const httplib::Request &req, httplib::Response &res) {
         if (handleShareHost(ctx, req, res))
             return httplib::Server::HandlerResponse::Handled;
-        if (startsWith(req.path, "/v1/") || startsWith(req.path, "/admin/")) {
-            auto length = parseUnsigned(req.get_header_value("Content-Length"));
-            if (length && *length > kMaxJsonBody) {
-                res.set_header("Connection", "close");
-                sendError(res, ServiceError(413, "PayloadTooLarge", "The request body is too large"));
-                return httplib::Server::HandlerResponse::Handled;
-            }
+        if (refuseUnacceptableBody(req, res))
+            return httplib::Server::HandlerResponse::Handled;
+        if (req.method != "GET" && req.method != "HEAD" && !startsWith(req.path, "/v1/")
+            && !startsWith(req.path, "/admin/") && !startsWith(req.path, "/store/") && isCrossSiteForm(req)) {
+            sendMessagePage(res, 403, "Not allowed", "This form was sent from another site.");
+            return httplib::Server::HandlerResponse::Handled;
         }
         return httplib::Server::HandlerResponse::Unhandled;
     });
@@ -142,11 +138,13 @@ int Service::run()
     if (auto *s3 = dynamic_cast<S3ObjectStore *>(m_ctx->store.get()))
         s3->ensureBucket();
     m_server = makeServer();
-    const int threads = m_config.threads;
-    m_server->new_task_queue = [threads] { return new httplib::ThreadPool(static_cast<std::size_t>(threads)); };
-    // Idle connections hold a worker each, and stop() waits for them.
+    const int maxConnections = m_config.maxConnections;
+    m_server->new_task_queue = [maxConnections] { return new ConnectionQueue(maxConnections); };
+    ConnectionLimits::configure(m_config.maxConnectionsPerAddress, m_config.trustedProxy);
+    // Idle connections hold a thread each, and stop() waits for them; a
+    // request that stalls is dropped after the read time-out.
     m_server->set_keep_alive_timeout(2);
-    m_server->set_read_timeout(60);
+    m_server->set_read_timeout(static_cast<time_t>(m_config.readTimeoutSeconds));
     m_server->set_write_timeout(60);
     installHandlers(*m_server);
     if (!bind(*m_server)) {

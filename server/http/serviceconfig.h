@@ -26,7 +26,12 @@ struct ServiceConfig
     std::optional<S3Config> s3;
     std::string faults;
     bool allowRemote = false;
-    int threads = 64;
+    bool admin = false; // the /admin/ routes exist
+    std::string adminTokenFile; // empty: DATA/admin-token
+    std::int64_t readTimeoutSeconds = 10;
+    int maxConnections = 1024;
+    int maxConnectionsPerAddress = 64;
+    std::string trustedProxy; // peer address of a reverse proxy whose X-Forwarded-For is believed
 };
 
 } // namespace tessly::server

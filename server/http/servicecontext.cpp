@@ -1,7 +1,12 @@
 #include "http/servicecontext.h"
 
 #include "common/crypto.h"
+#include "common/privatefiles.h"
+#include "common/text.h"
+#include "http/routes.h"
 #include "storage/schema.h"
+
+#include <httplib.h>
 
 #include <filesystem>
 
@@ -26,11 +31,12 @@ std::string embeddedSecret(Database &db)
 ServiceContext::ServiceContext(ServiceConfig cfg)
     : config(std::move(cfg))
 {
-    std::filesystem::create_directories(config.dataDir);
+    makePrivateFolder(config.dataDir);
     db = std::make_unique<Database>(config.dataDir + "/tessly.sqlite");
     applySchema(*db);
     accounts = std::make_unique<Accounts>(*db);
     items = std::make_unique<ItemStore>(*db);
+    items->assignMissingCodes();
     links = std::make_unique<LinkStore>(*db, *items);
     uploads = std::make_unique<UploadStore>(*db);
     if (config.s3) {
@@ -45,6 +51,28 @@ ServiceContext::ServiceContext(ServiceConfig cfg)
         store = std::move(local);
     }
     faults.configure(config.faults);
+    if (config.admin)
+        adminToken = loadAdminToken(config);
+}
+
+std::string ServiceContext::clientAddress(const httplib::Request &req) const
+{
+    if (config.trustedProxy.empty() || req.remote_addr != config.trustedProxy)
+        return req.remote_addr;
+    const std::string forwarded = req.get_header_value("X-Forwarded-For");
+    std::string last = forwarded.substr(forwarded.rfind(',') == std::string::npos ? 0 : forwarded.rfind(',') + 1);
+    last.erase(0, last.find_first_not_of(' '));
+    last.erase(last.find_last_not_of(' ') + 1);
+    return last.empty() ? req.remote_addr : last;
+}
+
+bool ServiceContext::isOwnHost(const std::string &host) const
+{
+    const std::string name = toLower(host);
+    const std::string webHost = hostOfAuthority(urls.webDomain());
+    return name == "localhost" || endsWith(name, ".localhost") || name == webHost || endsWith(name, "." + webHost)
+        || name == toLower(config.listenHost) || name == hostOfAuthority(hostOfUrl(urls.origin()))
+        || (!config.publicUrl.empty() && name == hostOfAuthority(hostOfUrl(config.publicUrl)));
 }
 
 void ServiceContext::refreshPending(Item &item)

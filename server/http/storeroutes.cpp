@@ -17,6 +17,9 @@ namespace tessly::server {
 
 namespace {
 
+constexpr std::uint64_t kMaxSinglePut = 5ULL * 1024 * 1024 * 1024; // S3's limit for one PUT, 5 GiB
+constexpr std::uint64_t kDrainLimit = 1 << 20;
+
 struct StoreError
 {
     int status;
@@ -77,9 +80,11 @@ public:
     void run()
     {
         const auto verdict = m_ctx.localStore->signer().verify(
-            "PUT", m_req.path, m_req.get_header_value("Host"), queryOf(m_req), nowSeconds());
+            "PUT", m_req.path, m_req.get_header_value("Host"), queryOf(m_req), m_ctx.now());
         if (verdict != SignatureVerdict::Valid)
             return refuse(signatureError(verdict));
+        if (!m_req.has_header("Content-Length"))
+            return refuse({ 411, "MissingContentLength", "You must provide the Content-Length HTTP header." });
         const bool hasPart = m_req.has_param("partNumber"), hasUpload = m_req.has_param("uploadId");
         if (hasPart != hasUpload)
             return refuse({ 400, "InvalidRequest", "partNumber and uploadId go together" });
@@ -89,15 +94,35 @@ public:
 private:
     void refuse(const StoreError &error)
     {
-        drain(m_reader);
+        // A small body is read and dropped so that the client sees the answer;
+        // a large one is not worth the time: the connection ends instead.
+        if (declaredLength() <= kDrainLimit)
+            drain(m_reader);
+        else
+            m_res.set_header("Connection", "close");
         sendXmlError(m_req, m_res, error);
     }
+
+    // Bodies past the declared size are refused before a byte is stored.
+    bool refuseLongerThan(std::uint64_t limit, const std::string &what)
+    {
+        if (declaredLength() <= limit)
+            return false;
+        refuse({ 400, "EntityTooLarge",
+            "Your proposed upload exceeds the maximum allowed size: " + what + " may have at most "
+                + std::to_string(limit) + " bytes" });
+        return true;
+    }
+
+    std::uint64_t declaredLength() const { return parseUnsigned(m_req.get_header_value("Content-Length")).value_or(0); }
 
     void putObject()
     {
         auto item = m_ctx.items->findByObjectKey(m_key);
         if (!item)
             return refuse({ 404, "NoSuchKey", "No file is waiting for this key" });
+        if (refuseLongerThan(kMaxSinglePut, "an object sent in one request"))
+            return;
         const PutFault fault = m_ctx.faults.nextPutFault(false);
         IngestResult result;
         if (!ingest(fault, [&](const BodySource &body) { result = m_ctx.localStore->ingestObject(m_key, body); }))
@@ -112,7 +137,7 @@ private:
         auto number = parseUnsigned(m_req.get_param_value("partNumber"));
         auto upload = m_ctx.uploads->find(uploadId);
         if (!upload || upload->state != UploadState::Open || upload->objectKey != m_key
-            || upload->createdAt + m_ctx.config.uploadTtlSeconds < nowSeconds()
+            || upload->createdAt + m_ctx.config.uploadTtlSeconds < m_ctx.now()
             || !m_ctx.localStore->hasUpload(upload->backendUploadId))
             return refuse({ 404, "NoSuchUpload", "The specified upload does not exist" });
         if (!number || *number < 1 || static_cast<std::int64_t>(*number) > std::min(upload->partCount(), kMaxParts))
@@ -120,6 +145,9 @@ private:
                 "Part number must be an integer between 1 and "
                     + std::to_string(std::min(upload->partCount(), kMaxParts)) });
         const int partNumber = static_cast<int>(*number);
+        if (refuseLongerThan(static_cast<std::uint64_t>(upload->partLength(partNumber)),
+                "part " + std::to_string(partNumber) + " of this upload"))
+            return;
         m_ctx.faults.countPartAttempt(uploadId, partNumber);
         const PutFault fault = m_ctx.faults.nextPutFault(true);
         IngestResult result;
@@ -159,15 +187,13 @@ private:
         m_received += length;
         if (m_dropped)
             return true; // the rest of the body is read and thrown away
-        if (fault == PutFault::Drop && m_received * 2 >= expectedLength()) {
+        if (fault == PutFault::Drop && m_received * 2 >= std::max<std::uint64_t>(declaredLength(), 2)) {
             m_dropped = true;
             dropConnection(m_req);
             return true;
         }
         return sink(data, length);
     }
-
-    std::uint64_t expectedLength() const { return parseUnsigned(m_req.get_header_value("Content-Length")).value_or(2); }
 
     void answer(PutFault fault, const std::string &etag)
     {

@@ -163,12 +163,13 @@ IngestResult LocalObjectStore::ingestPart(const std::string &backendUploadId, in
 }
 
 ObjectInfo LocalObjectStore::completeMultipart(const std::string &key, const std::string &backendUploadId,
-    const std::vector<PartRef> &parts, std::int64_t partSize)
+    const std::vector<PartRef> &parts, std::int64_t partSize, std::int64_t declaredSize)
 {
     std::lock_guard guard(m_mutex);
     if (!hasUpload(backendUploadId))
         throw ServiceError(404, "NoSuchUpload", "The specified upload does not exist");
     std::vector<std::string> files, md5s;
+    std::int64_t total = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const PartRef &part = parts[i];
         const std::string path = findPart(backendUploadId, part.partNumber);
@@ -181,7 +182,10 @@ ObjectInfo LocalObjectStore::completeMultipart(const std::string &key, const std
                 400, "EntityTooSmall", "Part " + std::to_string(part.partNumber) + " is smaller than the part size");
         files.push_back(path);
         md5s.push_back(md5Hex);
+        total += static_cast<std::int64_t>(fs::file_size(path));
     }
+    if (total != declaredSize)
+        throw ServiceError(400, "InvalidPart", sizeMismatch(total, declaredSize));
 
     // The object keeps its parts as they are: a folder of them, in order,
     // moved into place. Nothing is copied, so completing costs the same for

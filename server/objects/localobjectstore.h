@@ -37,7 +37,7 @@ public:
     std::string presignGet(const std::string &) override { return {}; }
     std::string createMultipart(const std::string &key, const std::string &contentType) override;
     ObjectInfo completeMultipart(const std::string &key, const std::string &backendUploadId,
-        const std::vector<PartRef> &parts, std::int64_t partSize) override;
+        const std::vector<PartRef> &parts, std::int64_t partSize, std::int64_t declaredSize) override;
     void abortMultipart(const std::string &key, const std::string &backendUploadId) override;
     std::optional<ObjectInfo> stat(const std::string &key) override;
     void putObject(const std::string &key, const std::string &data, const std::string &contentType) override;

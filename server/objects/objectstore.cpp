@@ -15,6 +15,12 @@ std::string multipartEtag(const std::vector<std::string> &partMd5Hex)
     return "\"" + toHex(md5(concatenated)) + "-" + std::to_string(partMd5Hex.size()) + "\"";
 }
 
+std::string sizeMismatch(std::int64_t actual, std::int64_t declared)
+{
+    return "The parts hold " + std::to_string(actual) + " bytes but the upload was declared with "
+        + std::to_string(declared);
+}
+
 std::string normaliseEtag(const std::string &etag)
 {
     std::string out = etag;

@@ -34,9 +34,10 @@ public:
     // Returns the store's own id of the new upload.
     virtual std::string createMultipart(const std::string &key, const std::string &contentType) = 0;
     // `parts` is already checked for order and range. Throws ServiceError with the
-    // S3 code (InvalidPart, EntityTooSmall, NoSuchUpload) when the store refuses.
+    // S3 code (InvalidPart, EntityTooSmall, NoSuchUpload) when the store refuses,
+    // and InvalidPart when the parts do not add up to the size declared at initiate.
     virtual ObjectInfo completeMultipart(const std::string &key, const std::string &backendUploadId,
-        const std::vector<PartRef> &parts, std::int64_t partSize)
+        const std::vector<PartRef> &parts, std::int64_t partSize, std::int64_t declaredSize)
         = 0;
     virtual void abortMultipart(const std::string &key, const std::string &backendUploadId) = 0;
 
@@ -49,6 +50,8 @@ public:
 
 // The ETag of an assembled multipart object: MD5 over the parts' binary MD5s, "-N".
 std::string multipartEtag(const std::vector<std::string> &partMd5Hex);
+// The refusal of a completion whose parts hold `actual` bytes instead of `declared`.
+std::string sizeMismatch(std::int64_t actual, std::int64_t declared);
 // "abc" and "\"ABC\"" both become abc.
 std::string normaliseEtag(const std::string &etag);
 

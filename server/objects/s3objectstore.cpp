@@ -133,8 +133,8 @@ std::string S3ObjectStore::createMultipart(const std::string &key, const std::st
     return id;
 }
 
-ObjectInfo S3ObjectStore::completeMultipart(
-    const std::string &key, const std::string &backendUploadId, const std::vector<PartRef> &parts, std::int64_t)
+ObjectInfo S3ObjectStore::completeMultipart(const std::string &key, const std::string &backendUploadId,
+    const std::vector<PartRef> &parts, std::int64_t, std::int64_t declaredSize)
 {
     std::string xml = "<CompleteMultipartUpload>";
     for (const PartRef &part : parts)
@@ -148,6 +148,9 @@ ObjectInfo S3ObjectStore::completeMultipart(
     auto info = stat(key);
     if (!info)
         throw ServiceError(502, "StoreError", "The completed object is not in the store");
+    // Parts go to the store directly, so their sizes are known only now.
+    if (info->size != declaredSize)
+        throw ServiceError(400, "InvalidPart", sizeMismatch(info->size, declaredSize));
     std::string etag = xmlElement(reply.body, "ETag");
     if (!etag.empty())
         info->etag = etag.front() == '"' ? etag : "\"" + etag + "\"";

@@ -46,7 +46,10 @@ bool Accounts::isValidEmail(const std::string &email)
 
 bool Accounts::isValidHostName(const std::string &host)
 {
-    if (host.empty() || host.size() > 253)
+    // A name, not an address: top-level domains are never all digits.
+    const std::string top = host.substr(host.rfind('.') + 1);
+    if (host.empty() || host.size() > 253 || top.find_first_not_of("0123456789") == std::string::npos
+        || host == "localhost" || endsWith(host, ".localhost"))
         return false;
     for (const std::string &label : split(host, '.')) {
         if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-')
@@ -111,14 +114,14 @@ std::string Accounts::issueToken(std::int64_t userId, const std::string &kind)
     return token;
 }
 
-std::optional<User> Accounts::userForToken(const std::string &token)
+std::optional<User> Accounts::userForToken(const std::string &token, const std::string &kind, std::int64_t expiredUntil)
 {
     if (token.empty() || token.size() > 256)
         return std::nullopt;
     auto lock = m_db.lock();
     auto row = m_db.prepare("SELECT users.id, users.email FROM tokens JOIN users ON users.id = tokens.user_id "
-                            "WHERE tokens.token_hash = ?");
-    row.bind(1, toHex(sha256(token)));
+                            "WHERE tokens.token_hash = ? AND tokens.kind = ? AND tokens.created_at > ?");
+    row.bindAll({ toHex(sha256(token)), kind, expiredUntil });
     if (!row.step())
         return std::nullopt;
     return User { row.integer(0), row.text(1) };
@@ -128,6 +131,29 @@ void Accounts::revokeToken(const std::string &token)
 {
     auto lock = m_db.lock();
     m_db.prepare("DELETE FROM tokens WHERE token_hash = ?").bind(1, toHex(sha256(token))).run();
+}
+
+std::vector<Accounts::TokenInfo> Accounts::tokensOf(std::int64_t userId, const std::string &kind)
+{
+    auto lock = m_db.lock();
+    auto row = m_db.prepare("SELECT substr(token_hash, 1, 16), created_at FROM tokens WHERE user_id = ? AND kind = ? "
+                            "ORDER BY created_at DESC, token_hash");
+    row.bindAll({ userId, kind });
+    std::vector<TokenInfo> out;
+    while (row.step())
+        out.push_back({ row.text(0), row.integer(1) });
+    return out;
+}
+
+bool Accounts::revokeTokenById(std::int64_t userId, const std::string &kind, const std::string &id)
+{
+    if (id.size() != 16 || id.find_first_not_of("0123456789abcdef") != std::string::npos)
+        return false;
+    auto lock = m_db.lock();
+    m_db.prepare("DELETE FROM tokens WHERE user_id = ? AND kind = ? AND substr(token_hash, 1, 16) = ?")
+        .bindAll({ userId, kind, id })
+        .run();
+    return m_db.changes() > 0;
 }
 
 Profile Accounts::createProfile(

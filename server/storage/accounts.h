@@ -25,9 +25,21 @@ public:
     std::optional<User> userByEmail(const std::string &email);
 
     // Tokens are stored as SHA-256 hashes; the plain text exists only in the answer.
+    // A token of kind "api" (the app's bearer token) works only on the API,
+    // one of kind "web" (a browser session) only on the web pages.
     std::string issueToken(std::int64_t userId, const std::string &kind);
-    std::optional<User> userForToken(const std::string &token);
+    // Tokens issued at or before `expiredUntil` (seconds) no longer count.
+    std::optional<User> userForToken(const std::string &token, const std::string &kind, std::int64_t expiredUntil = 0);
     void revokeToken(const std::string &token);
+
+    struct TokenInfo
+    {
+        std::string id; // names the token on the web page without being it
+        std::int64_t createdAt = 0;
+    };
+    std::vector<TokenInfo> tokensOf(std::int64_t userId, const std::string &kind);
+    // False when the user has no token of that kind with this id.
+    bool revokeTokenById(std::int64_t userId, const std::string &kind, const std::string &id);
 
     // Throws ServiceError: 400 for an invalid name, 409 when the name or custom domain is taken.
     Profile createProfile(

@@ -1,5 +1,6 @@
 #include "storage/itemstore.h"
 
+#include "common/itemcode.h"
 #include "common/text.h"
 #include "storage/database.h"
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr const char *kColumns
     = "items.item, items.profile_id, profiles.domain, items.kind, items.name, items.mime_type, items.size, "
-      "items.object_key, items.parent_item, items.ord, items.stored, items.view_count, items.etag";
+      "items.object_key, items.parent_item, items.ord, items.stored, items.view_count, items.etag, items.code";
 constexpr const char *kFrom = " FROM items JOIN profiles ON profiles.id = items.profile_id ";
 
 Item readItem(const Statement &row)
@@ -30,6 +31,7 @@ Item readItem(const Statement &row)
     item.stored = row.integer(10) != 0;
     item.viewCount = row.integer(11);
     item.etag = row.optionalText(12);
+    item.code = row.text(13);
     return item;
 }
 
@@ -64,16 +66,39 @@ std::int64_t ItemStore::allocateItemId()
     });
 }
 
+std::string ItemStore::unusedCode()
+{
+    auto lock = m_db.lock();
+    for (;;) {
+        std::string code = newItemCode();
+        if (!findByCode(code))
+            return code;
+    }
+}
+
 Item ItemStore::insert(Item item)
 {
     auto lock = m_db.lock();
+    item.code = unusedCode();
     m_db.prepare("INSERT INTO items(item, profile_id, kind, name, mime_type, size, object_key, parent_item, ord, "
-                 "stored) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+                 "stored, code) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
         .bindAll({ item.item, item.profileId, std::string(item.kind == ItemKind::Folder ? "folder" : "file"), item.name,
             item.mimeType, item.size, item.objectKey, optional(item.parentItem), optional(item.order),
-            std::int64_t(item.stored ? 1 : 0) })
+            std::int64_t(item.stored ? 1 : 0), item.code })
         .run();
     return item;
+}
+
+void ItemStore::assignMissingCodes()
+{
+    m_db.transaction([&] {
+        std::vector<std::int64_t> missing;
+        auto row = m_db.prepare("SELECT item FROM items WHERE code IS NULL");
+        while (row.step())
+            missing.push_back(row.integer(0));
+        for (std::int64_t item : missing)
+            m_db.prepare("UPDATE items SET code = ? WHERE item = ?").bindAll({ unusedCode(), item }).run();
+    });
 }
 
 Item ItemStore::createFile(const Profile &profile, const std::string &name, const std::string &mimeType,
@@ -113,6 +138,18 @@ std::optional<Item> ItemStore::find(std::int64_t item)
     auto lock = m_db.lock();
     auto row = m_db.prepare(std::string("SELECT ") + kColumns + kFrom + "WHERE items.item = ?");
     row.bind(1, item);
+    if (!row.step())
+        return std::nullopt;
+    return readItem(row);
+}
+
+std::optional<Item> ItemStore::findByCode(const std::string &code)
+{
+    if (!isItemCode(code))
+        return std::nullopt;
+    auto lock = m_db.lock();
+    auto row = m_db.prepare(std::string("SELECT ") + kColumns + kFrom + "WHERE items.code = ?");
+    row.bind(1, code);
     if (!row.step())
         return std::nullopt;
     return readItem(row);

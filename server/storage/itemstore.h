@@ -38,6 +38,7 @@ public:
         std::optional<std::string> order);
 
     std::optional<Item> find(std::int64_t item);
+    std::optional<Item> findByCode(const std::string &code);
     std::optional<Item> findByObjectKey(const std::string &key);
     void markStored(std::int64_t item, std::int64_t size, const std::optional<std::string> &etag);
     void incrementViews(std::int64_t item);
@@ -45,10 +46,14 @@ public:
     std::vector<Item> list(std::int64_t profileId, const ItemFilter &filter);
     std::vector<Item> pendingFiles(std::int64_t profileId, int limit);
 
+    // Items made before codes were random get one (their old links end).
+    void assignMissingCodes();
+
     static std::string objectKeyFor(const std::string &domain, std::int64_t item);
 
 private:
     Item insert(Item item);
+    std::string unusedCode();
     Database &m_db;
 };
 

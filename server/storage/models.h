@@ -27,6 +27,7 @@ enum class ItemKind { File, Folder };
 struct Item
 {
     std::int64_t item = 0; // creation time in ms, unique across the service
+    std::string code; // the random share code, see common/itemcode.h
     std::int64_t profileId = 0;
     std::string domain; // the owning profile's name
     ItemKind kind = ItemKind::File;
@@ -64,6 +65,14 @@ struct Upload
     std::int64_t partSize = 0;
     std::int64_t createdAt = 0; // seconds
     UploadState state = UploadState::Open;
+
+    // The bytes part `partNumber` carries: the part size, less for the last.
+    std::int64_t partLength(std::int64_t partNumber) const
+    {
+        if (partNumber < partCount())
+            return partSize;
+        return size - (partCount() - 1) * partSize;
+    }
 
     std::int64_t partCount() const
     {

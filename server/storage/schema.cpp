@@ -38,7 +38,8 @@ CREATE TABLE IF NOT EXISTS items(
     ord TEXT,
     stored INTEGER NOT NULL DEFAULT 0,
     view_count INTEGER NOT NULL DEFAULT 0,
-    etag TEXT);
+    etag TEXT,
+    code TEXT);
 CREATE INDEX IF NOT EXISTS items_by_profile ON items(profile_id, item DESC);
 CREATE TABLE IF NOT EXISTS links(
     item INTEGER PRIMARY KEY,
@@ -57,6 +58,16 @@ CREATE TABLE IF NOT EXISTS uploads(
     created_at INTEGER NOT NULL,
     state TEXT NOT NULL);
 )sql");
+    // Data folders made before share codes were random lack the column.
+    bool hasCode = false;
+    {
+        auto lock = db.lock();
+        auto column = db.prepare("SELECT 1 FROM pragma_table_info('items') WHERE name = 'code'");
+        hasCode = column.step();
+    }
+    if (!hasCode)
+        db.exec("ALTER TABLE items ADD COLUMN code TEXT");
+    db.exec("CREATE UNIQUE INDEX IF NOT EXISTS items_by_code ON items(code)");
 }
 
 } // namespace tessly::server

@@ -1,5 +1,7 @@
 #include "tls/selfsigned.h"
 
+#include "common/privatefiles.h"
+
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
@@ -7,10 +9,12 @@
 #include <openssl/x509v3.h>
 
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace tessly::server {
 
@@ -50,11 +54,15 @@ void addExtension(X509 *cert, int nid, const std::string &value)
 
 void writePem(const std::string &path, bool privateKey, EVP_PKEY *key, X509 *cert)
 {
+    // The key is never readable by others, not even for a moment: its file
+    // is created 0600 rather than narrowed afterwards.
     const std::string temp = path + ".tmp";
-    std::FILE *file = std::fopen(temp.c_str(), "wb");
+    ::unlink(temp.c_str());
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, privateKey ? 0600 : 0644);
+    std::FILE *file = fd < 0 ? nullptr : ::fdopen(fd, "wb");
+    if (fd >= 0 && !file)
+        ::close(fd);
     require(file != nullptr, "cannot write the certificate files");
-    if (privateKey)
-        ::chmod(temp.c_str(), 0600);
     bool ok = privateKey ? PEM_write_PrivateKey(file, key, nullptr, nullptr, 0, nullptr, nullptr) == 1
                          : PEM_write_X509(file, cert) == 1;
     ok = std::fclose(file) == 0 && ok;
@@ -69,7 +77,7 @@ CertificatePaths ensureSelfSignedCertificate(const std::string &dir, const std::
     CertificatePaths paths { dir + "/cert.pem", dir + "/key.pem" };
     if (std::filesystem::exists(paths.certificate) && std::filesystem::exists(paths.privateKey))
         return paths;
-    std::filesystem::create_directories(dir);
+    makePrivateFolder(dir);
 
     KeyPtr key(EVP_EC_gen("P-256"));
     require(key != nullptr, "key generation");

@@ -23,10 +23,23 @@ std::string withRedirect(const std::string &path, const std::string &target)
     return target.empty() ? path : path + "?redirectTo=" + uriEncode(target);
 }
 
+bool isPathChar(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+        || std::string_view("-._~!$&'()*+,;=:@%").find(c) != std::string_view::npos;
+}
+
+// A path on this site: one "/" and then a path character, printable ASCII
+// throughout. Browsers drop tabs and newlines and read "\" as "/", so
+// "/\t/evil.example" and "/\\evil.example" would leave the site.
 bool isLocalPath(const std::string &target)
 {
-    return startsWith(target, "/") && !startsWith(target, "//") && target.find('\\') == std::string::npos
-        && target.find_first_of("\r\n") == std::string::npos;
+    if (target.empty() || target[0] != '/' || (target.size() > 1 && !isPathChar(target[1])))
+        return false;
+    for (unsigned char c : target)
+        if (c <= 0x20 || c >= 0x7f || c == '\\')
+            return false;
+    return true;
 }
 
 // Where the browser goes once the user is known.
@@ -72,9 +85,18 @@ void login(ServiceContext &ctx, const httplib::Request &req, httplib::Response &
 {
     const std::string email = formField(req, "email");
     const std::string password = formField(req, "password");
+    const std::string address = ctx.clientAddress(req);
+    if (const std::int64_t wait = ctx.signIns.waitFor(address, email, ctx.now()); wait > 0) {
+        res.set_header("Retry-After", std::to_string(wait));
+        return loginForm(req, res, 429, email,
+            "Too many failed sign-ins. Try again in " + std::to_string((wait + 59) / 60) + " minutes.");
+    }
     auto user = email.empty() || password.empty() ? std::nullopt : ctx.accounts->authenticate(email, password);
-    if (!user)
+    if (!user) {
+        if (!email.empty())
+            ctx.signIns.failed(address, email, ctx.now());
         return loginForm(req, res, 401, email, "The e-mail address or the password is not right.");
+    }
     finishSignIn(ctx, req, res, *user);
 }
 

@@ -1,5 +1,4 @@
 // The signed-in pages: recent items of a profile, new document, new link.
-#include "common/itemcode.h"
 #include "common/serviceerror.h"
 #include "common/text.h"
 #include "http/servicecontext.h"
@@ -59,13 +58,15 @@ std::string itemRows(ServiceContext &ctx, const Profile &profile, const std::vec
         return "<p class=\"muted\">Nothing here yet.</p>";
     std::string rows = "<table>";
     for (const Item &item : items) {
-        const std::string url = ctx.urls.shareUrl(profile, codeForItem(item.item));
+        const std::string url = ctx.urls.shareUrl(profile, item.code);
         rows += "<tr><td><a href=\"" + htmlEscape(url) + "\">" + htmlEscape(item.name) + "</a></td><td class=\"num\">"
             + htmlEscape(item.kind == ItemKind::Folder ? "Folder" : item.mimeType) + "</td><td class=\"num\">"
-            + std::to_string(item.viewCount) + " views</td></tr>";
+            + countOf(item.viewCount, "view") + "</td></tr>";
     }
     return rows + "</table>";
 }
+
+std::string tokenCard(ServiceContext &ctx, const User &user);
 
 void recentItems(ServiceContext &ctx, const httplib::Request &req, httplib::Response &res)
 {
@@ -93,10 +94,37 @@ void recentItems(ServiceContext &ctx, const httplib::Request &req, httplib::Resp
         for (const Link &link : links)
             body += "<tr><td><a href=\"" + htmlEscape(ctx.urls.shortUrl(profile, link.slug)) + "\">/l/"
                 + htmlEscape(link.slug) + "</a></td><td>" + htmlEscape(link.content) + "</td><td class=\"num\">"
-                + std::to_string(link.viewCount) + " views</td></tr>";
+                + countOf(link.viewCount, "view") + "</td></tr>";
         body += "</table>";
     }
-    sendPage(res, 200, profile.domain, body + "</div>");
+    body += "</div>" + tokenCard(ctx, owner->user);
+    sendPage(res, 200, profile.domain, body);
+}
+
+// The app's bearer tokens, one per sign-in, each revocable here.
+std::string tokenCard(ServiceContext &ctx, const User &user)
+{
+    const auto tokens = ctx.accounts->tokensOf(user.id, "api");
+    std::string card = "<div class=\"card\"><h2>Signed-in apps</h2>";
+    if (tokens.empty())
+        return card + "<p class=\"muted\">No app is signed in.</p></div>";
+    card += "<table>";
+    for (const auto &token : tokens)
+        card += "<tr><td>Signed in " + htmlEscape(isoTime(token.createdAt * 1000).substr(0, 10))
+            + "</td><td class=\"num\"><form method=\"post\" action=\"/me/tokens/revoke\"><input type=\"hidden\" "
+              "name=\"id\" value=\""
+            + htmlEscape(token.id) + "\"><button type=\"submit\">Revoke</button></form></td></tr>";
+    return card + "</table></div>";
+}
+
+void revokeToken(ServiceContext &ctx, const httplib::Request &req, httplib::Response &res)
+{
+    auto owner = pageOwner(ctx, req, res);
+    if (!owner)
+        return;
+    if (!ctx.accounts->revokeTokenById(owner->user.id, "api", formField(req, "id")))
+        return sendMessagePage(res, 404, "Not found", "No such app sign-in.");
+    redirect(res, "/me", 303);
 }
 
 void documentForm(ServiceContext &ctx, const httplib::Request &req, httplib::Response &res)
@@ -165,6 +193,7 @@ void registerDashboardPages(httplib::Server &server, ServiceContext &ctx)
     server.Post("/me/documents/new", [&ctx](const auto &req, auto &res) { createDocument(ctx, req, res); });
     server.Get("/me/links/new", [&ctx](const auto &req, auto &res) { linkForm(ctx, req, res); });
     server.Post("/me/links/new", [&ctx](const auto &req, auto &res) { createLink(ctx, req, res); });
+    server.Post("/me/tokens/revoke", [&ctx](const auto &req, auto &res) { revokeToken(ctx, req, res); });
 }
 
 } // namespace tessly::server

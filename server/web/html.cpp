@@ -4,6 +4,9 @@
 
 #include <httplib.h>
 
+#include <cstdio>
+#include <iterator>
+
 namespace tessly::server {
 
 namespace {
@@ -81,6 +84,31 @@ std::string htmlNotice(std::string_view text, bool error)
 {
     return std::string("<div class=\"notice") + (error ? " error" : "") + "\" role=\"status\">" + htmlEscape(text)
         + "</div>";
+}
+
+std::string humanSize(std::int64_t bytes)
+{
+    if (bytes < 1000)
+        return countOf(bytes, "byte");
+    static constexpr const char *kUnits[] = { "KB", "MB", "GB", "TB", "PB", "EB" };
+    double value = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    // Step up while the shown number would read 1000 or more once rounded.
+    while (unit + 1 < std::size(kUnits) && value >= 999.5) {
+        value /= 1000;
+        ++unit;
+    }
+    char text[32];
+    if (value < 9.95)
+        std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+    else
+        std::snprintf(text, sizeof text, "%.0f %s", value, kUnits[unit]);
+    return text;
+}
+
+std::string countOf(std::int64_t count, std::string_view singular)
+{
+    return std::to_string(count) + " " + std::string(singular) + (count == 1 ? "" : "s");
 }
 
 } // namespace tessly::server

@@ -1,6 +1,7 @@
 // Plain HTML pages: one layout, escaping, small form helpers.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -19,5 +20,10 @@ void sendMessagePage(httplib::Response &res, int status, std::string_view title,
 std::string htmlField(std::string_view label, std::string_view name, std::string_view type, std::string_view value = {},
     bool autofocus = false);
 std::string htmlNotice(std::string_view text, bool error);
+
+// "1 byte", "999 bytes", "1.5 KB", "12 MB": decimal units, one decimal below 10.
+std::string humanSize(std::int64_t bytes);
+// "1 view", "3 views".
+std::string countOf(std::int64_t count, std::string_view singular);
 
 } // namespace tessly::server

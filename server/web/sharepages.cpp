@@ -1,6 +1,5 @@
 // Public pages on a profile's host: a shared file or folder, its bytes, and
 // short links.
-#include "common/itemcode.h"
 #include "common/text.h"
 #include "http/records.h"
 #include "http/servicecontext.h"
@@ -30,10 +29,8 @@ std::optional<Profile> profileForHost(ServiceContext &ctx, const std::string &ho
     const std::string name = ctx.urls.profileNameFromHost(host);
     if (!name.empty())
         return ctx.accounts->profileByDomain(name);
-    std::string bare = toLower(host);
-    if (auto colon = bare.rfind(':'); colon != std::string::npos && bare.find(']') == std::string::npos)
-        bare.resize(colon);
-    if (bare.find('.') == std::string::npos)
+    const std::string bare = hostOfAuthority(host);
+    if (bare.find('.') == std::string::npos || ctx.isOwnHost(bare))
         return std::nullopt;
     return ctx.accounts->profileByCustomDomain(bare);
 }
@@ -112,8 +109,8 @@ std::string filePage(const Item &item, const std::string &code)
     else if (startsWith(item.mimeType, "audio/"))
         media = "<audio src=\"" + raw + "\" controls></audio>";
     return "<div class=\"card\">" + media + "<h1>" + htmlEscape(item.name) + "</h1><p class=\"muted\">"
-        + htmlEscape(item.mimeType) + " · " + std::to_string(item.size) + " bytes · " + std::to_string(item.viewCount)
-        + " views</p><a class=\"button\" href=\"/" + code + "/download\">Download</a></div>";
+        + htmlEscape(item.mimeType) + " · " + humanSize(item.size) + " · " + countOf(item.viewCount, "view")
+        + "</p><a class=\"button\" href=\"/" + code + "/download\">Download</a></div>";
 }
 
 std::string folderPage(ServiceContext &ctx, const Item &folder, const Profile &profile)
@@ -123,8 +120,8 @@ std::string folderPage(ServiceContext &ctx, const Item &folder, const Profile &p
     filter.count = 200;
     std::string rows;
     for (const Item &child : ctx.items->list(profile.id, filter))
-        rows += "<tr><td><a href=\"/" + codeForItem(child.item) + "\">" + htmlEscape(child.name)
-            + "</a></td><td class=\"num\">" + htmlEscape(child.mimeType) + "</td></tr>";
+        rows += "<tr><td><a href=\"/" + child.code + "\">" + htmlEscape(child.name) + "</a></td><td class=\"num\">"
+            + htmlEscape(child.mimeType) + "</td></tr>";
     return "<div class=\"card\"><h1>" + htmlEscape(folder.name) + "</h1>"
         + (rows.empty() ? "<p class=\"muted\">This folder is empty.</p>" : "<table>" + rows + "</table>") + "</div>";
 }
@@ -132,8 +129,7 @@ std::string folderPage(ServiceContext &ctx, const Item &folder, const Profile &p
 void shareItem(ServiceContext &ctx, const Profile &profile, const std::string &code, const std::string &action,
     httplib::Response &res)
 {
-    auto number = itemFromCodeOrNumber(code);
-    auto item = number ? ctx.items->find(*number) : std::nullopt;
+    auto item = ctx.items->findByCode(code);
     if (item && item->profileId == profile.id)
         ctx.refreshPending(*item);
     if (!item || item->profileId != profile.id || !item->stored)

@@ -14,6 +14,10 @@ void registerWebRoutes(httplib::Server &server, ServiceContext &ctx)
     registerDashboardPages(server, ctx);
     server.Get("/l/([^/]+)",
         [&ctx](const httplib::Request &req, httplib::Response &res) { followShortLink(ctx, req.matches[1], res); });
+    // Share pages are for the people a link was given to, not for search engines.
+    server.Get("/robots.txt", [](const httplib::Request &, httplib::Response &res) {
+        res.set_content("User-agent: *\nDisallow: /\n", "text/plain");
+    });
     server.Get("/", [&ctx](const httplib::Request &req, httplib::Response &res) {
         if (sessionUser(ctx, req))
             return redirect(res, "/me");

@@ -10,6 +10,7 @@ namespace tessly::server {
 namespace {
 
 constexpr const char *kCookie = "tessly_session";
+constexpr std::int64_t kSessionSeconds = 30 * 24 * 3600; // as the cookie's Max-Age
 
 std::string cookieValue(const httplib::Request &req)
 {
@@ -30,13 +31,13 @@ std::optional<User> sessionUser(ServiceContext &ctx, const httplib::Request &req
     std::string token = cookieValue(req);
     if (token.empty())
         return std::nullopt;
-    return ctx.accounts->userForToken(token);
+    return ctx.accounts->userForToken(token, "web", ctx.now() - kSessionSeconds);
 }
 
 void startSession(ServiceContext &ctx, httplib::Response &res, std::int64_t userId)
 {
     std::string cookie = std::string(kCookie) + "=" + ctx.accounts->issueToken(userId, "web")
-        + "; Path=/; HttpOnly; SameSite=Lax; Max-Age=2592000";
+        + "; Path=/; HttpOnly; SameSite=Lax; Max-Age=" + std::to_string(kSessionSeconds);
     if (ctx.urls.scheme() == "https")
         cookie += "; Secure";
     res.set_header("Set-Cookie", cookie);
@@ -56,6 +57,16 @@ std::string formField(const httplib::Request &req, const std::string &name)
         if (key == name)
             return value;
     return {};
+}
+
+bool isCrossSiteForm(const httplib::Request &req)
+{
+    std::string source = req.get_header_value("Origin");
+    if (source.empty())
+        source = req.get_header_value("Referer");
+    if (source.empty())
+        return false; // not a browser's form, or one that names no origin at all
+    return toLower(hostOfUrl(source)) != toLower(req.get_header_value("Host"));
 }
 
 void redirect(httplib::Response &res, const std::string &location, int status)

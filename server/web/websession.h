@@ -21,6 +21,11 @@ void endSession(ServiceContext &ctx, const httplib::Request &req, httplib::Respo
 
 // Form fields of an application/x-www-form-urlencoded body.
 std::string formField(const httplib::Request &req, const std::string &name);
+// A form posted from another site (its Origin or Referer names another
+// host than the one it was sent to): refused, so that no other site can sign
+// a visitor in, out or act for them.
+bool isCrossSiteForm(const httplib::Request &req);
+
 void redirect(httplib::Response &res, const std::string &location, int status = 302);
 
 } // namespace tessly::server

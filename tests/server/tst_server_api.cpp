@@ -3,6 +3,8 @@
 #include "referenceserver.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
+#include <QSet>
 #include <QtTest>
 
 class ServerApiTest : public QObject
@@ -108,30 +110,46 @@ private slots:
         QCOMPARE(file["domain"].toString(), "alice");
         QCOMPARE(file["mimeType"].toString(), "image/png");
         QCOMPARE(file["order"].toString(), "3");
-        // The code is the item number in unpadded URL-safe base64.
-        const qint64 item = file["item"].toInteger();
-        QVERIFY(item > 1600000000000);
-        QCOMPARE(file["code"].toString().toUtf8(),
-            QByteArray::number(item).toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+        QVERIFY(file["item"].toInteger() > 1600000000000);
+        QVERIFY(QRegularExpression("^[A-Za-z0-9_-]{17}$").match(file["code"].toString()).hasMatch());
         QVERIFY(file["thumbnailUrl"].toString().endsWith("/thumbnail"));
         QVERIFY(!file.contains("customDomain"));
     }
 
-    void oneFileIs404UntilItsBytesArrive()
+    void oneFileIsAMissingObjectUntilItsBytesArrive()
     {
         const QJsonObject file = presign("later.txt", "text/plain").json();
-        const QString path = "/v1/files/alice/" + QString::number(file["item"].toInteger());
+        const QString path = "/v1/files/alice/" + file["code"].toString();
+        // Not JSON: a client waiting for the file takes any JSON answer as the file.
         const Reply before = m_server.api("GET", path, m_alice);
         QCOMPARE(before.status, 404);
-        QVERIFY(!before.json().isEmpty()); // a JSON body, not HTML
+        QVERIFY(QJsonDocument::fromJson(before.body).isNull());
+        QVERIFY(before.body.contains("<Code>NoSuchKey</Code>"));
         QCOMPARE(m_server.request("PUT", file["url"].toString(), "text").status, 200);
         const Reply after = m_server.api("GET", path, m_alice);
         QCOMPARE(after.status, 200);
         QCOMPARE(after.json()["size"].toInt(), 4);
         QCOMPARE(after.json()["viewCount"].toInt(), 0);
-        // The code works in place of the number, as the client may send either.
-        QCOMPARE(m_server.api("GET", "/v1/files/alice/" + file["code"].toString(), m_alice).status, 200);
         QCOMPARE(m_server.api("GET", path, m_bob).status, 403);
+        // Only the code names a file; the internal number does not.
+        const Reply byNumber
+            = m_server.api("GET", "/v1/files/alice/" + QString::number(file["item"].toInteger()), m_alice);
+        QCOMPARE(byNumber.status, 404);
+        QVERIFY(QJsonDocument::fromJson(byNumber.body).isNull());
+    }
+
+    void codesAreRandomAndUnrelatedToItems()
+    {
+        // Items made in one burst have neighbouring numbers; their codes share nothing that follows them.
+        QSet<QString> codes;
+        QSet<QChar> firstCharacters;
+        for (int i = 0; i < 40; ++i) {
+            const QString code = presign("burst.txt", "text/plain").json()["code"].toString();
+            codes.insert(code);
+            firstCharacters.insert(code.at(0));
+        }
+        QCOMPARE(codes.size(), 40);
+        QVERIFY(firstCharacters.size() > 10); // 40 draws from 64 letters
     }
 
     void itemNumbersAreUniqueAndListingsNewestFirst()
@@ -263,7 +281,6 @@ private slots:
         QTest::newRow("unknown type filter")
             << QByteArray("GET") << "/v1/folders/alice?type=team" << QByteArray() << 400;
         QTest::newRow("unknown endpoint") << QByteArray("GET") << "/v1/nothing" << QByteArray() << 404;
-        QTest::newRow("huge body") << QByteArray("POST") << "/v1/links/alice" << QByteArray(2 << 20, ' ') << 413;
     }
 
     void badInputGetsAClearError()

@@ -2,11 +2,14 @@
 // request log's discretion about secrets.
 #include "referenceserver.h"
 
+#include <QDirIterator>
 #include <QJsonArray>
 #include <QProcess>
 #include <QSslSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -67,7 +70,12 @@ private slots:
         const QString part1 = partUrl(1);
         QByteArray etag1 = server.request("PUT", part1, bytes.left(1024)).headers.value("etag");
 
+        const QUrl before = server.baseUrl();
         QVERIFY2(server.restart(), qPrintable(server.errorString()));
+        // The new process has a port of its own; a URL signed before names the old one in its Host.
+        QUrl oldPart1(part1);
+        oldPart1.setPort(server.port());
+        const QByteArray oldHost = QStringLiteral("%1:%2").arg(before.host()).arg(before.port()).toUtf8();
 
         QCOMPARE(server.api("GET", "/v1/users/me", token).status, 200);
         QCOMPARE(server.api("GET", "/v1/files/alice/" + file["code"].toString(), token).json()["size"].toInt(), 10);
@@ -76,7 +84,9 @@ private slots:
         // A URL handed out before the restart still works, and so does the upload it belongs to.
         QByteArray etag2 = server.request("PUT", partUrl(2), bytes.mid(1024, 1024)).headers.value("etag");
         QByteArray etag3 = server.request("PUT", partUrl(3), bytes.mid(2048)).headers.value("etag");
-        QCOMPARE(server.request("PUT", part1, bytes.left(1024)).headers.value("etag"), etag1);
+        QCOMPARE(
+            server.request("PUT", oldPart1.toString(), bytes.left(1024), { { "Host", oldHost } }).headers.value("etag"),
+            etag1);
         const Reply done = server.api("POST", "/v1/files/alice/complete", token,
             { { "key", upload["key"] }, { "uploadId", upload["uploadId"] },
                 { "parts",
@@ -90,6 +100,40 @@ private slots:
             = server.api("POST", "/v1/folders/alice", token, { { "payload", QJsonObject { { "name", "after" } } } })
                   .json();
         QVERIFY(later["item"].toInteger() > upload["item"].toInteger());
+    }
+
+    // With umask 022 the data folder used to be world-readable: the store's
+    // signing secret, password hashes, the TLS key.
+    void dataFolderIsTheServiceUsersAlone()
+    {
+        ReferenceServer server;
+        ReferenceServer::Options options;
+        options.tls = true;
+        const mode_t previous = ::umask(022);
+        const bool started = server.start(options);
+        ::umask(previous);
+        QVERIFY2(started, qPrintable(server.errorString()));
+        const QString token = server.addUser("modes@example.com", "modes-pass", "modes");
+        const QJsonObject file
+            = server.api("POST", "/v1/files/modes", token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
+                  .json();
+        QCOMPARE(server.request("PUT", file["url"].toString(), "private").status, 200);
+
+        QStringList paths { server.dataDir() }, seen;
+        QDirIterator it(
+            server.dataDir(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+        while (it.hasNext())
+            paths << it.next();
+        for (const QString &path : paths) {
+            struct stat info
+            {
+            };
+            QCOMPARE(::stat(QFile::encodeName(path).constData(), &info), 0);
+            QVERIFY2((info.st_mode & 077) == 0, qPrintable(path + " is open to others"));
+            seen << QFileInfo(path).fileName();
+        }
+        for (const char *name : { "tessly.sqlite", "admin-token", "key.pem", "cert.pem" })
+            QVERIFY2(seen.contains(name), name);
     }
 
     void addUserPrintsTheTokenAlone()

@@ -1,14 +1,15 @@
 // Pure parts of the service: SigV4 against AWS's published examples (s3rver
 // does not check signatures, so these vectors are what proves ours right),
-// the part-size rule, item codes, fault ratios and log redaction.
+// the part-size rule, base64url, ETags, fault ratios, log redaction, and the
+// share pages' sizes and counts.
 #include "common/crypto.h"
-#include "common/itemcode.h"
 #include "common/text.h"
 #include "http/faultinjector.h"
 #include "http/requestlog.h"
 #include "objects/objectstore.h"
 #include "objects/partsize.h"
 #include "objects/sigv4.h"
+#include "web/html.h"
 
 #include <QtTest>
 
@@ -134,25 +135,48 @@ private slots:
                 (size + partSizeFor(size, kDefaultPartSize) - 1) / partSizeFor(size, kDefaultPartSize) <= kMaxParts);
     }
 
-    void itemCodesAreUnpaddedUrlSafeBase64()
+    void base64UrlIsUnpaddedAndUrlSafe()
     {
-        QCOMPARE(codeForItem(1700000000000), std::string("MTcwMDAwMDAwMDAwMA"));
-        QCOMPARE(itemFromCodeOrNumber("MTcwMDAwMDAwMDAwMA").value(), 1700000000000);
-        QCOMPARE(itemFromCodeOrNumber("MTcwMDAwMDAwMDAwMA==").value(), 1700000000000);
-        QCOMPARE(itemFromCodeOrNumber("1700000000000").value(), 1700000000000);
-        QVERIFY(!itemFromCodeOrNumber("not*base64").has_value());
-        QVERIFY(!itemFromCodeOrNumber("YWJj").has_value()); // "abc" is no item number
+        QCOMPARE(base64UrlEncode("1700000000000"), std::string("MTcwMDAwMDAwMDAwMA"));
+        QCOMPARE(base64UrlEncode(std::string("\xfb\xff\xfe", 3)), std::string("-__-"));
         std::string decoded;
-        QVERIFY(base64UrlDecode(base64UrlEncode(std::string("\xfb\xff\xfe", 3)), decoded));
+        QVERIFY(base64UrlDecode("-__-", decoded));
         QCOMPARE(decoded, std::string("\xfb\xff\xfe", 3));
+        QVERIFY(base64UrlDecode("YWJj==", decoded));
+        QCOMPARE(decoded, std::string("abc"));
+        QVERIFY(!base64UrlDecode("not*base64", decoded));
     }
 
     void multipartEtagIsMd5OfPartMd5s()
     {
-        // Two parts "a" and "b": MD5(MD5("a") || MD5("b")) with "-2".
-        const std::string expected = "\"" + toHex(md5(md5("a") + md5("b"))) + "-2\"";
-        QCOMPARE(multipartEtag({ toHex(md5("a")), toHex(md5("b")) }), expected);
+        // Parts "a" and "b": MD5(MD5("a") || MD5("b")) with "-2".
+        QCOMPARE(multipartEtag({ "0cc175b9c0f1b6a831c399e269772661", "92eb5ffee6ae2fec3ad71c777531578f" }),
+            std::string("\"96e024ba2074fe77e8e965ba43a704be-2\""));
         QCOMPARE(normaliseEtag("\"ABCDEF\""), std::string("abcdef"));
+    }
+
+    void sharePagesWriteSizesAndCountsForPeople_data()
+    {
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("one byte") << qint64(1) << "1 byte";
+        QTest::newRow("no bytes") << qint64(0) << "0 bytes";
+        QTest::newRow("below a kilobyte") << qint64(999) << "999 bytes";
+        QTest::newRow("a kilobyte") << qint64(1000) << "1.0 KB";
+        QTest::newRow("one decimal below ten") << qint64(1536000) << "1.5 MB";
+        QTest::newRow("whole above ten") << qint64(12345678) << "12 MB";
+        QTest::newRow("rounds up to the next unit") << qint64(999950) << "1.0 MB";
+        QTest::newRow("gigabytes") << qint64(5368709120) << "5.4 GB";
+    }
+
+    void sharePagesWriteSizesAndCountsForPeople()
+    {
+        QFETCH(qint64, bytes);
+        QFETCH(QString, text);
+        QCOMPARE(QString::fromStdString(humanSize(bytes)), text);
+        QCOMPARE(countOf(1, "view"), std::string("1 view"));
+        QCOMPARE(countOf(0, "view"), std::string("0 views"));
+        QCOMPARE(countOf(2, "view"), std::string("2 views"));
     }
 
     void faultRatiosAreExactAndBudgetsStop()

@@ -3,6 +3,7 @@
 #include "referenceserver.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
 #include <QtTest>
 #include <QUrlQuery>
 
@@ -49,6 +50,8 @@ private slots:
     {
         ReferenceServer::Options options;
         options.urlScheme = "tessly-test";
+        // Sign-in limits count per client address; a proxy on loopback lets tests be many clients.
+        options.extraArguments = { "--trusted-proxy", "127.0.0.1" };
         QVERIFY2(m_server.start(options), qPrintable(m_server.errorString()));
         m_token = m_server.addUser("alice@example.com", "alice-pass", "alice", "files.alice.example");
         QVERIFY(!m_token.isEmpty());
@@ -153,6 +156,16 @@ private slots:
         m_server.addUser("bob@example.com", "bob-pass", "bob");
         QCOMPARE(m_server.request("GET", "/" + code, {}, onHost("bob")).status, 404);
         QCOMPARE(m_server.request("GET", "/" + code, {}, onHost("ghost")).status, 404);
+        // Only the random code finds the file: not its item number, nor the number's base64 as codes once were.
+        const QByteArray number = QByteArray::number(image["item"].toInteger());
+        QCOMPARE(m_server.request("GET", "/" + number, {}, onHost("alice")).status, 404);
+        QCOMPARE(
+            m_server
+                .request("GET", "/" + number.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals),
+                    {}, onHost("alice"))
+                .status,
+            404);
+        QVERIFY(page.body.contains("70 bytes · 1 view<"));
 
         const QJsonArray listed = m_server.api("GET", "/v1/files/alice?count=1", m_token).json()["items"].toArray();
         QCOMPARE(listed[0].toObject()["viewCount"].toInt(), 1);
@@ -213,10 +226,214 @@ private slots:
             = m_server.api("GET", "/v1/files/alice?mimeType=text/markdown&count=12", m_token).json()["items"].toArray();
         QCOMPARE(docs[0].toObject()["name"].toString(), "Plan.md");
         QCOMPARE(docs[0].toObject()["size"].toInt(), 12);
-        // An open redirect is not offered: only paths on this site are followed.
-        const Reply elsewhere = postForm("/auth/login?redirectTo=https%3A%2F%2Fevil.example",
+    }
+
+    // Only a path on this site is followed after sign-in; browsers drop tabs
+    // and newlines and read "\\" as "/", so each of these would leave the site.
+    void signInFollowsOnlyPathsOnThisSite_data()
+    {
+        QTest::addColumn<QByteArray>("redirectTo");
+        QTest::addColumn<QByteArray>("location");
+        const QByteArray fallback = "/me?domain=alice";
+        QTest::newRow("own path") << QByteArray("%2Fme%2Flinks%2Fnew%3Fdomain%3Dalice")
+                                  << QByteArray("/me/links/new?domain=alice");
+        QTest::newRow("absolute URL") << QByteArray("https%3A%2F%2Fevil.example") << fallback;
+        QTest::newRow("scheme-relative") << QByteArray("%2F%2Fevil.example") << fallback;
+        QTest::newRow("tab between slashes") << QByteArray("%2F%09%2Fevil.example") << fallback;
+        QTest::newRow("newline between slashes") << QByteArray("%2F%0A%2Fevil.example") << fallback;
+        QTest::newRow("backslash") << QByteArray("%2F%5Cevil.example") << fallback;
+        QTest::newRow("backslashes only") << QByteArray("%5C%5Cevil.example") << fallback;
+        QTest::newRow("space first") << QByteArray("%20%2F%2Fevil.example") << fallback;
+        QTest::newRow("control character") << QByteArray("%2F%01%2Fevil.example") << fallback;
+        QTest::newRow("javascript") << QByteArray("javascript%3Aalert(1)") << fallback;
+        QTest::newRow("non-ASCII slash look-alike") << QByteArray("%2F%EF%BC%8Fevil.example") << fallback;
+    }
+
+    void signInFollowsOnlyPathsOnThisSite()
+    {
+        QFETCH(QByteArray, redirectTo);
+        QFETCH(QByteArray, location);
+        const Reply reply = postForm("/auth/login?redirectTo=" + QString::fromLatin1(redirectTo),
             form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }));
-        QCOMPARE(elsewhere.headers.value("location"), QByteArray("/me?domain=alice"));
+        QCOMPARE(reply.status, 302);
+        QCOMPARE(reply.headers.value("location"), location);
+    }
+
+    // A form sent from another site (login CSRF: a page that signs the visitor
+    // into the attacker's account and hands the app its token) is refused.
+    void formsFromOtherSitesAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<int>("status");
+        QTest::newRow("other origin") << QByteArray("Origin") << QByteArray("http://evil.example") << 403;
+        QTest::newRow("opaque origin") << QByteArray("Origin") << QByteArray("null") << 403;
+        QTest::newRow("other referer") << QByteArray("Referer") << QByteArray("http://evil.example/page") << 403;
+        QTest::newRow("same origin") << QByteArray("Origin") << QByteArray("SELF") << 302;
+    }
+
+    void formsFromOtherSitesAreRefused()
+    {
+        QFETCH(QByteArray, header);
+        QFETCH(QByteArray, value);
+        QFETCH(int, status);
+        if (value == "SELF")
+            value = m_server.baseUrl().toString().toUtf8();
+        const Reply reply = postForm("/auth/login?redirectTo=app",
+            form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }), { { header, value } });
+        QCOMPARE(reply.status, status);
+        QCOMPARE(reply.headers.contains("set-cookie"), status == 302);
+    }
+
+    // The admin routes create users and switch faults: a cross-site request
+    // (even one whose DNS now points at loopback) must not reach them.
+    void adminRoutesAreGuarded_data()
+    {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("token");
+        QTest::addColumn<QByteArray>("host");
+        QTest::addColumn<QByteArray>("contentType");
+        QTest::addColumn<int>("status");
+        const QByteArray json = "application/json";
+        QTest::newRow("all right") << QByteArray("GET") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
+                                   << json << 200;
+        QTest::newRow("no token") << QByteArray("GET") << "/admin/faults" << QByteArray() << QByteArray() << json
+                                  << 401;
+        QTest::newRow("a user's token") << QByteArray("GET") << "/admin/faults" << QByteArray("USER") << QByteArray()
+                                        << json << 401;
+        QTest::newRow("rebound host name")
+            << QByteArray("POST") << "/admin/users" << QByteArray("ADMIN") << QByteArray("evil.example") << json << 404;
+        QTest::newRow("form body") << QByteArray("POST") << "/admin/users" << QByteArray("ADMIN") << QByteArray()
+                                   << QByteArray("application/x-www-form-urlencoded") << 415;
+        QTest::newRow("plain text body") << QByteArray("PUT") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
+                                         << QByteArray("text/plain") << 415;
+        QTest::newRow("wrong method") << QByteArray("POST") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
+                                      << json << 404;
+    }
+
+    void adminRoutesAreGuarded()
+    {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        QFETCH(QByteArray, token);
+        QFETCH(QByteArray, host);
+        QFETCH(QByteArray, contentType);
+        QFETCH(int, status);
+        Headers headers { { "Content-Type", contentType } };
+        if (!token.isEmpty())
+            headers.insert("Authorization", "Bearer " + (token == "ADMIN" ? m_server.adminToken() : m_token).toUtf8());
+        if (!host.isEmpty())
+            headers.insert("Host", host + ":" + QByteArray::number(m_server.port()));
+        const QByteArray body = method == "GET" ? QByteArray()
+            : path.endsWith("users") ? QByteArray("{\"email\":\"intruder@example.com\",\"password\":\"pass1\"}")
+                                     : QByteArray("{\"faults\":\"api.500json=1\"}");
+        QCOMPARE(m_server.request(method, path, body, headers).status, status);
+        // Nothing was changed by a refused request.
+        QCOMPARE(m_server.api("GET", "/v1/users/me", m_token).status, 200);
+    }
+
+    void adminRoutesNeedTheFlag()
+    {
+        ReferenceServer server;
+        ReferenceServer::Options options;
+        options.admin = false;
+        QVERIFY2(server.start(options), qPrintable(server.errorString()));
+        QVERIFY(server.addUser("a@example.com", "a-pass", "a").isEmpty());
+        QVERIFY(!QFile::exists(server.dataDir() + "/admin-token"));
+    }
+
+    // A custom domain that is the service's own name used to take over its
+    // host: API requests went to the profile's share pages.
+    void customDomainsCannotBeTheServicesOwn_data()
+    {
+        QTest::addColumn<QString>("domain");
+        QTest::addColumn<int>("status");
+        QTest::newRow("listen address") << "127.0.0.1" << 400;
+        QTest::newRow("web domain") << "localhost" << 400;
+        QTest::newRow("below the web domain") << "files.localhost" << 400;
+        QTest::newRow("another address") << "10.1.2.3" << 400;
+        QTest::newRow("a name of one's own") << "files.carol.example" << 200;
+    }
+
+    void customDomainsCannotBeTheServicesOwn()
+    {
+        QFETCH(QString, domain);
+        QFETCH(int, status);
+        static int account = 0;
+        const QString name = QStringLiteral("carol%1").arg(++account);
+        const Reply reply = m_server.admin("POST", "/admin/users",
+            { { "email", name + "@example.com" }, { "password", "carol-pass" }, { "profile", name },
+                { "customDomain", domain } });
+        QCOMPARE(reply.status, status);
+        QCOMPARE(m_server.api("GET", "/v1/users/me", m_token).status, 200);
+        QCOMPARE(m_server.request("GET", "/auth/login").status, 200);
+    }
+
+    // Wrong passwords are limited per client address and per account; the
+    // right password does not help once the limit is reached.
+    void failedSignInsAreLimited()
+    {
+        m_server.addUser("target@example.com", "target-pass", "target");
+        m_server.addUser("other@example.com", "other-pass", "other");
+        auto signIn = [&](const QByteArray &client, const QString &email, const QString &password) {
+            return postForm("/auth/login", form({ { "email", email }, { "password", password } }),
+                { { "X-Forwarded-For", "192.0.2.9, " + client } })
+                .status;
+        };
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(signIn("10.0.0.1", "target@example.com", QString("guess-%1").arg(i)), 401);
+        const Reply refused
+            = postForm("/auth/login", form({ { "email", "target@example.com" }, { "password", "target-pass" } }),
+                { { "X-Forwarded-For", "10.0.0.1" } });
+        QCOMPARE(refused.status, 429);
+        QVERIFY(refused.headers.value("retry-after").toInt() > 0);
+        QVERIFY(!refused.headers.contains("set-cookie"));
+        QCOMPARE(signIn("10.0.0.2", "target@example.com", "target-pass"), 429); // the account, from elsewhere
+        QCOMPARE(signIn("10.0.0.1", "other@example.com", "other-pass"), 429); // the address, for another account
+        QCOMPARE(signIn("10.0.0.3", "other@example.com", "other-pass"), 302);
+        // Failures count for fifteen minutes.
+        QVERIFY(m_server.setClockOffset(15 * 60));
+        QCOMPARE(signIn("10.0.0.1", "target@example.com", "target-pass"), 302);
+        QVERIFY(m_server.setClockOffset(0));
+    }
+
+    // A browser session is not an API token and an API token is not a
+    // session; the app's tokens are listed on the web page and revoked there.
+    void sessionsAndApiTokensAreSeparateAndRevocable()
+    {
+        const Reply login = postForm(
+            "/auth/login?redirectTo=app", form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }));
+        const QByteArray cookie = sessionCookie(login);
+        const QString session = QString::fromUtf8(cookie.mid(cookie.indexOf('=') + 1));
+        const QString appToken = QUrlQuery(QUrl(QString::fromUtf8(login.headers.value("location"))))
+                                     .queryItemValue("token", QUrl::FullyDecoded);
+        QCOMPARE(m_server.api("GET", "/v1/users/me", session).status, 401);
+        QCOMPARE(
+            m_server.request("GET", "/me", {}, { { "Cookie", "tessly_session=" + appToken.toUtf8() } }).status, 302);
+        QCOMPARE(m_server.api("GET", "/v1/users/me", appToken).status, 200);
+
+        const Headers signedIn { { "Cookie", cookie } };
+        const QByteArray page = m_server.request("GET", "/me", {}, signedIn).body;
+        QVERIFY(page.contains("Signed-in apps"));
+        const QRegularExpression idField("name=\"id\" value=\"([0-9a-f]{16})\"");
+        auto ids = idField.globalMatch(QString::fromUtf8(page));
+        int revoked = 0;
+        while (ids.hasNext()) {
+            const QString id = ids.next().captured(1);
+            QCOMPARE(postForm("/me/tokens/revoke", form({ { "id", id } }), signedIn).status, 303);
+            ++revoked;
+        }
+        QVERIFY(revoked >= 2); // the fixture's token and this sign-in's
+        QCOMPARE(m_server.api("GET", "/v1/users/me", appToken).status, 401);
+        QCOMPARE(m_server.api("GET", "/v1/users/me", m_token).status, 401);
+        QCOMPARE(postForm("/me/tokens/revoke", form({ { "id", "0123456789abcdef" } }), signedIn).status, 404);
+        // A session lasts thirty days.
+        QVERIFY(m_server.setClockOffset(30 * 24 * 3600 - 60));
+        QCOMPARE(m_server.request("GET", "/me", {}, signedIn).status, 200);
+        QVERIFY(m_server.setClockOffset(30 * 24 * 3600 + 60));
+        QCOMPARE(m_server.request("GET", "/me", {}, signedIn).status, 302);
+        QVERIFY(m_server.setClockOffset(0));
     }
 };
 

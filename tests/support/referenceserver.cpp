@@ -69,7 +69,9 @@ bool ReferenceServer::isRunning() const
 QStringList ReferenceServer::serveArguments() const
 {
     QStringList args { QStringLiteral("serve"), QStringLiteral("--data"), dataDir(), QStringLiteral("--listen"),
-        QStringLiteral("127.0.0.1:%1").arg(m_baseUrl.isValid() ? m_baseUrl.port() : 0) };
+        QStringLiteral("127.0.0.1:0") };
+    if (m_options.admin)
+        args << QStringLiteral("--admin");
     if (m_options.partSize > 0)
         args << QStringLiteral("--part-size") << QString::number(m_options.partSize);
     if (!m_options.faults.isEmpty())
@@ -142,6 +144,10 @@ bool ReferenceServer::restart()
         return false;
     }
     m_baseUrl = QUrl(QString::fromUtf8(firstLine.mid(prefix.size())));
+    m_adminToken.clear();
+    QFile token(dataDir() + QStringLiteral("/admin-token"));
+    if (m_options.admin && token.open(QIODevice::ReadOnly))
+        m_adminToken = QString::fromUtf8(token.readAll().trimmed());
     return true;
 }
 
@@ -210,6 +216,11 @@ ReferenceServer::Reply ReferenceServer::api(
     return request(method, path, payload, headers);
 }
 
+ReferenceServer::Reply ReferenceServer::admin(const QByteArray &method, const QString &path, const QJsonObject &body)
+{
+    return api(method, path, m_adminToken, body);
+}
+
 QString ReferenceServer::addUser(
     const QString &email, const QString &password, const QString &profile, const QString &customDomain)
 {
@@ -217,7 +228,7 @@ QString ReferenceServer::addUser(
         { QStringLiteral("profile"), profile } };
     if (!customDomain.isEmpty())
         body.insert(QStringLiteral("customDomain"), customDomain);
-    const Reply reply = api("POST", QStringLiteral("/admin/users"), {}, body);
+    const Reply reply = admin("POST", QStringLiteral("/admin/users"), body);
     if (reply.status != 200) {
         m_error = QString::fromUtf8(reply.body);
         return {};
@@ -227,20 +238,25 @@ QString ReferenceServer::addUser(
 
 bool ReferenceServer::setFaults(const QString &faults)
 {
-    const Reply reply = request("PUT", QStringLiteral("/admin/faults"), faults.toUtf8());
+    const Reply reply = admin("PUT", QStringLiteral("/admin/faults"), { { QStringLiteral("faults"), faults } });
     if (reply.status != 200)
         m_error = QString::fromUtf8(reply.body);
     return reply.status == 200;
 }
 
+bool ReferenceServer::setClockOffset(qint64 seconds)
+{
+    return admin("PUT", QStringLiteral("/admin/clock"), { { QStringLiteral("offsetSeconds"), seconds } }).status == 200;
+}
+
 QJsonObject ReferenceServer::faultCounters()
 {
-    return request("GET", QStringLiteral("/admin/faults")).json();
+    return admin("GET", QStringLiteral("/admin/faults")).json();
 }
 
 QJsonObject ReferenceServer::partCounts(const QString &uploadId)
 {
-    return request("GET", QStringLiteral("/admin/uploads/%1/parts").arg(uploadId)).json();
+    return admin("GET", QStringLiteral("/admin/uploads/%1/parts").arg(uploadId)).json();
 }
 
 namespace {

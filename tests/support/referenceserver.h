@@ -1,6 +1,7 @@
 // Runs the real tessly-server for a test: a fresh data folder, a free port on
-// 127.0.0.1, and helpers for the admin endpoint. The binary comes from
-// TESSLY_SERVER_BIN.
+// 127.0.0.1 (chosen by the server at every start), and helpers for the admin
+// endpoint, which is switched on with the token the server keeps in its data
+// folder. The binary comes from TESSLY_SERVER_BIN.
 #pragma once
 
 #include <QJsonDocument>
@@ -33,6 +34,7 @@ public:
         QString s3Region = QStringLiteral("us-east-1");
         QString s3AccessKey;
         QString s3SecretKey;
+        bool admin = true; // --admin: the helpers below need it
         QStringList extraArguments;
     };
 
@@ -50,7 +52,7 @@ public:
 
     bool start();
     bool start(const Options &options);
-    bool restart(); // same data folder and options
+    bool restart(); // same data folder and options, a new port
     void stop();
     bool isRunning() const;
     QString errorString() const { return m_error; }
@@ -62,12 +64,15 @@ public:
     QString dataDir() const;
     QString caCertificatePath() const; // with tls: the server's self-signed certificate
     QString serverLog() const; // the server's stderr so far
+    QString adminToken() const { return m_adminToken; }
 
     // Creates an account with one profile; returns its bearer token (empty on failure).
     QString addUser(
         const QString &email, const QString &password, const QString &profile, const QString &customDomain = {});
     bool setFaults(const QString &faults);
     QJsonObject faultCounters();
+    // Moves the clock the service judges expiry by (presigned URLs, uploads, sessions).
+    bool setClockOffset(qint64 seconds);
     QMap<int, int> partPutCounts(const QString &uploadId); // every PUT that reached the store
     QMap<int, int> partStoredCounts(const QString &uploadId); // those that were stored
 
@@ -75,6 +80,8 @@ public:
     Reply request(const QByteArray &method, const QString &url, const QByteArray &body = {},
         const QMap<QByteArray, QByteArray> &headers = {});
     Reply api(const QByteArray &method, const QString &path, const QString &token, const QJsonObject &body = {});
+    // An admin request with the admin token.
+    Reply admin(const QByteArray &method, const QString &path, const QJsonObject &body = {});
 
 private:
     QStringList serveArguments() const;
@@ -85,5 +92,6 @@ private:
     std::unique_ptr<QProcess> m_process;
     std::unique_ptr<QNetworkAccessManager> m_network;
     QUrl m_baseUrl;
+    QString m_adminToken;
     QString m_error;
 };
