@@ -547,7 +547,7 @@ void TLMultipartUploadSession::finishPart(const TLMultipartUploadPartPtr &part, 
     m_activeTasks.remove(part->partNumber());
     recycleBuffer(m_partBuffers.take(part->partNumber()));
     // Aborted, or the record was dropped: nothing of this part is kept.
-    if (m_shouldCancel || !m_uploadState || !m_uploadState->parts().contains(part))
+    if (m_shouldCancel || !m_uploadState || m_uploadState->parts().value(qsizetype(part->partNumber()) - 1) != part)
         return;
     if (success && !etag.isNull()) {
         part->setEtag(etag);
