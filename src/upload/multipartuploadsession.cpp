@@ -144,7 +144,9 @@ void TLMultipartUploadSession::pause()
 
 void TLMultipartUploadSession::resume()
 {
-    if (m_state != Paused) {
+    // Leaves Paused here: the steps never overwrite it themselves.
+    int paused = Paused;
+    if (!m_state.compare_exchange_strong(paused, FetchingURLs)) {
         log(QStringLiteral("[TLMultipartUploadSession] Cannot resume - not in paused state"));
         return;
     }

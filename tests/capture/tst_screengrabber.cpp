@@ -213,7 +213,7 @@ private Q_SLOTS:
         QProcess *driver = drive(QPoint(20, 20), QPoint(221, 161));
         finish(driver);
         // Recording once ffmpeg has made the file.
-        const QDir temp = QDir::temp();
+        const QDir temp(CaptureNaming::temporaryDirectory());
         QTRY_VERIFY_WITH_TIMEOUT(!temp.entryList({ QStringLiteral("Screen Capture on *.mov") }).isEmpty(), 10000);
         QTest::qWait(1500);
         ScreenGrabber::instance().endRecording();

@@ -363,6 +363,7 @@ private Q_SLOTS:
 
         QVERIFY(server.setFaults(QStringLiteral("off")));
         session->resume();
+        QVERIFY(session->state() != TLMultipartUploadSession::Paused);
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
