@@ -5,6 +5,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLoggingCategory>
+#include <QPointer>
 #include <QScreen>
 #include <QWidget>
 #include <QWindow>
@@ -106,14 +107,19 @@ void DesktopIconHider::hideDesktopIcons()
 
     // Other processes (the capture tool) look at the screen right after this
     // returns: the covers must be painted by then.
-    QDeadlineTimer deadline(1000);
+    // The wait runs the event loop, and an unhide or a screen change in it
+    // deletes the covers: hold the windows weakly, not the list.
+    QList<QPointer<QWidget>> windows;
     for (OverlayWindowController *controller : std::as_const(m_overlayControllers)) {
-        QWidget *window = controller->window();
-        if (!window)
-            continue; // painted by the display server as it maps
-        while (!window->windowHandle()->isExposed() && !deadline.hasExpired())
+        if (controller->window()) // otherwise painted by the display server as it maps
+            windows << controller->window();
+    }
+    QDeadlineTimer deadline(1000);
+    for (const QPointer<QWidget> &window : std::as_const(windows)) {
+        while (window && window->windowHandle() && !window->windowHandle()->isExposed() && !deadline.hasExpired())
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        window->repaint();
+        if (window)
+            window->repaint();
     }
     m_shell->sync();
 }

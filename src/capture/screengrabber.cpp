@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QProcess>
@@ -81,6 +82,9 @@ QUrl ScreenGrabber::capture(const QString &name, const QStringList &flags, bool 
     hideDesktopIcons();
     const QString path = captureTemporaryFilePath(name);
     const QStringList arguments = flags + QStringList { path };
+    // Only what the tool writes now is the capture: an earlier one of the
+    // same second must not come back when this one is cancelled.
+    QFile::remove(path);
 
     QProcess task;
     task.setProcessChannelMode(QProcess::ForwardedChannels);

@@ -1,6 +1,7 @@
 #include "capturenaming.h"
 
-#include <QDir>
+#include "usertemporarydirectory.h"
+
 #include <QLocale>
 
 namespace CaptureNaming {
@@ -29,14 +30,7 @@ QString nameForFile(const QString &name, const QString &extension, bool useCurre
 
 QString temporaryDirectory()
 {
-    // QDir::tempPath() is empty when TMPDIR names a folder that does not
-    // exist; appending a name to that would write into "/".
-    QString dir = QDir::tempPath();
-    if (dir.isEmpty())
-        dir = QStringLiteral("/tmp");
-    if (!dir.endsWith(QLatin1Char('/')))
-        dir += QLatin1Char('/');
-    return dir;
+    return UserTemporaryDirectory::path();
 }
 
 QString captureTemporaryFilePath(const QString &name)

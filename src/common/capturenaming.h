@@ -24,8 +24,9 @@ QString nameForFile(const QString &name, const QString &extension, const QDateTi
 QString dateString(const QDateTime &at);
 QString timeString(const QDateTime &at);
 
-// The temporary directory ($TMPDIR, else /tmp), always ending in "/", so that
-// a file name can be appended directly.
+// The user's private temporary folder of this run (see
+// UserTemporaryDirectory), always ending in "/", so that a file name can be
+// appended directly.
 QString temporaryDirectory();
 
 // temporaryDirectory() followed directly by the time-stamped name with

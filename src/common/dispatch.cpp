@@ -55,4 +55,11 @@ void background(std::function<void()> fn)
     QThreadPool::globalInstance()->start(std::move(fn));
 }
 
+void longRunning(std::function<void()> fn)
+{
+    QThread *thread = QThread::create(std::move(fn));
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start();
+}
+
 } // namespace Dispatch

@@ -30,7 +30,13 @@ void mainSync(const std::function<void()> &fn);
 void after(double seconds, std::function<void()> fn);
 void after(double seconds, QObject *context, std::function<void()> fn);
 
-// Runs fn on the shared thread pool.
+// Runs fn on the shared thread pool, which has as many threads as the
+// machine has cores: for short work only.
 void background(std::function<void()> fn);
+
+// Runs fn on a thread of its own, for work that may take minutes (zipping a
+// folder): on two cores two such jobs would otherwise take the whole pool
+// and every short job would wait for them.
+void longRunning(std::function<void()> fn);
 
 } // namespace Dispatch

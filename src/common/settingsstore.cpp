@@ -1,5 +1,7 @@
 #include "settingsstore.h"
 
+#include <algorithm>
+
 #include "defaultskeys.h"
 #include "logging.h"
 
@@ -277,6 +279,10 @@ void SettingsStore::setToken(const QString &token)
         removeObject(key);
         return;
     }
+    if (!isValidToken(token)) {
+        qCWarning(lcSettingsStore) << "Refusing a token that is not printable ASCII";
+        return;
+    }
     setObject(token, key);
     TokenSink sink;
     {
@@ -285,6 +291,12 @@ void SettingsStore::setToken(const QString &token)
     }
     if (sink)
         sink(token);
+}
+
+bool SettingsStore::isValidToken(const QString &token)
+{
+    return !token.isEmpty()
+        && std::all_of(token.begin(), token.end(), [](QChar c) { return c.unicode() > 0x20 && c.unicode() < 0x7f; });
 }
 
 QString SettingsStore::domain() const

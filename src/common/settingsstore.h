@@ -38,7 +38,12 @@ public:
     // Sign-in. Reading the token logs "token <first four characters>…" every
     // time; the token itself never reaches the log.
     QString token() const;
+    // A token that is not isValidToken() is refused (logged, not stored):
+    // it would end up inside an HTTP header.
     void setToken(const QString &token);
+    // Non-empty and printable ASCII without spaces (0x21 to 0x7E): what can
+    // stand in "Authorization: Bearer <token>" as it is.
+    static bool isValidToken(const QString &token);
     QString domain() const;
     void setDomain(const QString &domain);
 

@@ -5,6 +5,7 @@
 
 #include <QMutex>
 #include <QObject>
+#include <QPointer>
 #include <QSslError>
 #include <QString>
 #include <QUrl>
@@ -159,4 +160,7 @@ private:
     double m_pollInterval = 2.0;
     int m_maxPollAttempts = 15;
     int m_requestTimeoutMs = 60000;
+    // Presign requests in flight (main thread only): the upload's data
+    // tasks, which cancelAllS3Uploads() cancels with the PUTs.
+    QList<QPointer<QNetworkReply>> m_dataTasks;
 };

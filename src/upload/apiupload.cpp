@@ -133,11 +133,13 @@ void API::requestUploadURLForFile(
         auto *session = new QNetworkAccessManager(this);
         QNetworkReply *reply = session->sendCustomRequest(request.request, request.httpMethod, request.httpBody);
         ReplyTimeout::watch(reply, timeoutMs);
+        m_dataTasks.append(reply);
         auto sslErrors = std::make_shared<QList<QSslError>>();
         connect(reply, &QNetworkReply::sslErrors, reply,
             [sslErrors](const QList<QSslError> &errors) { *sslErrors += errors; });
         connect(
-            reply, &QNetworkReply::finished, this, [reply, session, sslErrors, fileUrl, completion] {
+            reply, &QNetworkReply::finished, this, [this, reply, session, sslErrors, fileUrl, completion] {
+                m_dataTasks.removeAll(reply);
                 reply->deleteLater();
                 session->deleteLater();
                 if (TransportError::isTransportFailure(reply)) {
@@ -221,7 +223,12 @@ void API::cancelAllS3Uploads()
             qCInfo(lcApi).noquote() << QStringLiteral("[API] Cancelling upload task: %1").arg(put->url().toString());
             put->abort();
         }
-        // The upload session carries PUTs only; there are no data tasks to cancel.
+        for (const QPointer<QNetworkReply> &task : API::instance().m_dataTasks) {
+            if (!task)
+                continue;
+            qCInfo(lcApi).noquote() << QStringLiteral("[API] Cancelling data task: %1").arg(task->url().toString());
+            task->abort();
+        }
         qCInfo(lcApi).noquote() << "[API] All S3 upload tasks cancelled";
     });
 }

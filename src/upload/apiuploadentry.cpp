@@ -3,6 +3,10 @@
 #include "api.h"
 #include "fileuploadqueue.h"
 
+#include <QLoggingCategory>
+
+Q_DECLARE_LOGGING_CATEGORY(lcApi)
+
 void API::uploadFile(const QUrl &fileUrl, FileCompletion complete)
 {
     uploadFile(fileUrl, QString(), QVariant(), std::move(complete));
@@ -10,6 +14,12 @@ void API::uploadFile(const QUrl &fileUrl, FileCompletion complete)
 
 void API::uploadFile(const QUrl &fileUrl, const QString &parentItem, const QVariant &order, FileCompletion complete)
 {
+    if (fileUrl.isEmpty()) {
+        qCInfo(lcApi).noquote() << "[API] uploadFile: called with nil file";
+        if (complete)
+            complete(false, { { QStringLiteral("error"), QStringLiteral("File URL is nil") } });
+        return;
+    }
     FileUploadQueue::sharedQueue().addTask(FileUploadTask::create(fileUrl, parentItem, order, std::move(complete)));
 }
 

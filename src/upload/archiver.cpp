@@ -2,12 +2,16 @@
 
 #include "capturenaming.h"
 #include "dispatch.h"
+#include "usertemporarydirectory.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QProcess>
+
+#include <csignal>
+#include <sys/prctl.h>
 
 Q_LOGGING_CATEGORY(lcArchiver, "tessly.upload.archiver")
 
@@ -17,6 +21,18 @@ const QString kZipTool = QStringLiteral("/usr/bin/zip");
 
 // A generous bound for one zip run: a folder of several gigabytes at -9.
 constexpr int kZipTimeoutMs = 60 * 60 * 1000;
+
+// The last lines zip wrote, enough to say why it stopped.
+QString lastMessage(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    constexpr qint64 kTail = 2048;
+    if (file.size() > kTail)
+        file.seek(file.size() - kTail);
+    return QString::fromLocal8Bit(file.read(kTail)).trimmed();
+}
 
 QString describe(const QStringList &arguments)
 {
@@ -42,60 +58,81 @@ QUrl Archiver::zipFiles(const QStringList &paths)
 
     const QString name = paths.size() < 2 ? QFileInfo(QDir::cleanPath(paths.first())).fileName() + ".zip"
                                           : captureTemporaryFilePathWithName(QStringLiteral("Archive"));
-    const QString archivePath = CaptureNaming::temporaryDirectory() + name;
-
-    // zip adds to an existing archive; a second upload of the same folder
-    // must not carry the first one's entries along.
-    if (QFileInfo(archivePath).exists() || QFileInfo(archivePath).isSymLink()) {
-        qCInfo(lcArchiver).noquote() << QStringLiteral("File exists at path: %1").arg(archivePath);
-        QFile existing(archivePath);
-        if (!existing.remove())
-            qCWarning(lcArchiver).noquote()
-                << QStringLiteral("Could not delete existing archive at path: %1").arg(existing.errorString());
+    // Every archive gets a new private folder: nobody else can plant a file
+    // under its name, and two folders of the same name ("one/src",
+    // "two/src") never end up in one archive.
+    const QString folder = UserTemporaryDirectory::makeJobFolder(QStringLiteral("archive"));
+    if (folder.isEmpty()) {
+        qCWarning(lcArchiver).noquote() << QStringLiteral("No private folder to write %1 in").arg(name);
+        return {};
     }
+    const QString archivePath = folder + name;
+    // zip's messages go to a file: a pipe nobody reads would stall it, one
+    // read whole could grow without bound.
+    const QString messagesPath = folder + QStringLiteral(".zip-messages");
 
+    bool failed = false;
     for (const QString &path : paths) {
         const QFileInfo item(QDir::cleanPath(path));
         QString entry = item.fileName();
         if (entry.isEmpty()) {
             qCWarning(lcArchiver).noquote() << QStringLiteral("Cannot archive %1: no file name").arg(path);
-            continue;
+            failed = true;
+            break;
         }
         // zip would read "-name" as an option; "./-name" is stored as "-name".
         if (entry.startsWith(QLatin1Char('-')))
             entry.prepend(QLatin1String("./"));
 
-        const QStringList arguments { QStringLiteral("-r"), QStringLiteral("-9"), QStringLiteral("-x"),
-            QStringLiteral("*.DS_Store"), QStringLiteral("-D"), archivePath, entry };
+        // -y stores symbolic links as links: following them would pack what
+        // they point at (the settings file, a loop without end).
+        const QStringList arguments { QStringLiteral("-r"), QStringLiteral("-9"), QStringLiteral("-y"),
+            QStringLiteral("-x"), QStringLiteral("*.DS_Store"), QStringLiteral("-D"), archivePath, entry };
         QProcess zip;
         zip.setWorkingDirectory(item.absolutePath());
         zip.setProgram(kZipTool);
         zip.setArguments(arguments);
         zip.setStandardInputFile(QProcess::nullDevice());
+        zip.setStandardOutputFile(QProcess::nullDevice());
+        zip.setStandardErrorFile(messagesPath);
+        // zip ends with us, also when we are killed.
+        zip.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
         zip.start();
         const bool finished = zip.waitForFinished(kZipTimeoutMs);
         qCInfo(lcArchiver).noquote() << QStringLiteral("Archive Task: %1 %2").arg(kZipTool, describe(arguments));
 
         if (!finished || zip.exitStatus() != QProcess::NormalExit || zip.exitCode() != 0) {
-            const QString reason = zip.error() != QProcess::UnknownError
-                ? zip.errorString()
-                : QStringLiteral("exit code %1: %2")
-                      .arg(zip.exitCode())
-                      .arg(QString::fromLocal8Bit(zip.readAllStandardError()).trimmed());
-            qCWarning(lcArchiver).noquote() << QStringLiteral("zip could not add %1: %2").arg(path, reason);
             if (!finished)
                 zip.kill();
+            const QString reason = zip.error() != QProcess::UnknownError
+                ? zip.errorString()
+                : QStringLiteral("exit code %1: %2").arg(zip.exitCode()).arg(lastMessage(messagesPath));
+            qCWarning(lcArchiver).noquote() << QStringLiteral("zip could not add %1: %2").arg(path, reason);
+            failed = true;
+            break;
         }
     }
+    QFile::remove(messagesPath);
 
-    if (!QFileInfo::exists(archivePath))
+    // A partial archive is no archive of what the user chose.
+    if (failed || !QFileInfo(archivePath).isFile()) {
+        removeArchive(QUrl::fromLocalFile(archivePath));
         return {};
+    }
     return QUrl::fromLocalFile(archivePath);
+}
+
+void Archiver::removeArchive(const QUrl &archive)
+{
+    const QFileInfo info(archive.toLocalFile());
+    QFile::remove(info.filePath());
+    // Its folder was made for it alone; rmdir leaves one that is not empty.
+    QDir().rmdir(info.absolutePath());
 }
 
 void Archiver::zipFiles(const QStringList &paths, std::function<void(const QUrl &archive)> complete)
 {
-    Dispatch::background([paths, complete = std::move(complete)]() mutable {
+    Dispatch::longRunning([paths, complete = std::move(complete)]() mutable {
         const QUrl archive = zipFiles(paths);
         Dispatch::main([archive, complete = std::move(complete)]() {
             if (complete)

@@ -2,6 +2,7 @@
 
 #include "curlsession.h"
 #include "jsonserialization.h"
+#include "replytimeout.h"
 #include "settingsstore.h"
 #include "transporterror.h"
 #include "urlrequest.h"
@@ -119,6 +120,8 @@ void TLMultipartAPIClient::postJson(const QString &path, const QVariantMap &body
     }
     m_queue.async([this, request, handler = std::move(handler)] {
         QNetworkReply *reply = m_session->sendCustomRequest(request.request, request.httpMethod, request.httpBody);
+        // A stalled service must not hold the upload (and its queue slot) forever.
+        ReplyTimeout::watch(reply, m_requestTimeoutMs);
         QObject::connect(reply, &QNetworkReply::finished, reply, [reply, handler] {
             Answer answer;
             if (TransportError::isTransportFailure(reply)) {

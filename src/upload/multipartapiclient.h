@@ -9,6 +9,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <atomic>
 #include <functional>
 
 class CurlSession;
@@ -39,6 +40,10 @@ public:
     using Progress = std::function<void(qint64 bytesSent, qint64 totalBytesSent, qint64 totalBytesExpected)>;
 
     static constexpr quint64 kDefaultPartSize = 5'242'880;
+    // S3's limits on a multipart upload: parts of at most 5 GiB, at most
+    // 10,000 of them, each but the last at least minimumPartSize().
+    static constexpr quint64 kMaximumPartSize = 5ull << 30;
+    static constexpr quint64 kMaximumPartCount = 10'000;
     // Part PUTs carried on connections to one host at a time.
     static constexpr int kMaxConcurrentParts = 4;
 
@@ -62,6 +67,16 @@ public:
     class PartTask;
     std::shared_ptr<PartTask> uploadPartData(const QByteArray &data, const QString &presignedURL,
         const QString &mimeType, Progress progress, PartCompletion completion);
+
+    // The smallest part but the last a session accepts: S3's 5 MiB. Tests
+    // against a service configured for small parts lower it.
+    quint64 minimumPartSize() const { return m_minimumPartSize; }
+    void setMinimumPartSize(quint64 bytes) { m_minimumPartSize = bytes; }
+
+    // A JSON call that sends or receives nothing for this long fails as
+    // timed out, as the service client's calls do. Default 60 s.
+    int requestTimeoutMs() const { return m_requestTimeoutMs; }
+    void setRequestTimeoutMs(int ms) { m_requestTimeoutMs = ms; }
 
     // A PUT that transfers nothing for this long fails as timed out. Default 60 s.
     int partTimeoutMs() const { return m_partTimeoutMs; }
@@ -100,4 +115,6 @@ private:
     QNetworkAccessManager *m_session = nullptr; // the four JSON calls
     CurlSession *m_uploadSession = nullptr; // part PUTs
     int m_partTimeoutMs = 60'000;
+    std::atomic<int> m_requestTimeoutMs = 60'000;
+    std::atomic<quint64> m_minimumPartSize = kDefaultPartSize;
 };

@@ -115,8 +115,12 @@ void TLMultipartUploadSession::startWithProgressHandler(ProgressHandler progress
     m_shouldCancel = false;
     onQueue([](TLMultipartUploadSession &s) {
         s.m_uploadStartTime.start();
+        s.m_attemptsThisRun.clear();
         if (s.m_uploadState) {
             log(QStringLiteral("[TLMultipartUploadSession] Resuming upload from persisted state"));
+            const QString change = s.m_uploadState->fileChange();
+            if (!change.isNull())
+                return s.dropChangedUpload(change, true);
             s.fetchURLsAndUpload();
         } else {
             log(QStringLiteral("[TLMultipartUploadSession] Starting new multipart upload for %1")
@@ -140,7 +144,9 @@ void TLMultipartUploadSession::pause()
 
 void TLMultipartUploadSession::resume()
 {
-    if (m_state != Paused) {
+    // Leaves Paused here: the steps never overwrite it themselves.
+    int paused = Paused;
+    if (!m_state.compare_exchange_strong(paused, FetchingURLs)) {
         log(QStringLiteral("[TLMultipartUploadSession] Cannot resume - not in paused state"));
         return;
     }
@@ -149,6 +155,7 @@ void TLMultipartUploadSession::resume()
     m_totalBytesSent = 0;
     onQueueSync([this] {
         m_uploadStartTime.start();
+        m_attemptsThisRun.clear();
         fetchURLsAndUpload();
     });
 }
@@ -190,9 +197,18 @@ void TLMultipartUploadSession::cancelActiveTasks()
 
 // The steps ----------------------------------------------------------------
 
+void TLMultipartUploadSession::enterStep(State step)
+{
+    // pause() and abort() set their states from other threads at any time;
+    // a step that was already on its way must not overwrite them.
+    int current = m_state;
+    while (current != Paused && current != Aborting && current != Aborted
+        && !m_state.compare_exchange_weak(current, step)) { }
+}
+
 void TLMultipartUploadSession::initializeUpload()
 {
-    m_state = Initializing;
+    enterStep(Initializing);
     const QString path = m_fileURL.toLocalFile();
     const QFileInfo info(path);
     if (!info.exists() || !info.isFile()) {
@@ -203,6 +219,7 @@ void TLMultipartUploadSession::initializeUpload()
     }
     const quint64 size = quint64(info.size());
 
+    m_initiating = true;
     std::weak_ptr<TLMultipartUploadSession> weak = weak_from_this();
     client().initializeMultipartUploadForFileName(info.fileName(), m_mimeType, size, m_parentItem, m_order,
         [weak, path, size](bool success, const QString &uploadId, const QString &key, quint64 partSize,
@@ -210,12 +227,21 @@ void TLMultipartUploadSession::initializeUpload()
             auto self = weak.lock();
             if (!self)
                 return;
+            self->m_initiating = false;
+            if (success && self->m_shouldCancel) {
+                // Aborted while the service was answering: it must not keep
+                // the upload, and no record may come back to life.
+                client().abortMultipartUploadForKey(key, uploadId, [](bool, const Error &) {});
+                return;
+            }
             if (!success || uploadId.isNull() || key.isNull()) {
                 log(QStringLiteral("[TLMultipartUploadSession] Failed to initialize multipart upload: %1")
                         .arg(error.toString()));
                 self->handleFailure(error);
                 return;
             }
+            if (!self->acceptPartSize(size, partSize, uploadId, key))
+                return;
             {
                 QMutexLocker lock(&self->m_identityLock);
                 self->m_uploadId = uploadId;
@@ -227,6 +253,7 @@ void TLMultipartUploadSession::initializeUpload()
             record->setOrder(self->m_order);
             record->setCode(code);
             record->setCustomDomain(customDomain);
+            record->recordFileIdentity();
             self->m_uploadState = record;
             TLMultipartUploadState::saveState(*record);
             log(QStringLiteral("[TLMultipartUploadSession] Initialized: %1 parts, partSize=%2")
@@ -236,11 +263,75 @@ void TLMultipartUploadSession::initializeUpload()
         });
 }
 
+bool TLMultipartUploadSession::acceptPartSize(
+    quint64 fileSize, quint64 partSize, const QString &uploadId, const QString &key)
+{
+    const quint64 minimum = client().minimumPartSize();
+    const quint64 parts = partSize == 0 ? 0 : fileSize / partSize + (fileSize % partSize != 0);
+    if (partSize > 0 && partSize <= TLMultipartAPIClient::kMaximumPartSize
+        && parts <= TLMultipartAPIClient::kMaximumPartCount && (parts <= 1 || partSize >= minimum))
+        return true;
+    log(QStringLiteral("[TLMultipartUploadSession] Refusing part size %1 for a file of %2 bytes")
+            .arg(partSize)
+            .arg(fileSize));
+    client().abortMultipartUploadForKey(key, uploadId, [](bool, const Error &) {});
+    handleFailure(Error(QStringLiteral("TLMultipartUploadSession"), -1,
+        QStringLiteral("The service asked for parts of %1 bytes, which cannot carry a file of %2 bytes (parts of "
+                       "%3 bytes to 5 GiB, at most %4 parts).")
+            .arg(partSize)
+            .arg(fileSize)
+            .arg(minimum)
+            .arg(TLMultipartAPIClient::kMaximumPartCount)));
+    return false;
+}
+
+void TLMultipartUploadSession::dropChangedUpload(const QString &change, bool afresh)
+{
+    const QString name = QFileInfo(m_fileURL.toLocalFile()).fileName();
+    log(QStringLiteral("[TLMultipartUploadSession] %1 changed since its upload began (%2): %3")
+            .arg(name, change,
+                afresh ? QStringLiteral("uploading it afresh") : QStringLiteral("the upload is abandoned")));
+    const QString id = uploadId();
+    const QString objectKey = key();
+    cancelActiveTasks();
+    m_pass.clear();
+    m_uploadState.reset();
+    {
+        QMutexLocker lock(&m_identityLock);
+        m_uploadId.clear();
+        m_key.clear();
+    }
+    TLMultipartUploadState::removeStateForUploadId(id);
+    if (!id.isEmpty() && !objectKey.isEmpty())
+        client().abortMultipartUploadForKey(objectKey, id, [](bool, const Error &) {});
+    if (afresh) {
+        initializeUpload();
+        return;
+    }
+    handleFailure(Error(QStringLiteral("TLMultipartUploadSession"), -1,
+        QStringLiteral("The file \u201c%1\u201d changed while it was being uploaded (%2).").arg(name, change)));
+}
+
 void TLMultipartUploadSession::fetchURLsAndUpload()
 {
     if (m_shouldCancel || m_isPaused)
         return;
-    m_state = FetchingURLs;
+    if (!m_uploadState) {
+        // Resumed before the service answered the initiate: its answer
+        // carries on from here.
+        if (m_initiating) {
+            enterStep(Initializing);
+            return;
+        }
+        initializeUpload();
+        return;
+    }
+    const QString change = m_uploadState->fileChange();
+    if (!change.isNull()) {
+        dropChangedUpload(change, false);
+        return;
+    }
+    enterStep(FetchingURLs);
     const QList<TLMultipartUploadPartPtr> incomplete = m_uploadState->incompleteParts();
     if (incomplete.isEmpty()) {
         completeUpload();
@@ -254,7 +345,7 @@ void TLMultipartUploadSession::fetchURLsAndUpload()
     client().getPresignedURLsForKey(
         key(), uploadId(), numbers, [weak](bool success, const QVariantList &parts, const Error &error) {
             auto self = weak.lock();
-            if (!self)
+            if (!self || !self->m_uploadState)
                 return;
             if (!success) {
                 log(QStringLiteral("[TLMultipartUploadSession] Failed to get presigned URLs: %1")
@@ -279,12 +370,12 @@ void TLMultipartUploadSession::uploadParts()
 {
     if (m_shouldCancel || m_isPaused)
         return;
-    m_state = Uploading;
+    enterStep(Uploading);
     std::deque<TLMultipartUploadPartPtr> selected;
     for (const auto &part : m_uploadState->parts()) {
-        // A part whose cancelled PUT has not reported back yet stays out of
-        // this pass; it is picked up by the next one.
-        if (!part->presignedURL().isEmpty() && part->needsUpload() && !m_activeTasks.contains(part->partNumber()))
+        // A part whose read or cancelled PUT has not reported back yet stays
+        // out of this pass; it is picked up by the next one.
+        if (!part->presignedURL().isEmpty() && part->needsUpload() && !m_partsOut.contains(part->partNumber()))
             selected.push_back(part);
     }
     if (selected.empty()) {
@@ -296,7 +387,6 @@ void TLMultipartUploadSession::uploadParts()
     }
     log(QStringLiteral("[TLMultipartUploadSession] Uploading %1 parts").arg(selected.size()));
     m_pass = std::move(selected);
-    m_inFlight = 0;
     m_passActive = true;
     pumpPass();
 }
@@ -310,17 +400,19 @@ void TLMultipartUploadSession::pumpPass()
         return; // a part finished synchronously inside the loop below
     m_pumping = true;
     while (m_inFlight < 4 && !m_pass.empty()) {
-        if (m_shouldCancel || m_isPaused) {
+        if (m_shouldCancel || m_isPaused || m_state == Failed) {
             m_pass.clear();
             break;
         }
         TLMultipartUploadPartPtr part = m_pass.front();
         m_pass.pop_front();
         ++m_inFlight;
+        m_partsOut.insert(part->partNumber());
         std::weak_ptr<TLMultipartUploadSession> weak = weak_from_this();
-        uploadPart(part, [weak] {
+        uploadPart(part, [weak, number = part->partNumber()] {
             if (auto self = weak.lock()) {
                 --self->m_inFlight;
+                self->m_partsOut.remove(number);
                 self->pumpPass();
             }
         });
@@ -340,6 +432,14 @@ void TLMultipartUploadSession::endPass()
         if (!self || self->m_shouldCancel || self->m_isPaused)
             return;
         self->onQueue([](TLMultipartUploadSession &s) {
+            // A newer pass runs (resumed meanwhile), or the upload ended.
+            if (s.m_passActive || !s.m_uploadState || s.m_state == Failed || s.m_shouldCancel || s.m_isPaused)
+                return;
+            for (const auto &part : s.m_uploadState->parts()) {
+                if (s.m_attemptsThisRun.value(part->partNumber()) >= s.m_maxRetries)
+                    return s.handleFailure(Error(QStringLiteral("TLMultipartUploadSession"), -1,
+                        QStringLiteral("Part %1 failed after max retries").arg(part->partNumber())));
+            }
             if (s.m_uploadState->incompleteParts().isEmpty())
                 s.completeUpload();
             else
@@ -366,41 +466,54 @@ void TLMultipartUploadSession::uploadPart(const TLMultipartUploadPartPtr &part, 
         m_spareBuffers.pop_back();
     }
     std::weak_ptr<TLMultipartUploadSession> weak = weak_from_this();
-    Dispatch::background([weak, part, path, offset, length, buffer = std::move(buffer),
-                             completion = std::move(completion)]() mutable {
-        QFile file(path);
-        const bool opened = file.open(QIODevice::ReadOnly);
-        qint64 got = 0;
-        if (opened && file.seek(offset)) {
-            if (buffer.capacity() < length)
-                buffer.reserve(length); // exactly: growing would round up to the next power of two
-            buffer.resize(length);
-            got = std::max<qint64>(file.read(buffer.data(), length), 0);
-        }
-        buffer.resize(got); // keeps its capacity for the next part
-        file.close();
-        client().queue().async([weak, part, opened, data = std::move(buffer),
-                                   completion = std::move(completion)]() mutable {
-            auto self = weak.lock();
-            if (!self)
-                return completion();
-            if (!opened) {
-                log(QStringLiteral("[TLMultipartUploadSession] Failed to open file for reading"));
-                part->setState(TLMultipartUploadPart::Failed);
-                self->recycleBuffer(std::move(data));
-                return completion();
+    Dispatch::background(
+        [weak, part, path, offset, length, buffer = std::move(buffer), completion = std::move(completion)]() mutable {
+            QFile file(path);
+            const bool opened = file.open(QIODevice::ReadOnly);
+            qint64 got = 0;
+            if (opened && file.seek(offset)) {
+                if (buffer.capacity() < length)
+                    buffer.reserve(length); // exactly: growing would round up to the next power of two
+                buffer.resize(length);
+                got = std::max<qint64>(file.read(buffer.data(), length), 0);
             }
-            if (data.isEmpty()) {
-                log(QStringLiteral("[TLMultipartUploadSession] Empty part data for part %1").arg(part->partNumber()));
-                part->setState(TLMultipartUploadPart::Failed);
-                self->recycleBuffer(std::move(data));
-                return completion();
-            }
-            self->m_partBuffers.insert(part->partNumber(), data);
-            const QByteArray bytes = std::move(data); // released when this returns
-            self->sendPart(part, bytes, completion);
+            buffer.resize(got); // keeps its capacity for the next part
+            file.close();
+            client().queue().async(
+                [weak, part, opened, data = std::move(buffer), completion = std::move(completion)]() mutable {
+                    auto self = weak.lock();
+                    if (!self)
+                        return completion();
+                    if (self->m_shouldCancel || self->m_isPaused || !self->m_uploadState || self->m_state == Failed) {
+                        // Paused, aborted or ended while the disk was read: not sent.
+                        part->setState(TLMultipartUploadPart::Pending);
+                        self->recycleBuffer(std::move(data));
+                        return completion();
+                    }
+                    if (!opened || quint64(data.size()) != part->length()) {
+                        if (!opened)
+                            log(QStringLiteral("[TLMultipartUploadSession] Failed to open file for reading"));
+                        else if (data.isEmpty())
+                            log(QStringLiteral("[TLMultipartUploadSession] Empty part data for part %1")
+                                    .arg(part->partNumber()));
+                        part->setState(TLMultipartUploadPart::Failed);
+                        self->recycleBuffer(std::move(data));
+                        // A file deleted or cut short cannot be resumed; one that
+                        // merely cannot be read now keeps its record.
+                        const QString change = self->m_uploadState->fileChange();
+                        if (!change.isNull())
+                            self->dropChangedUpload(change, false);
+                        else
+                            self->handleFailure(Error(QStringLiteral("TLMultipartUploadSession"), -1,
+                                QStringLiteral("The file \u201c%1\u201d could not be read.")
+                                    .arg(QFileInfo(self->m_fileURL.toLocalFile()).fileName())));
+                        return completion();
+                    }
+                    self->m_partBuffers.insert(part->partNumber(), data);
+                    const QByteArray bytes = std::move(data); // released when this returns
+                    self->sendPart(part, bytes, completion);
+                });
         });
-    });
 }
 
 void TLMultipartUploadSession::recycleBuffer(QByteArray buffer)
@@ -435,6 +548,9 @@ void TLMultipartUploadSession::finishPart(const TLMultipartUploadPartPtr &part, 
 {
     m_activeTasks.remove(part->partNumber());
     recycleBuffer(m_partBuffers.take(part->partNumber()));
+    // Aborted, or the record was dropped: nothing of this part is kept.
+    if (m_shouldCancel || !m_uploadState || m_uploadState->parts().value(qsizetype(part->partNumber()) - 1) != part)
+        return;
     if (success && !etag.isNull()) {
         part->setEtag(etag);
         part->setState(TLMultipartUploadPart::Completed);
@@ -446,6 +562,8 @@ void TLMultipartUploadSession::finishPart(const TLMultipartUploadPartPtr &part, 
         return;
     }
     part->setRetryCount(part->retryCount() + 1);
+    if (!m_isPaused) // a PUT cancelled by a pause is no failed attempt of this run
+        ++m_attemptsThisRun[part->partNumber()];
     if (part->retryCount() >= m_maxRetries) {
         log(QStringLiteral("[TLMultipartUploadSession] Part %1 failed after max retries").arg(part->partNumber()));
         part->setState(TLMultipartUploadPart::Failed);
@@ -511,6 +629,8 @@ void TLMultipartUploadSession::completeUpload()
 
 void TLMultipartUploadSession::handleFailure(const Error &error)
 {
+    if (m_shouldCancel || m_state == Failed)
+        return; // the abort or the first failure has reported already
     m_state = Failed;
     m_spareBuffers.clear();
     persistCurrentState();
@@ -520,8 +640,8 @@ void TLMultipartUploadSession::handleFailure(const Error &error)
 
 void TLMultipartUploadSession::persistCurrentState()
 {
-    if (!m_uploadState)
-        return;
+    if (!m_uploadState || m_shouldCancel)
+        return; // an aborted upload's record is gone for good
     m_uploadState->updateLastAttempt();
     TLMultipartUploadState::saveState(*m_uploadState);
     log(QStringLiteral("[TLMultipartUploadSession] State persisted for later resume"));

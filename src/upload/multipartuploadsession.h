@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QMutex>
+#include <QSet>
 #include <QString>
 #include <QUrl>
 #include <QVariant>
@@ -93,7 +94,17 @@ private:
     void onQueue(std::function<void(TLMultipartUploadSession &)> step);
     void onQueueSync(const std::function<void()> &step);
 
+    // Sets the state of a step unless a pause or an abort has come meanwhile.
+    void enterStep(State step);
     void initializeUpload();
+    // Whether the service's part size fits the file by S3's rules; a bad
+    // one makes the upload fail (and tells the service) instead of cutting
+    // the file into millions of parts.
+    bool acceptPartSize(quint64 fileSize, quint64 partSize, const QString &uploadId, const QString &key);
+    // Ends an upload whose file changed: the parts sent hold other bytes, so
+    // the service's upload and the record go. With `afresh` (a record found
+    // at start) the file is then uploaded anew; otherwise the upload fails.
+    void dropChangedUpload(const QString &change, bool afresh);
     void fetchURLsAndUpload();
     void uploadParts();
     void pumpPass();
@@ -137,9 +148,16 @@ private:
     quint64 m_partURLBatchSize = 100;
     TLMultipartUploadStatePtr m_uploadState;
 
-    // The current pass: parts waiting to go, parts in flight.
+    // The current pass: parts waiting to go, parts in flight. Parts stay
+    // counted in flight (and out of new passes) until their read and PUT
+    // have reported back, also across a pause and resume.
     std::deque<TLMultipartUploadPartPtr> m_pass;
     int m_inFlight = 0;
+    QSet<quint64> m_partsOut;
+    bool m_initiating = false;
+    // Failed attempts of each part in this run (since start or resume); a
+    // part that fails maxRetries times in a run fails the upload.
+    QHash<quint64, quint64> m_attemptsThisRun;
     bool m_passActive = false;
     bool m_pumping = false;
     QHash<quint64, std::shared_ptr<TLMultipartAPIClient::PartTask>> m_activeTasks;

@@ -2,9 +2,11 @@
 
 #include "propertylist.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <sys/stat.h>
 
 namespace {
 
@@ -195,6 +197,52 @@ float TLMultipartUploadState::progress() const
     return total < 1 ? 0.0f : float(done / total);
 }
 
+namespace {
+
+struct FileStat
+{
+    bool exists = false;
+    quint64 size = 0;
+    qint64 modifiedAt = 0;
+    quint64 inode = 0;
+    quint64 device = 0;
+};
+
+FileStat statFile(const QString &path)
+{
+    struct stat st
+    {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return {};
+    return { true, quint64(st.st_size), qint64(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
+        quint64(st.st_ino), quint64(st.st_dev) };
+}
+
+} // namespace
+
+void TLMultipartUploadState::recordFileIdentity()
+{
+    const FileStat now = statFile(m_filePath);
+    m_fileModifiedAt = now.modifiedAt;
+    m_fileInode = now.inode;
+    m_fileDevice = now.device;
+}
+
+QString TLMultipartUploadState::fileChange() const
+{
+    const FileStat now = statFile(m_filePath);
+    if (!now.exists)
+        return QStringLiteral("the file is gone");
+    if (now.size != m_fileSize)
+        return QStringLiteral("its size changed from %1 to %2 bytes").arg(m_fileSize).arg(now.size);
+    if (m_fileInode != 0 && (now.inode != m_fileInode || now.device != m_fileDevice))
+        return QStringLiteral("another file took its place");
+    if (m_fileModifiedAt != 0 && now.modifiedAt != m_fileModifiedAt)
+        return QStringLiteral("it was modified");
+    return {};
+}
+
 void TLMultipartUploadState::updateLastAttempt()
 {
     m_lastAttemptAt = QDateTime::currentDateTimeUtc();
@@ -270,6 +318,14 @@ QByteArray TLMultipartUploadState::encode() const
     optionalDate("lastAttemptAt", m_lastAttemptAt);
     optionalString("code", m_code);
     optionalString("customDomain", m_customDomain);
+    if (m_fileInode != 0) {
+        out.key(QStringLiteral("fileModifiedAt"));
+        out.integer(m_fileModifiedAt);
+        out.key(QStringLiteral("fileInode"));
+        out.unsignedInteger(m_fileInode);
+        out.key(QStringLiteral("fileDevice"));
+        out.unsignedInteger(m_fileDevice);
+    }
     out.endDict();
     return out.finish();
 }
@@ -299,6 +355,9 @@ TLMultipartUploadStatePtr TLMultipartUploadState::decode(const QByteArray &data,
     state->m_lastAttemptAt = in.date(QStringLiteral("lastAttemptAt"));
     state->m_code = in.string(QStringLiteral("code"));
     state->m_customDomain = in.string(QStringLiteral("customDomain"));
+    state->m_fileModifiedAt = in.integer(QStringLiteral("fileModifiedAt"));
+    state->m_fileInode = in.unsignedInteger(QStringLiteral("fileInode"));
+    state->m_fileDevice = in.unsignedInteger(QStringLiteral("fileDevice"));
     for (const QVariant &entry : in.array(QStringLiteral("parts"))) {
         TLMultipartUploadPartPtr part = decodePart(entry, error);
         if (!part)

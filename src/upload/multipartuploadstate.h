@@ -59,6 +59,19 @@ public:
     QString customDomain() const { return m_customDomain; }
     void setCustomDomain(const QString &v) { m_customDomain = v; }
 
+    // The local file as it was when the upload began: its modification time
+    // (nanoseconds since the epoch), inode and device, kept beside fileSize
+    // under "fileModifiedAt", "fileInode" and "fileDevice". A record
+    // written without them reads them as 0, and then only the size counts.
+    void recordFileIdentity();
+    qint64 fileModifiedAt() const { return m_fileModifiedAt; }
+    quint64 fileInode() const { return m_fileInode; }
+    quint64 fileDevice() const { return m_fileDevice; }
+    // Null when the file at filePath is still the one recorded; otherwise
+    // what changed ("the file is gone", "its size changed", ...). Parts
+    // finished before a change hold bytes of another file.
+    QString fileChange() const;
+
     QList<TLMultipartUploadPartPtr> incompleteParts() const;
     QList<TLMultipartUploadPartPtr> completedParts() const;
     float progress() const;
@@ -93,4 +106,7 @@ private:
     QDateTime m_lastAttemptAt;
     QString m_code;
     QString m_customDomain;
+    qint64 m_fileModifiedAt = 0;
+    quint64 m_fileInode = 0;
+    quint64 m_fileDevice = 0;
 };

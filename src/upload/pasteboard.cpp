@@ -11,7 +11,6 @@
 #include <QImage>
 #include <QLoggingCategory>
 #include <QMimeData>
-#include <QMimeDatabase>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QStringDecoder>
@@ -20,10 +19,6 @@
 Q_LOGGING_CATEGORY(lcPasteboard, "tessly.upload.pasteboard")
 
 namespace {
-
-// A local file named by a web page is read only up to this size; anything
-// larger is not a picture someone copied.
-constexpr qint64 kMaxWebImageBytes = 256 * 1024 * 1024;
 
 // NAME_MAX on the file systems the temporary directory lives on.
 constexpr int kMaxFileNameBytes = 255;
@@ -139,26 +134,12 @@ bool decodeDataUrl(const QString &url, QString *mimeType, QByteArray *bytes)
     return true;
 }
 
-// The bytes and type behind an <img> source that can be read without the
-// network: a data: URL or a local file.
+// The bytes and type behind an <img> source: a data: URL only. A file: URL
+// in copied HTML names whatever file the page's author chose (the settings
+// file, a key), so it is never read; nor is anything fetched.
 bool readImageSource(const QString &source, QString *mimeType, QByteArray *bytes)
 {
-    if (decodeDataUrl(source, mimeType, bytes))
-        return true;
-    const QUrl url(source);
-    if (!url.isLocalFile())
-        return false;
-    const QFileInfo info(url.toLocalFile());
-    if (!info.isFile() || info.size() > kMaxWebImageBytes)
-        return false;
-    QFile file(info.filePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    *bytes = file.readAll();
-    static const QMimeDatabase db;
-    // As a browser would: by what the bytes are, not by what the name says.
-    *mimeType = db.mimeTypeForData(*bytes).name();
-    return true;
+    return decodeDataUrl(source, mimeType, bytes);
 }
 
 bool fitsFileName(const QString &name)

@@ -2,20 +2,48 @@
 
 #include <QNetworkReply>
 
-ReplyTimeout *ReplyTimeout::watch(QNetworkReply *reply, int ms)
+ReplyTimeout *ReplyTimeout::watch(QNetworkReply *reply, int ms, qint64 maxBytes)
 {
-    return new ReplyTimeout(reply, ms);
+    return new ReplyTimeout(reply, ms, maxBytes);
+}
+
+const ReplyTimeout *ReplyTimeout::of(const QNetworkReply *reply)
+{
+    return reply ? reply->findChild<ReplyTimeout *>(QString(), Qt::FindDirectChildrenOnly) : nullptr;
 }
 
 bool ReplyTimeout::firedOn(const QNetworkReply *reply)
 {
-    const auto *watcher = reply ? reply->findChild<ReplyTimeout *>(QString(), Qt::FindDirectChildrenOnly) : nullptr;
+    const ReplyTimeout *watcher = of(reply);
     return watcher && watcher->fired();
 }
 
-ReplyTimeout::ReplyTimeout(QNetworkReply *reply, int ms)
-    : QObject(reply)
+bool ReplyTimeout::tooLargeOn(const QNetworkReply *reply, qint64 *maxBytes)
 {
+    const ReplyTimeout *watcher = of(reply);
+    if (!watcher || !watcher->m_tooLarge)
+        return false;
+    if (maxBytes)
+        *maxBytes = watcher->m_maxBytes;
+    return true;
+}
+
+ReplyTimeout::ReplyTimeout(QNetworkReply *reply, int ms, qint64 maxBytes)
+    : QObject(reply)
+    , m_maxBytes(maxBytes)
+{
+    if (maxBytes > 0) {
+        const auto check = [this, reply](qint64 received) {
+            if (received > m_maxBytes && !m_tooLarge && !reply->isFinished()) {
+                m_tooLarge = true;
+                reply->abort();
+            }
+        };
+        connect(reply, &QNetworkReply::downloadProgress, this, check);
+        // An announced length past the bound is refused before any body.
+        connect(reply, &QNetworkReply::metaDataChanged, this,
+            [reply, check] { check(reply->header(QNetworkRequest::ContentLengthHeader).toLongLong()); });
+    }
     if (ms <= 0)
         return;
     m_timer.setSingleShot(true);

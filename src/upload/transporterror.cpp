@@ -99,6 +99,9 @@ bool isTransportFailure(const QNetworkReply *reply)
 {
     if (!reply || reply->error() == QNetworkReply::NoError)
         return false;
+    // An answer cut off by its watcher (idle, or too large) is no answer.
+    if (ReplyTimeout::firedOn(reply) || ReplyTimeout::tooLargeOn(reply))
+        return true;
     // Qt flags 4xx and 5xx answers as errors too; they are answers.
     return !reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
 }
@@ -230,6 +233,10 @@ Error fromReply(const QNetworkReply *reply, const QList<QSslError> &sslErrors)
     const QString host = reply->url().host();
     if (reply->error() == QNetworkReply::OperationCanceledError && ReplyTimeout::firedOn(reply))
         return fromNetworkError(QNetworkReply::TimeoutError, host);
+    qint64 maxBytes = 0;
+    if (reply->error() == QNetworkReply::OperationCanceledError && ReplyTimeout::tooLargeOn(reply, &maxBytes))
+        return make(BadServerResponse, reply->error(),
+            QStringLiteral("The server's answer was larger than %1 bytes, so it was not read.").arg(maxBytes));
     if (mayMeanOffline(reply->error()) && !isLoopbackHost(host) && machineIsOffline()) {
         return make(NotConnectedToInternet, reply->error());
     }

@@ -87,17 +87,35 @@ private Q_SLOTS:
         QVERIFY(stored(QStringLiteral("hasRunBefore")).isValid()); // preferences stay
     }
 
-    void aNamedProfileIsStoredWithoutAsking()
+    // Every login asks the service about the token, also with a profile
+    // named or one stored from before, and the new account's profile
+    // replaces the old one; a refused token leaves the earlier sign-in.
+    void everyLoginChecksTheTokenAndReplacesTheProfile()
     {
-        // Nothing listens on this service address: with a profile given, no
-        // request is needed.
         LoopbackPeer peer;
-        const Run run = tessly({ QStringLiteral("login"), QStringLiteral("--token=") + m_token,
-                                   QStringLiteral("--domain"), QStringLiteral("team") },
+        peer.setResponse(200, R"({"id": 9, "profiles": [{"domain": "elsewhere"}]})");
+        Run run = tessly({ QStringLiteral("login"), QStringLiteral("--token=") + m_token, QStringLiteral("--domain"),
+                             QStringLiteral("team") },
             peer.apiUrl());
         QCOMPARE(run.exitCode, 0);
-        QCOMPARE(peer.connections(), 0);
+        QCOMPARE(peer.requests().size(), 1);
+        QCOMPARE(peer.requests().first().target, QByteArray("/v1/users/me"));
         QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("team"));
+
+        const QString dave
+            = m_server.addUser(QStringLiteral("dave@example.com"), QStringLiteral("secret-pw"), QStringLiteral("dave"));
+        QVERIFY(!dave.isEmpty());
+        run = tessly({ QStringLiteral("login"), QStringLiteral("--token"), dave }, m_server.apiUrl());
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY2(run.out.contains(QLatin1String("dave")), qPrintable(run.out));
+        QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("dave"));
+
+        run = tessly(
+            { QStringLiteral("login"), QStringLiteral("--token"), QStringLiteral("tk_wrong") }, m_server.apiUrl());
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(QLatin1String("refused")), qPrintable(run.err));
+        QCOMPARE(stored(QStringLiteral("token")).toString(), dave);
+        QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("dave"));
     }
 
     void tokenCanComeFromStandardInput()
@@ -148,6 +166,10 @@ private Q_SLOTS:
         QTest::newRow("token without value") << QStringList { "login", "--token" };
         QTest::newRow("unknown option") << QStringList { "login", "--token", "tk", "--profile", "x" };
         QTest::newRow("logout with arguments") << QStringList { "logout", "now" };
+        // A token ends up in an HTTP header: nothing but printable ASCII.
+        QTest::newRow("token with a line break") << QStringList { "login", "--token", "tk\r\nX-Injected: 1" };
+        QTest::newRow("token with a space") << QStringList { "login", "--token", "tk 1" };
+        QTest::newRow("token not ASCII") << QStringList { "login", "--token", "tk\u00e9" };
     }
 
     void badArgumentsChangeNothing()

@@ -157,6 +157,17 @@ private Q_SLOTS:
         m_desktop->publishWallpaper(true);
     }
 
+    // Hiding waits (running the event loop) until the covers are painted; an
+    // unhide that arrives in that wait must not pull them from under it.
+    void unhideDuringTheWaitForPaint()
+    {
+        DesktopIconHider hider;
+        QMetaObject::invokeMethod(
+            &hider, [&hider] { hider.unhideDesktopIcons(); }, Qt::QueuedConnection);
+        hider.hideDesktopIcons();
+        QTRY_VERIFY(hider.overlayControllers().isEmpty());
+    }
+
     void workspaceSwitchRecoversOnlyWhileHidden()
     {
         DesktopIconHider hider;

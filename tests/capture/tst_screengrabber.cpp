@@ -80,7 +80,7 @@ private Q_SLOTS:
     void namesFilesInTheTemporaryDirectory()
     {
         const QString path = ScreenGrabber::captureTemporaryFilePath(QStringLiteral("Screen Shot"));
-        QVERIFY(path.startsWith(QDir::tempPath() + QLatin1Char('/')));
+        QVERIFY(path.startsWith(CaptureNaming::temporaryDirectory()));
         QVERIFY(
             QRegularExpression(QStringLiteral("/Screen Shot on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.png$"))
                 .match(path)
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QProcess *driver = drive(QPoint(20, 20), QPoint(221, 161));
         finish(driver);
         // Recording once ffmpeg has made the file.
-        const QDir temp = QDir::temp();
+        const QDir temp(CaptureNaming::temporaryDirectory());
         QTRY_VERIFY_WITH_TIMEOUT(!temp.entryList({ QStringLiteral("Screen Capture on *.mov") }).isEmpty(), 10000);
         QTest::qWait(1500);
         ScreenGrabber::instance().endRecording();

@@ -1,10 +1,14 @@
 #include "capturenaming.h"
+#include "usertemporarydirectory.h"
 
 #include <QDir>
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 class TestCaptureNaming : public QObject
 {
@@ -61,30 +65,68 @@ private Q_SLOTS:
             qPrintable(name));
     }
 
-    void temporaryPathsAppendTheNameDirectly()
+    // Files waiting for upload go to a fresh 0700 folder of the user's, in
+    // $XDG_RUNTIME_DIR when that is private, never under a predictable name
+    // in the shared temporary folder.
+    void temporaryFolderIsPrivateAndFresh_data()
     {
-        QTemporaryDir tmp;
-        QVERIFY(tmp.isValid());
-        const QByteArray saved = qgetenv("TMPDIR");
-        for (const QString &tmpdir : { tmp.path(), tmp.path() + "/" }) {
-            qputenv("TMPDIR", tmpdir.toUtf8());
-            const QString dir = CaptureNaming::temporaryDirectory();
-            QCOMPARE(dir, QDir(tmp.path()).canonicalPath() + "/");
+        QTest::addColumn<QString>("runtimeMode"); // "private", "shared", "missing" or "unset"
+        QTest::addColumn<bool>("tmpdirExists");
+        QTest::addColumn<QString>("expectedParent"); // "runtime", "tmpdir" or "/tmp"
+        QTest::newRow("private runtime folder") << "private" << true << "runtime";
+        QTest::newRow("runtime folder others can write") << "shared" << true << "tmpdir";
+        QTest::newRow("runtime folder missing") << "missing" << true << "tmpdir";
+        QTest::newRow("no runtime folder") << "unset" << true << "tmpdir";
+        QTest::newRow("TMPDIR missing too") << "unset" << false << "/tmp";
+    }
 
-            const QRegularExpression png(
-                "^" + QRegularExpression::escape(dir) + R"(Screen Shot on \d{4}-\d\d-\d\d at \d\d-\d\d-\d\d\.png$)");
-            QVERIFY2(png.match(CaptureNaming::captureTemporaryFilePath("Screen Shot")).hasMatch(),
-                qPrintable(CaptureNaming::captureTemporaryFilePath("Screen Shot")));
-            QVERIFY(CaptureNaming::captureTemporaryFilePathVideo("Screen Capture").endsWith(".mov"));
-            QVERIFY(
-                CaptureNaming::captureTemporaryFilePathVideo("Screen Capture").startsWith(dir + "Screen Capture on "));
+    void temporaryFolderIsPrivateAndFresh()
+    {
+        QFETCH(QString, runtimeMode);
+        QFETCH(bool, tmpdirExists);
+        QFETCH(QString, expectedParent);
+        QTemporaryDir runtime, tmp;
+        QVERIFY(runtime.isValid() && tmp.isValid());
+        QFile::setPermissions(runtime.path(),
+            runtimeMode == "shared" ? QFileDevice::Permissions(0x7777)
+                                    : QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        const QByteArray savedRuntime = qgetenv("XDG_RUNTIME_DIR"), savedTmp = qgetenv("TMPDIR");
+        if (runtimeMode == "unset")
+            qunsetenv("XDG_RUNTIME_DIR");
+        else
+            qputenv("XDG_RUNTIME_DIR",
+                runtimeMode == "missing" ? runtime.filePath("gone").toUtf8() : runtime.path().toUtf8());
+        qputenv("TMPDIR", tmpdirExists ? tmp.path().toUtf8() : tmp.filePath("gone").toUtf8());
+        const QString first = UserTemporaryDirectory::create();
+        const QString second = UserTemporaryDirectory::create();
+        qputenv("XDG_RUNTIME_DIR", savedRuntime);
+        qputenv("TMPDIR", savedTmp);
+
+        const QString parent = expectedParent == "runtime" ? runtime.path()
+            : expectedParent == "tmpdir"                   ? tmp.path()
+                                                           : "/tmp";
+        for (const QString &dir : { first, second }) {
+            QVERIFY2(dir.startsWith(parent + "/tessly-") && dir.endsWith('/'), qPrintable(dir));
+            struct stat st
+            {
+            };
+            QCOMPARE(::lstat(QFile::encodeName(dir).constData(), &st), 0);
+            QVERIFY(S_ISDIR(st.st_mode));
+            QCOMPARE(st.st_mode & 0777, 0700u);
+            QCOMPARE(st.st_uid, ::getuid());
+            QVERIFY(QDir(dir).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+            QDir().rmdir(dir);
         }
-        qputenv("TMPDIR", "/");
-        QCOMPARE(CaptureNaming::temporaryDirectory(), QStringLiteral("/"));
-        // A TMPDIR that does not exist must not turn into the root folder.
-        qputenv("TMPDIR", tmp.filePath("missing").toUtf8());
-        QCOMPARE(CaptureNaming::temporaryDirectory(), QStringLiteral("/tmp/"));
-        qputenv("TMPDIR", saved);
+        QVERIFY(first != second);
+
+        // The run keeps one folder, and names go straight after it.
+        const QString dir = CaptureNaming::temporaryDirectory();
+        QCOMPARE(UserTemporaryDirectory::path(), dir);
+        QVERIFY(CaptureNaming::captureTemporaryFilePath("Screen Shot").startsWith(dir + "Screen Shot on "));
+        QVERIFY(CaptureNaming::captureTemporaryFilePathVideo("Screen Capture").startsWith(dir + "Screen Capture on "));
+        const QString job = UserTemporaryDirectory::makeJobFolder("job");
+        QVERIFY2(job.startsWith(dir + "job-"), qPrintable(job));
+        QVERIFY(job != UserTemporaryDirectory::makeJobFolder("job"));
     }
 };
 

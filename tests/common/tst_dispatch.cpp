@@ -7,6 +7,7 @@
 #include <QAtomicInt>
 #include <QCoreApplication>
 #include <QMutex>
+#include <QSemaphore>
 #include <QTest>
 #include <QThread>
 
@@ -115,6 +116,26 @@ private Q_SLOTS:
                 });
         }
         QCOMPARE(ran.load(), 20);
+    }
+
+    // Long work (zipping) keeps off the shared pool: with every pool thread
+    // busy it still starts, and short work does not wait behind it.
+    void longRunningWorkHasThreadsOfItsOwn()
+    {
+        QThreadPool *pool = QThreadPool::globalInstance();
+        QSemaphore release;
+        std::atomic<int> started = 0;
+        for (int i = 0; i < pool->maxThreadCount(); ++i)
+            Dispatch::background([&] {
+                ++started;
+                release.acquire();
+            });
+        QTRY_COMPARE(started.load(), pool->maxThreadCount());
+        std::atomic<bool> ran = false;
+        Dispatch::longRunning([&] { ran = true; });
+        QTRY_VERIFY(ran.load());
+        release.release(pool->maxThreadCount());
+        QVERIFY(pool->waitForDone(10000));
     }
 
     void semaphoreBoundsAConcurrentQueue()

@@ -2,6 +2,11 @@
 
 #include <QTcpSocket>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 LoopbackPeer::LoopbackPeer(Mode mode, QObject *parent)
     : QObject(parent)
     , m_mode(mode)
@@ -23,10 +28,11 @@ LoopbackPeer::LoopbackPeer(Mode mode, QObject *parent)
     });
 }
 
-void LoopbackPeer::setResponse(int status, const QByteArray &body, const QByteArray &contentType)
+void LoopbackPeer::setResponse(
+    int status, const QByteArray &body, const QByteArray &contentType, const QByteArray &extraHeaders)
 {
-    m_response = "HTTP/1.1 " + QByteArray::number(status) + " Status\r\nContent-Type: " + contentType
-        + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    m_response = "HTTP/1.1 " + QByteArray::number(status) + " Status\r\nContent-Type: " + contentType + "\r\n"
+        + extraHeaders + "Content-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 }
 
 QString LoopbackPeer::apiUrl() const
@@ -60,4 +66,22 @@ void LoopbackPeer::serve(QTcpSocket *socket)
         socket->write(m_response);
         socket->disconnectFromHost();
     });
+}
+
+ClosedPort::ClosedPort()
+    : m_fd(::socket(AF_INET, SOCK_STREAM, 0))
+{
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (m_fd >= 0 && ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) == 0
+        && ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &length) == 0)
+        m_port = ntohs(address.sin_port);
+}
+
+ClosedPort::~ClosedPort()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
 }

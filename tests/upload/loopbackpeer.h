@@ -27,8 +27,9 @@ public:
 
     explicit LoopbackPeer(Mode mode = Mode::Answer, QObject *parent = nullptr);
 
-    // The answer for Mode::Answer.
-    void setResponse(int status, const QByteArray &body, const QByteArray &contentType = "application/json");
+    // The answer for Mode::Answer; extraHeaders are lines "Name: value\r\n".
+    void setResponse(int status, const QByteArray &body, const QByteArray &contentType = "application/json",
+        const QByteArray &extraHeaders = {});
 
     quint16 port() const { return m_server.serverPort(); }
     QString apiUrl() const; // "http://127.0.0.1:PORT/v1/"
@@ -43,4 +44,20 @@ private:
     QByteArray m_response;
     QList<Request> m_requests;
     int m_connections = 0;
+};
+
+// A port on 127.0.0.1 where a connection is refused: bound for as long as
+// this lives, never listening, so no other process can take it meanwhile.
+class ClosedPort
+{
+public:
+    ClosedPort();
+    ~ClosedPort();
+    ClosedPort(const ClosedPort &) = delete;
+    ClosedPort &operator=(const ClosedPort &) = delete;
+    quint16 port() const { return m_port; }
+
+private:
+    int m_fd = -1;
+    quint16 m_port = 0;
 };

@@ -1,5 +1,6 @@
 // Archiver runs the real /usr/bin/zip; archives are checked with unzip.
 #include "archiver.h"
+#include "capturenaming.h"
 #include "dispatch.h"
 #include "logcapture.h"
 
@@ -11,6 +12,9 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -45,19 +49,34 @@ class TestArchiver : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_tmp;
     QTemporaryDir m_home;
-    QByteArray m_savedTmpdir;
-    QString tmp() const { return QDir(m_tmp.path()).canonicalPath() + "/"; }
+
+    // Where archives go: a folder of their own, mode 0700, in the user's
+    // private temporary folder.
+    static QString privateFolderOf(const QUrl &archive)
+    {
+        const QFileInfo info(archive.toLocalFile());
+        struct stat st
+        {
+        };
+        if (::lstat(QFile::encodeName(info.absolutePath()).constData(), &st) != 0 || !S_ISDIR(st.st_mode)
+            || st.st_uid != ::getuid() || (st.st_mode & 0777) != 0700)
+            return {};
+        const QString parent = QFileInfo(info.absolutePath()).absolutePath() + "/";
+        return parent == CaptureNaming::temporaryDirectory() ? info.absolutePath() : QString();
+    }
+
+    static QStringList temporaryEntries()
+    {
+        return QDir(CaptureNaming::temporaryDirectory())
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+    }
 
 private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(QFileInfo::exists("/usr/bin/zip"));
-        QVERIFY(m_tmp.isValid() && m_home.isValid());
-        m_savedTmpdir = qgetenv("TMPDIR");
-        qputenv("TMPDIR", m_tmp.path().toUtf8());
-
+        QVERIFY(m_home.isValid());
         writeFile(m_home.filePath("Photos/beach.jpg"), "jpeg bytes");
         writeFile(m_home.filePath("Photos/2024/snow.png"), "png bytes");
         writeFile(m_home.filePath("Photos/.DS_Store"), "finder");
@@ -65,50 +84,62 @@ private Q_SLOTS:
         QDir().mkpath(m_home.filePath("Photos/empty"));
     }
 
-    void cleanupTestCase() { qputenv("TMPDIR", m_savedTmpdir); }
-
     void folderIsArchivedUnderItsOwnName()
     {
         LogCapture log;
         const QUrl archive = Archiver::zipFiles({ m_home.filePath("Photos/") });
-        QCOMPARE(archive, QUrl::fromLocalFile(tmp() + "Photos.zip"));
+        QCOMPARE(QFileInfo(archive.toLocalFile()).fileName(), QStringLiteral("Photos.zip"));
+        const QString folder = privateFolderOf(archive);
+        QVERIFY2(!folder.isEmpty(), qPrintable(archive.toLocalFile()));
         // Relative to the folder's parent; no directory entries, no .DS_Store.
         QCOMPARE(entries(archive), QStringList({ "Photos/2024/snow.png", "Photos/beach.jpg" }));
         QCOMPARE(unzip({ "-p", archive.toLocalFile(), "Photos/2024/snow.png" }), QByteArray("png bytes"));
-        QVERIFY(log.contains("Archive Task: /usr/bin/zip (\"-r\", \"-9\", \"-x\", \"*.DS_Store\", \"-D\", \"" + tmp()
-            + "Photos.zip\", \"Photos\")"));
+        QVERIFY(log.contains("Archive Task: /usr/bin/zip (\"-r\", \"-9\", \"-y\", \"-x\", \"*.DS_Store\", \"-D\", \""
+            + archive.toLocalFile() + "\", \"Photos\")"));
+
+        Archiver::removeArchive(archive);
+        QVERIFY(!QFileInfo::exists(folder));
     }
 
-    void archivingAgainReplacesTheEarlierArchive()
+    // Each archive is one this call wrote: never one planted at a name we
+    // would pick, never one shared with another folder of the same name.
+    void everyArchiveIsNewAndOwn()
     {
-        const QString folder = m_home.filePath("Again");
-        writeFile(folder + "/old.txt", "old");
-        QCOMPARE(entries(Archiver::zipFiles({ folder })), QStringList({ "Again/old.txt" }));
+        writeFile(m_home.filePath("one/src/a.txt"), "one");
+        writeFile(m_home.filePath("two/src/b.txt"), "two");
+        const QString planted = QDir::tempPath() + "/src.zip";
+        const bool plantedHere = !QFileInfo::exists(planted) && QFile::copy(m_home.filePath("one/src/a.txt"), planted);
 
-        QFile::remove(folder + "/old.txt");
-        writeFile(folder + "/new.txt", "new");
-        LogCapture log;
-        const QUrl archive = Archiver::zipFiles({ folder });
-        QCOMPARE(entries(archive), QStringList({ "Again/new.txt" }));
-        QVERIFY(log.contains("File exists at path: " + tmp() + "Again.zip"));
+        const QUrl one = Archiver::zipFiles({ m_home.filePath("one/src") });
+        const QUrl two = Archiver::zipFiles({ m_home.filePath("two/src") });
+        if (plantedHere)
+            QFile::remove(planted);
+        QVERIFY(one != two);
+        QVERIFY(one.toLocalFile() != planted && !privateFolderOf(one).isEmpty() && !privateFolderOf(two).isEmpty());
+        QCOMPARE(entries(one), QStringList({ "src/a.txt" }));
+        QCOMPARE(entries(two), QStringList({ "src/b.txt" }));
+
+        // Archiving the folder again does not add to the earlier archive.
+        QFile::remove(m_home.filePath("one/src/a.txt"));
+        writeFile(m_home.filePath("one/src/new.txt"), "new");
+        const QUrl again = Archiver::zipFiles({ m_home.filePath("one/src") });
+        QCOMPARE(entries(again), QStringList({ "src/new.txt" }));
+        for (const QUrl &archive : { one, two, again })
+            Archiver::removeArchive(archive);
     }
 
-    void severalItemsMakeADatedArchive()
+    // Links are stored as links: one to the settings file must not put the
+    // token into the archive, and a loop must not run without end.
+    void linksAreStoredNotFollowed()
     {
-        writeFile(m_home.filePath("a/notes.txt"), "notes");
-        writeFile(m_home.filePath("b/c/report.pdf"), "pdf");
-        const QUrl archive = Archiver::zipFiles(
-            { m_home.filePath("a/notes.txt"), m_home.filePath("b/c/report.pdf"), m_home.filePath("Photos") });
-        const QFileInfo info(archive.toLocalFile());
-        QCOMPARE(info.absolutePath() + "/", tmp());
-        QVERIFY2(QRegularExpression(R"(^Archive on \d{4}-\d\d-\d\d at \d\d-\d\d-\d\d\.zip$)")
-                     .match(info.fileName())
-                     .hasMatch(),
-            qPrintable(info.fileName()));
-        QCOMPARE(
-            entries(archive), QStringList({ "Photos/2024/snow.png", "Photos/beach.jpg", "notes.txt", "report.pdf" }));
-        QVERIFY(Archiver::captureTemporaryFilePathWithName("Archive").endsWith(".zip"));
-        QVERIFY(!Archiver::captureTemporaryFilePathWithName("Archive").contains('/'));
+        writeFile(m_home.filePath("secret.ini"), "token=tk_secret");
+        writeFile(m_home.filePath("Linked/plain.txt"), "plain");
+        QVERIFY(QFile::link(m_home.filePath("secret.ini"), m_home.filePath("Linked/settings")));
+        QVERIFY(QFile::link(m_home.filePath("Linked"), m_home.filePath("Linked/loop")));
+        const QUrl archive = Archiver::zipFiles({ m_home.filePath("Linked") });
+        QCOMPARE(entries(archive), QStringList({ "Linked/loop", "Linked/plain.txt", "Linked/settings" }));
+        QCOMPARE(unzip({ "-p", archive.toLocalFile(), "Linked/settings" }), m_home.filePath("secret.ini").toUtf8());
+        Archiver::removeArchive(archive);
     }
 
     void awkwardNamesArriveIntact()
@@ -150,28 +181,34 @@ private Q_SLOTS:
         expected.sort();
         QCOMPARE(extracted, expected);
         QVERIFY(!QFileInfo::exists(dir + "/pwned"));
+        QVERIFY2(QRegularExpression(R"(^Archive on \d{4}-\d\d-\d\d at \d\d-\d\d-\d\d\.zip$)")
+                     .match(QFileInfo(archive.toLocalFile()).fileName())
+                     .hasMatch(),
+            qPrintable(archive.toLocalFile()));
 
         // A single dashed file names the archive after itself.
         const QUrl single = Archiver::zipFiles({ dir + "/-rf" });
-        QCOMPARE(single, QUrl::fromLocalFile(tmp() + "-rf.zip"));
+        QCOMPARE(QFileInfo(single.toLocalFile()).fileName(), QStringLiteral("-rf.zip"));
         QCOMPARE(entries(single), QStringList({ "-rf" }));
         QCOMPARE(unzip({ "-p", single.toLocalFile() }), QByteArray("-rf"));
+        Archiver::removeArchive(archive);
+        Archiver::removeArchive(single);
     }
 
+    // Anything zip could not take whole fails the archive: no partial
+    // archive is returned, and none is left behind.
     void badInputIsReportedNotArchived()
     {
         LogCapture log;
+        const QStringList before = temporaryEntries();
         QCOMPARE(Archiver::zipFiles({}), QUrl());
 
         const QString missing = m_home.filePath("does not exist");
         QCOMPARE(Archiver::zipFiles({ missing }), QUrl());
-        QVERIFY(!QFileInfo::exists(tmp() + "does not exist.zip"));
         QVERIFY(log.containsText("zip could not add " + missing + ": exit code 12"));
-
-        // What can be read still makes it into the archive.
         writeFile(m_home.filePath("present.txt"), "here");
-        const QUrl archive = Archiver::zipFiles({ missing, m_home.filePath("present.txt") });
-        QCOMPARE(entries(archive), QStringList({ "present.txt" }));
+        QCOMPARE(Archiver::zipFiles({ m_home.filePath("present.txt"), missing }), QUrl());
+        QCOMPARE(temporaryEntries(), before);
     }
 
     void asynchronousFormReportsOnTheMainThread()
@@ -187,7 +224,8 @@ private Q_SLOTS:
         QVERIFY(!called);
         QTRY_VERIFY_WITH_TIMEOUT(called, 30000);
         QVERIFY(onMain);
-        QCOMPARE(result, QUrl::fromLocalFile(tmp() + "Photos.zip"));
+        QCOMPARE(entries(result), QStringList({ "Photos/2024/snow.png", "Photos/beach.jpg" }));
+        Archiver::removeArchive(result);
     }
 };
 

@@ -1,6 +1,7 @@
 // Multipart uploads against the real reference service: the four calls, the
 // part PUT, and whole sessions with faults, pauses, resumption and abort.
 #include "logcapture.h"
+#include "loopbackpeer.h"
 #include "multipartapiclient.h"
 #include "multipartuploadsession.h"
 #include "notificationcenter.h"
@@ -11,9 +12,12 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrlQuery>
 
 #include <numeric>
 
@@ -52,12 +56,19 @@ private:
         return reply.status == 200 ? sha256(reply.body) : QByteArray("status ") + QByteArray::number(reply.status);
     }
 
+    // Starts the session; its completion fills in `outcome`.
+    static void start(const std::shared_ptr<TLMultipartUploadSession> &session, Outcome &outcome)
+    {
+        session->startWithProgressHandler(
+            {}, [&outcome](bool success, const QVariantMap &response, const Error &error) {
+                outcome = { true, success, response, error };
+            });
+    }
+
     // Starts the session and waits for its completion (QTRY_* needs a void function).
     static void run(const std::shared_ptr<TLMultipartUploadSession> &session, Outcome &outcome, int timeoutMs = 30000)
     {
-        session->startWithProgressHandler({}, [&](bool success, const QVariantMap &response, const Error &error) {
-            outcome = { true, success, response, error };
-        });
+        start(session, outcome);
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, timeoutMs);
     }
 
@@ -79,6 +90,8 @@ private Q_SLOTS:
             QStringLiteral("alice@example.com"), QStringLiteral("secret-pass"), QStringLiteral("alice"));
         QVERIFY2(!token.isEmpty(), qPrintable(server.serverLog()));
         qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
+        // The service here cuts files into small parts, to keep them quick.
+        TLMultipartAPIClient::sharedClient().setMinimumPartSize(1024);
         SettingsStore::instance().setToken(token);
         SettingsStore::instance().setDomain(QStringLiteral("alice"));
     }
@@ -116,8 +129,9 @@ private Q_SLOTS:
         QTRY_VERIFY(done);
         QCOMPARE(parts.size(), 1);
         QVERIFY(log.contains(QStringLiteral("[TLMultipartAPIClient] Got 1 presigned URLs")));
-        QVERIFY(
-            !log.containsText(QStringLiteral("X-Amz-Signature=")) || !log.containsText(QStringLiteral("Signature=0")));
+        const QString signature = QUrlQuery(QUrl(parts[0].toMap().value(QStringLiteral("url")).toString()))
+                                      .queryItemValue(QStringLiteral("X-Amz-Signature"));
+        QVERIFY(!signature.isEmpty());
 
         // The part goes as an octet stream whatever MIME type is passed, and the
         // ETag comes back as the store wrote it, quotes included.
@@ -149,6 +163,7 @@ private Q_SLOTS:
             });
         QTRY_VERIFY(done);
         QVERIFY(response.toMap().contains(QStringLiteral("code")));
+        QVERIFY2(!log.containsText(signature), "a presigned signature reached the log");
         QCOMPARE(downloadedHash(code), sha256(bytes));
     }
 
@@ -191,6 +206,15 @@ private Q_SLOTS:
         QVERIFY(server.setFaults(QStringLiteral("api.empty=1")));
         initiate();
         QVERIFY(log.containsText(QStringLiteral("[TLMultipartAPIClient] Failed to parse init response: ")));
+
+        // A service that accepts the request and never answers times out.
+        LoopbackPeer silent(LoopbackPeer::Mode::Silent);
+        qputenv("TESSLY_API_URL", silent.apiUrl().toUtf8());
+        client.setRequestTimeoutMs(300);
+        initiate();
+        client.setRequestTimeoutMs(60000);
+        qputenv("TESSLY_API_URL", saved);
+        QCOMPARE(error.code, -1001);
 
         // A URL that is not one: refused at once, nothing sent.
         bool failedAtOnce = false;
@@ -320,9 +344,7 @@ private Q_SLOTS:
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("3"));
         Outcome outcome;
-        session->startWithProgressHandler({}, [&](bool s, const QVariantMap &r, const Error &e) {
-            outcome = { true, s, r, e };
-        });
+        start(session, outcome);
         QTRY_COMPARE_WITH_TIMEOUT(server.partPutCounts(session->uploadId()).size(), 4, 10000); // four stalled in flight
 
         session->resume(); // not paused yet
@@ -341,6 +363,7 @@ private Q_SLOTS:
 
         QVERIFY(server.setFaults(QStringLiteral("off")));
         session->resume();
+        QVERIFY(session->state() != TLMultipartUploadSession::Paused);
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
@@ -394,9 +417,7 @@ private Q_SLOTS:
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("6"));
         Outcome outcome;
-        session->startWithProgressHandler({}, [&](bool s, const QVariantMap &r, const Error &e) {
-            outcome = { true, s, r, e };
-        });
+        start(session, outcome);
         QTRY_VERIFY_WITH_TIMEOUT(!server.partPutCounts(session->uploadId()).isEmpty(), 10000);
 
         session->abort();
@@ -426,12 +447,185 @@ private Q_SLOTS:
         QVERIFY(failure.value(QStringLiteral("error")).value<Error>().code != 0);
     }
 
-    void retryDelayDoublesUpToThirtySeconds()
+    // A part the store always refuses is sent exactly three times in a run
+    // (no back-off is waited for), then the upload fails; the record stays,
+    // as a later run may well get through.
+    void partThatAlwaysFailsEndsTheUploadAfterThreeAttempts()
     {
-        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(1), 1.0);
-        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(3), 4.0);
-        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(6), 30.0);
-        QCOMPARE(TLMultipartUploadSession::retryDelayForAttempt(1000), 30.0);
+        QVERIFY(server.setFaults(QStringLiteral("put.500=1,put.only=parts")));
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("refused.bin"), kPartSize + 10);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("9"));
+        Outcome outcome;
+        run(session, outcome);
+        QVERIFY(!outcome.success);
+        QCOMPARE(outcome.error.localizedDescription, QStringLiteral("Part 1 failed after max retries"));
+        QCOMPARE(server.partPutCounts(session->uploadId()), (QMap<int, int> { { 1, 3 }, { 2, 3 } }));
+        const auto record = TLMultipartUploadState::stateForUploadId(session->uploadId());
+        QVERIFY(record);
+        QCOMPARE(record->parts().first()->retryCount(), quint64(3));
+        TLMultipartUploadState::removeStateForUploadId(session->uploadId());
+    }
+
+    // A pause that lands while the service has not yet answered the
+    // initiate, and a resume right after, carry on once it answers.
+    void pauseAndResumeDuringInitiate()
+    {
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("early.bin"), 3 * kPartSize);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("10"));
+        Outcome outcome;
+        start(session, outcome);
+        session->pause();
+        QVERIFY(!session->currentState()); // still initiating
+        session->resume();
+        QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
+        QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
+    }
+
+    // Parts sent before a change hold the old bytes: the upload must never
+    // be assembled from two versions of the file.
+    void changedFileIsNeverStitched_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<bool>("laterRun"); // a new run from the record, or resume() of the same session
+        QTest::addColumn<QString>("log");
+        QTest::newRow("rewritten in place, next run") << "rewrite" << true << "(it was modified): uploading it afresh";
+        QTest::newRow("rewritten in place, same run")
+            << "rewrite" << false << "(it was modified): the upload is abandoned";
+        QTest::newRow("truncated") << "truncate" << false
+                                   << "(its size changed from 1310720 to 655360 bytes): the upload is abandoned";
+        QTest::newRow("deleted") << "delete" << false << "(the file is gone): the upload is abandoned";
+        // Whether the new file gets the old inode number is up to the file system.
+        QTest::newRow("deleted, then back, next run") << "delete" << true << "uploading it afresh";
+    }
+
+    void changedFileIsNeverStitched()
+    {
+        QFETCH(QString, change);
+        QFETCH(bool, laterRun);
+        QFETCH(QString, log);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("changing.bin"), 20 * kPartSize);
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1/2,stall-ms=20000")));
+        auto first
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("11"));
+        Outcome firstOutcome;
+        start(first, firstOutcome);
+        QTRY_VERIFY_WITH_TIMEOUT(first->currentState() && first->currentState()->completedParts().size() >= 3, 10000);
+        first->pause();
+        const QString oldId = first->uploadId();
+        const QString oldKey = first->key();
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+
+        QFile file(path);
+        if (change == QLatin1String("delete")) {
+            QVERIFY(file.remove());
+        } else if (change == QLatin1String("truncate")) {
+            QVERIFY(file.resize(10 * kPartSize));
+        } else {
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            QVERIFY(file.seek(10 * kPartSize));
+            QCOMPARE(file.write(QByteArray(10 * kPartSize, 'R')), 10 * kPartSize);
+            file.close();
+        }
+
+        LogCapture captured;
+        if (laterRun) {
+            first.reset();
+            const auto record = TLMultipartUploadState::stateForFilePath(path);
+            QVERIFY(record);
+            if (change == QLatin1String("delete")) // a new file under the old name, as long as the old one
+                TestFiles::random(dir.path(), QStringLiteral("changing.bin"), 20 * kPartSize);
+            Outcome outcome;
+            run(TLMultipartUploadSession::create(record, QStringLiteral("12")), outcome);
+            QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
+            const QString code = outcome.response.value(QStringLiteral("code")).toString();
+            QCOMPARE(downloadedHash(code), TestFiles::sha256(path));
+            QVERIFY(code != record->code());
+        } else {
+            first->resume();
+            QTRY_VERIFY_WITH_TIMEOUT(firstOutcome.done, 30000);
+            QVERIFY(!firstOutcome.success);
+            QVERIFY2(firstOutcome.error.localizedDescription.startsWith(
+                         QStringLiteral("The file \u201cchanging.bin\u201d changed while it was being uploaded")),
+                qPrintable(firstOutcome.error.localizedDescription));
+        }
+        QVERIFY(captured.containsText(
+            QStringLiteral("[TLMultipartUploadSession] changing.bin changed since its upload began (")));
+        QVERIFY2(captured.containsText(log), qPrintable(log));
+        // The old upload is gone on both sides: nothing is left to resume it from.
+        QVERIFY(!TLMultipartUploadState::stateForUploadId(oldId));
+        const QJsonObject partsOfOld { { "key", oldKey }, { "uploadId", oldId }, { "partNumbers", QJsonArray { 1 } } };
+        QTRY_VERIFY(server.api("POST", QStringLiteral("/v1/files/alice/parts"), token, partsOfOld).status >= 400);
+        QFile::remove(path);
+    }
+
+    // What a hostile or broken service answers to the initiate: part sizes
+    // S3 would refuse (and that would cut a file into millions of parts)
+    // fail the upload and abort it on the service; a missing "partSize"
+    // means 5 MiB.
+    void initiateAnswersAreChecked_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<qint64>("fileSize");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QByteArrayList>("requests");
+        const QByteArrayList refused { "/v1/files/alice", "/v1/files/alice/abort" };
+        const QByteArray id = R"("uploadId": "u-hostile", "key": "k")";
+        QTest::newRow("part size 1 for 60 MiB") << "{" + id + R"(, "partSize": 1})" << (qint64(60) << 20)
+                                                << "The service asked for parts of 1 bytes" << refused;
+        QTest::newRow("part size 0") << "{" + id + R"(, "partSize": 0})" << (qint64(60) << 20)
+                                     << "The service asked for parts of 0 bytes" << refused;
+        QTest::newRow("below 5 MiB") << "{" + id + R"(, "partSize": 5242879})" << (qint64(6) << 20)
+                                     << "The service asked for parts of 5242879 bytes" << refused;
+        QTest::newRow("over 10,000 parts") << "{" + id + R"(, "partSize": 5242880})" << qint64(5242880) * 10001
+                                           << "The service asked for parts of 5242880 bytes" << refused;
+        QTest::newRow("over 5 GiB a part") << "{" + id + R"(, "partSize": 6442450944})" << (qint64(7) << 30)
+                                           << "The service asked for parts of 6442450944 bytes" << refused;
+        QTest::newRow("no partSize: 5 MiB") << "{" + id + "}" << (qint64(6) << 20) << "Missing parts in response"
+                                            << QByteArrayList { "/v1/files/alice", "/v1/files/alice/parts" };
+    }
+
+    void initiateAnswersAreChecked()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(qint64, fileSize);
+        QFETCH(QString, error);
+        QFETCH(QByteArrayList, requests);
+        LoopbackPeer peer;
+        peer.setResponse(200, answer);
+        const QByteArray saved = qgetenv("TESSLY_API_URL");
+        qputenv("TESSLY_API_URL", peer.apiUrl().toUtf8());
+        auto &client = TLMultipartAPIClient::sharedClient();
+        client.setMinimumPartSize(TLMultipartAPIClient::kDefaultPartSize);
+
+        // Sparse: only the size matters before the first part is read.
+        QFile file(dir.filePath(QStringLiteral("hostile.bin")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(fileSize));
+        file.close();
+        auto session = TLMultipartUploadSession::create(
+            QUrl::fromLocalFile(file.fileName()), QString(), QVariant(), QStringLiteral("13"));
+        Outcome outcome;
+        run(session, outcome);
+        client.setMinimumPartSize(1024);
+        qputenv("TESSLY_API_URL", saved);
+
+        QVERIFY(!outcome.success);
+        QVERIFY2(outcome.error.localizedDescription.startsWith(error), qPrintable(outcome.error.localizedDescription));
+        QTRY_COMPARE(peer.requests().size(), requests.size());
+        for (qsizetype i = 0; i < requests.size(); ++i)
+            QCOMPARE(peer.requests().at(i).target, requests.at(i));
+        const auto record = TLMultipartUploadState::stateForUploadId(QStringLiteral("u-hostile"));
+        if (requests.last().endsWith("/parts")) {
+            QVERIFY(record);
+            QCOMPARE(record->partSize(), quint64(5242880));
+            QCOMPARE(record->parts().size(), 2);
+        } else {
+            QVERIFY(!record);
+        }
+        TLMultipartUploadState::removeStateForUploadId(QStringLiteral("u-hostile"));
+        file.remove();
     }
 };
 

@@ -1,5 +1,6 @@
 // Pasteboard against mime data as a drop hands it over; the real X11
 // clipboard path is covered by tst_pasteboard_e2e.
+#include "capturenaming.h"
 #include "logcapture.h"
 #include "pasteboard.h"
 
@@ -42,7 +43,9 @@ class TestPasteboard : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_tmp; // the temporary directory the code under test writes to
+    QTemporaryDir m_tmp; // TMPDIR while the test runs
+    // Where the code under test writes: the run's private folder.
+    static QString tmp() { return CaptureNaming::temporaryDirectory(); }
     QTemporaryDir m_files; // where "other applications" keep their files
     QByteArray m_savedTmpdir;
 
@@ -67,7 +70,7 @@ private Q_SLOTS:
 
     void cleanup()
     {
-        QDir dir(m_tmp.path());
+        QDir dir(tmp());
         for (const QString &name : dir.entryList(QDir::Files | QDir::Hidden))
             dir.remove(name);
     }
@@ -105,7 +108,7 @@ private Q_SLOTS:
         LogCapture log;
         const QString path = Pasteboard(&mime).imageDataPath();
 
-        QCOMPARE(QFileInfo(path).absolutePath(), QDir(m_tmp.path()).canonicalPath());
+        QCOMPARE(QFileInfo(path).absolutePath() + "/", tmp());
         QVERIFY2(kDefaultName.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
         QVERIFY(path.endsWith("." + extension));
         QCOMPARE(readFile(path), written);
@@ -144,9 +147,9 @@ private Q_SLOTS:
         const Pasteboard pasteboard(&mime);
         QVERIFY(!pasteboard.hasImage());
         const QString path = pasteboard.imageDataPath();
-        QVERIFY(path.startsWith(m_tmp.path()) || path.startsWith(QDir(m_tmp.path()).canonicalPath()));
+        QVERIFY(path.startsWith(tmp()));
         QVERIFY(!QFileInfo::exists(path));
-        QVERIFY(QDir(m_tmp.path()).isEmpty());
+        QVERIFY(QDir(tmp()).isEmpty());
         QVERIFY(log.contains("Image data unavailable in drag operation."));
 
         QVERIFY(Pasteboard(nullptr).imageDataPath().endsWith(".png"));
@@ -155,16 +158,15 @@ private Q_SLOTS:
     void unwritableTargetReportsEmpty()
     {
         // A folder already holds the name the image would be written under.
-        QVERIFY(QDir(m_tmp.path()).mkdir("cat.png"));
+        QVERIFY(QDir(tmp()).mkdir("cat.png"));
         QMimeData mime;
         mime.setData("image/png", encoded("PNG"));
         mime.setData("text/uri-list", "https://example.com/cat.png");
         LogCapture log;
         QCOMPARE(Pasteboard(&mime).imageDataPath(), QString());
-        QVERIFY(log.containsText(
-            "Could not write clipboard image to " + QDir(m_tmp.path()).canonicalPath() + "/cat.png: "));
-        QVERIFY(QFileInfo(m_tmp.filePath("cat.png")).isDir());
-        QDir(m_tmp.path()).rmdir("cat.png");
+        QVERIFY(log.containsText("Could not write clipboard image to " + tmp() + "cat.png: "));
+        QVERIFY(QFileInfo(tmp() + "cat.png").isDir());
+        QDir(tmp()).rmdir("cat.png");
     }
 
     void webPageImages_data()
@@ -173,17 +175,17 @@ private Q_SLOTS:
         QTest::addColumn<QString>("extension"); // empty: no image
 
         const QString jpegFile = writeFile("photo & co.jpg", encoded("JPEG"));
-        const QString pngNamedJpg = writeFile("really-a-png.jpg", encoded("PNG"));
         const QString gif = "data:image/gif;base64," + kGif.toBase64();
         QTest::newRow("remote sources are skipped, never fetched")
             << "<img src=\"http://127.0.0.1:9/x.png\"><IMG alt=x SRC='" + gif + "'>"
             << "gif";
-        QTest::newRow("file URL with an entity")
-            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString().replace("&", "&amp;") + "\">"
-            << "jpg";
-        QTest::newRow("a file's type is judged by its content")
-            << "<img src=" + QUrl::fromLocalFile(pngNamedJpg).toString(QUrl::FullyEncoded) + ">"
-            << "png";
+        // A page's author chooses the file: it is never read.
+        QTest::newRow("file URL of an existing image is not read")
+            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString() + "\">"
+            << "";
+        QTest::newRow("file URL before a data URL")
+            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString() + "\"><img src=\"" + gif + "\">"
+            << "gif";
         QTest::newRow("base64 broken over lines")
             << "<img src=\"data:image/gif;base64," + QString(kGif.toBase64()).insert(8, "\n  ") + "\">"
             << "gif";
@@ -192,8 +194,6 @@ private Q_SLOTS:
             << "";
         QTest::newRow("corrupt base64") << "<img src=\"data:image/png;base64,%%%%\">"
                                         << "";
-        QTest::newRow("missing file") << "<img src=\"file:///nonexistent/tessly.png\">"
-                                      << "";
         QTest::newRow("no image") << "<p>data:image/png;base64,AAAA</p>"
                                   << "";
     }
@@ -264,7 +264,7 @@ private Q_SLOTS:
         mime.setData("image/png", encoded("PNG"));
         mime.setData("text/uri-list", "https://example.com/cat.png?w=200\r\n");
         const QString path = Pasteboard(&mime).imageDataPath();
-        QCOMPARE(path, QDir(m_tmp.path()).canonicalPath() + "/cat.png");
+        QCOMPARE(path, tmp() + "cat.png");
         QCOMPARE(readFile(path), encoded("PNG"));
     }
 
@@ -299,10 +299,10 @@ private Q_SLOTS:
         const QString path = pasteboard.filePromisePath();
         if (!copied) {
             QVERIFY(path.isEmpty());
-            QVERIFY(QDir(m_tmp.path()).isEmpty());
+            QVERIFY(QDir(tmp()).isEmpty());
             return;
         }
-        QCOMPARE(path, QDir(m_tmp.path()).canonicalPath() + "/Quarterly report 100%.pdf");
+        QCOMPARE(path, tmp() + "Quarterly report 100%.pdf");
         QCOMPARE(readFile(path), QByteArray("%PDF-1.4 body"));
         // Offering the copy itself again leaves it in place.
         QMimeData again;

@@ -1,6 +1,7 @@
 // The clipboard as another application leaves it on a real X server: set with
 // xclip or by a second process offering several types, read back with xclip,
 // and turned into a file by Pasteboard in this process.
+#include "capturenaming.h"
 #include "e2e.h"
 #include "logcapture.h"
 #include "pasteboard.h"
@@ -111,7 +112,7 @@ private Q_SLOTS:
             m_owner.kill();
             m_owner.waitForFinished();
         }
-        QDir dir(m_tmp.path());
+        QDir dir(CaptureNaming::temporaryDirectory());
         for (const QString &name : dir.entryList(QDir::Files))
             dir.remove(name);
     }
@@ -140,7 +141,7 @@ private Q_SLOTS:
             setWithOwner({ { "image/png", png }, { "text/uri-list", "https://example.com/img/cat.png?w=200\r\n" } }));
         QCOMPARE(clipboardAs("text/uri-list"), QByteArray("https://example.com/img/cat.png?w=200\r\n"));
         const QString path = Pasteboard::general().imageDataPath();
-        QCOMPARE(path, QDir(m_tmp.path()).canonicalPath() + "/cat.png");
+        QCOMPARE(path, CaptureNaming::temporaryDirectory() + "cat.png");
         QCOMPARE(readFile(path), png);
     }
 
@@ -175,7 +176,7 @@ private Q_SLOTS:
         const Pasteboard pasteboard = Pasteboard::general();
         QVERIFY(!pasteboard.hasImage());
         QVERIFY(!QFileInfo::exists(pasteboard.imageDataPath()));
-        QVERIFY(QDir(m_tmp.path()).isEmpty());
+        QVERIFY(QDir(CaptureNaming::temporaryDirectory()).isEmpty());
     }
 };
 

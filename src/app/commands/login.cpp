@@ -1,5 +1,6 @@
 #include "api.h"
 #include "commands.h"
+#include "defaultskeys.h"
 #include "notificationcenter.h"
 #include "notifications.h"
 #include "serviceconfig.h"
@@ -57,6 +58,8 @@ QString parseLogin(const QStringList &args, LoginArguments *parsed)
     }
     if (parsed->token.isEmpty())
         return QStringLiteral("a non-empty --token is required (usage: tessly login --token TOKEN [--domain PROFILE])");
+    if (!SettingsStore::isValidToken(parsed->token))
+        return QStringLiteral("the token may hold only printable ASCII characters, without spaces or line breaks");
     return {};
 }
 
@@ -88,19 +91,35 @@ int login(const QStringList &args)
 
     API::instance(); // so the store hands the token to the client
     SettingsStore &settings = SettingsStore::instance();
+    const QString previousToken = settings.token();
+    const QString previousDomain = settings.domain();
     settings.setToken(parsed.token);
+    // The stored profile belonged to the previous sign-in: the new token's
+    // account names its own, and the service is asked even when a profile
+    // is named, so a mistyped or foreign token is never reported as signed in.
+    settings.removeObject(QString::fromLatin1(DefaultsKeys::Domain));
     if (!parsed.domain.isEmpty())
         settings.setDomain(parsed.domain);
 
     bool finished = false, resolved = false;
     QEventLoop loop;
-    API::instance().ensureDomainWithCompletion([&](bool ok) {
+    const auto done = [&](bool ok) {
         resolved = ok;
         finished = true;
         loop.quit();
-    });
+    };
+    if (parsed.domain.isEmpty())
+        API::instance().ensureDomainWithCompletion(done);
+    else
+        API::instance().getMe([&](bool ok, const QVariant &, const Error &) { done(ok); });
     if (!finished)
         loop.exec();
+    if (refused && !previousToken.isEmpty()) {
+        // A refused token leaves the earlier sign-in as it was.
+        settings.setToken(previousToken);
+        if (!previousDomain.isNull())
+            settings.setDomain(previousDomain);
+    }
     center.removeObserver(errorObserver);
     center.removeObserver(authObserver);
 

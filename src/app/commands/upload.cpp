@@ -21,6 +21,26 @@ namespace Commands {
 
 namespace {
 
+// A file name or message as it may be shown on a terminal: control
+// characters (escape sequences, line breaks), direction overrides and the
+// backslash itself are written as \xNN or \uNNNN, so a name cannot move the
+// cursor, recolour the terminal or pose as another line.
+QString printable(const QString &text)
+{
+    QString shown;
+    shown.reserve(text.size());
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0) || u == '\\')
+            shown += QLatin1String("\\x") + QString::number(u, 16).toUpper().rightJustified(2, QLatin1Char('0'));
+        else if ((u >= 0x202a && u <= 0x202e) || (u >= 0x2066 && u <= 0x2069))
+            shown += QLatin1String("\\u") + QString::number(u, 16).toUpper();
+        else
+            shown += c;
+    }
+    return shown;
+}
+
 // What became of one file.
 struct Result
 {
@@ -146,14 +166,22 @@ int uploadFilesAndPrintLinks(const char *command, const QStringList &paths)
         loop.exec();
     progress.finish();
 
+    // Archives made for this run go once uploaded; one that failed stays only
+    // while an unfinished upload can resume from it.
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        const bool archived = !files[i].isEmpty() && QFileInfo(paths[i]).isDir();
+        if (archived && (!results[i].link.isEmpty() || !TLMultipartUploadState::stateForFilePath(files[i])))
+            Archiver::removeArchive(QUrl::fromLocalFile(files[i]));
+    }
+
     int failures = 0;
     for (qsizetype i = 0; i < paths.size(); ++i) {
         if (!results[i].link.isEmpty()) {
             out() << results[i].link << "\n";
         } else {
             ++failures;
-            err() << "tessly " << command << ": " << paths[i] << ": "
-                  << (results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error) << "\n";
+            err() << "tessly " << command << ": " << printable(paths[i]) << ": "
+                  << printable(results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error) << "\n";
         }
     }
     return failures == 0 ? 0 : 1;
@@ -186,7 +214,7 @@ int uploads(const QStringList &args)
                      .arg(double(state->progress()) * 100.0, 5, 'f', 1)
                      .arg(state->completedParts().size())
                      .arg(state->parts().size())
-                     .arg(when, state->filePath(),
+                     .arg(when, printable(state->filePath()),
                          QFileInfo::exists(state->filePath()) ? QString() : QStringLiteral("  (file missing)"));
     }
     return 0;
@@ -201,7 +229,8 @@ int resume(const QStringList &args)
         if (files.contains(state->filePath()))
             continue; // the newest record of a file is the one that resumes
         if (!QFileInfo::exists(state->filePath())) {
-            err() << "tessly resume: " << state->filePath() << ": the file is gone; `tessly cancel-all` forgets it\n";
+            err() << "tessly resume: " << printable(state->filePath())
+                  << ": the file is gone; `tessly cancel-all` forgets it\n";
             continue;
         }
         files << state->filePath();
@@ -233,7 +262,8 @@ int cancelAll(const QStringList &args)
         TLMultipartUploadState::removeStateForUploadId(state->uploadId());
         if (!ok) {
             ++failed;
-            err() << "tessly cancel-all: " << state->filePath() << ": the service did not confirm the abort\n";
+            err() << "tessly cancel-all: " << printable(state->filePath())
+                  << ": the service did not confirm the abort\n";
         }
     }
     out() << "Cancelled " << pending.size()
