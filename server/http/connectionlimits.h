@@ -12,6 +12,11 @@
 // accepted: this file defines accept(), which the httplib library calls
 // through the dynamic linker, and hands the admitted address to the next
 // enqueue() on the same thread, which httplib calls right after accept().
+//
+// A subclass of httplib::Server that overrides process_and_close_socket()
+// would see each socket without this, but it cannot serve the connections it
+// admits: Debian's httplib 0.11 declares that function private in Server and
+// in SSLServer, so an override cannot call the library's own version.
 #pragma once
 
 #include <httplib.h>
