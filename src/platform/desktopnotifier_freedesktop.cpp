@@ -43,7 +43,11 @@ public:
             QDBusPendingReply<uint> reply = *watcher;
             watcher->deleteLater();
             if (reply.isError()) {
-                qCWarning(lcFreedesktopNotifier) << "notification not shown:" << reply.error().message();
+                // Without a notification daemon every notification fails
+                // alike: say it once.
+                if (!m_warned)
+                    qCWarning(lcFreedesktopNotifier) << "notification not shown:" << reply.error().message();
+                m_warned = true;
                 return;
             }
             if (url.isValid())
@@ -66,6 +70,7 @@ private Q_SLOTS:
 
 private:
     QHash<uint, QUrl> m_urls;
+    bool m_warned = false;
 };
 
 } // namespace
