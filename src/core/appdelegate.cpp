@@ -647,6 +647,11 @@ void AppDelegate::handleUploadComplete(const Notification &note)
     // file) follows and is the one that counts.
     if (!object.contains(QStringLiteral("file")))
         return;
+    if (!object.value(QStringLiteral("succeeded")).toBool()) {
+        qCInfo(lcAppDelegate).noquote() << "Upload failed, no link:"
+                                        << object.value(QStringLiteral("file")).toUrl().toLocalFile();
+        return;
+    }
     const QVariantMap response = object.value(QStringLiteral("response")).toMap();
     const QString code = response.value(QStringLiteral("code")).toString();
     const QString customDomain = response.value(QStringLiteral("customDomain")).toString();

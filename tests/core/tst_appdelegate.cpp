@@ -311,8 +311,8 @@ private Q_SLOTS:
         QStringList names;
         QMap<int, QString> byOrder;
         for (const QJsonValue &item :
-            filesOnService(QStringLiteral("&parentItem=") + folder.value(QStringLiteral("item")).toString()))
-            byOrder.insert(item.toObject().value(QStringLiteral("order")).toInt(),
+            filesOnService(QStringLiteral("&parentItem=demo/%1").arg(folder.value(QStringLiteral("item")).toInteger())))
+            byOrder.insert(item.toObject().value(QStringLiteral("order")).toVariant().toInt(),
                 item.toObject().value(QStringLiteral("name")).toString());
         QCOMPARE(byOrder.values(), (QStringList { tag + "-A.txt", tag + "-b.txt", tag + "-c.txt" }));
     }
@@ -337,9 +337,12 @@ private Q_SLOTS:
 
     void accountWithoutProfileIsAskedToCreateOne()
     {
-        const QString token
-            = m_server.addUser(QStringLiteral("new@tessly.test"), QStringLiteral("new-password"), QString());
-        QVERIFY(!token.isEmpty());
+        // An account without a profile: the admin endpoint, profile left out.
+        const auto created = m_server.api("POST", QStringLiteral("/admin/users"), {},
+            { { QStringLiteral("email"), QStringLiteral("new@tessly.test") },
+                { QStringLiteral("password"), QStringLiteral("new-password") } });
+        const QString token = created.json().value(QStringLiteral("token")).toString();
+        QVERIFY2(!token.isEmpty(), created.body.constData());
         signIn(token, QString());
         m_opened.clear();
         m_alerts.clear();
