@@ -265,6 +265,7 @@ void AppDelegate::promptUserToCreateProfile()
         QMessageBox box(QMessageBox::Information, title, title);
         box.setInformativeText(text);
         box.setWindowTitle(QStringLiteral("Tessly Cloud"));
+        box.setStyleSheet(QStringLiteral("QLabel#qt_msgbox_informativelabel { min-width: 340px; }"));
         QPushButton *create = box.addButton(buttons[0], QMessageBox::AcceptRole);
         box.addButton(buttons[1], QMessageBox::RejectRole);
         box.setDefaultButton(create);

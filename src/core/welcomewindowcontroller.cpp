@@ -26,7 +26,7 @@ WelcomeWindowController::WelcomeWindowController(const QString &page, QWidget *p
     m_webview->setOpenLinks(false);
     m_webview->setOpenExternalLinks(false);
     connect(m_webview, &QTextBrowser::anchorClicked, this, &WelcomeWindowController::navigate);
-    resize(560, 600);
+    resize(560, 570);
     loadHTML();
     NotificationCenter::defaultCenter().addObserver(this, QString::fromLatin1(Notifications::UserLoggedIn),
         [this](const Notification &) { QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection); });
