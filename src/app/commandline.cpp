@@ -14,12 +14,15 @@ const Command kCommands[] = {
     { "login", "--token TOKEN [--domain PROFILE]", "sign in with a token (\"-\" reads it from stdin)", false,
         Commands::login },
     { "logout", "", "forget the stored token and profile", false, Commands::logout },
-    { "upload", "FILE...", "upload files (a folder as a ZIP) and print their links", false, Commands::upload },
+    { "upload", "[--copy] FILE...", "upload files (a folder as a ZIP) and print their links", false, Commands::upload },
     { "uploads", "", "list unfinished large uploads", false, Commands::uploads },
     { "resume", "", "resume every unfinished large upload", false, Commands::resume },
     { "cancel-all", "", "abort every unfinished upload", false, Commands::cancelAll },
     { "screenshot", "[--window] [--markup]", "take a screenshot and upload it", true, Commands::screenshot },
     { "open", "FILE", "upload a file handed to Tessly Cloud", false, Commands::open },
+    { "share", "FILE...|URL", "share through the running tray: the link goes to the clipboard", false,
+        Commands::share },
+    { "shorten", "URL", "print the short link of a web address", false, Commands::shorten },
 };
 
 const Command kUnknown = { "", "", "", false, nullptr };
@@ -57,6 +60,12 @@ const Command *find(const QStringList &args)
             return &c;
     }
     return &kUnknown;
+}
+
+bool needsGui(const Command &command, const QStringList &args)
+{
+    // Copying to the clipboard takes a display connection.
+    return command.needsGui || args.mid(1).contains(QLatin1String("--copy"));
 }
 
 int run(const Command &command, const QStringList &args)

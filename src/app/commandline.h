@@ -22,6 +22,10 @@ struct Command
 // An unknown name is answered by the "help" command with exit code 2.
 const Command *find(const QStringList &args);
 
+// Whether the run needs a QApplication: the command's flag, or an option
+// that reaches the clipboard.
+bool needsGui(const Command &command, const QStringList &args);
+
 // Runs the command found for args; usage errors exit with 2.
 int run(const Command &command, const QStringList &args);
 

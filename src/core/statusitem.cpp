@@ -23,6 +23,15 @@ StatusItem::StatusItem(QObject *parent)
             Q_EMIT clicked();
     });
     setImageNamed(QStringLiteral("MenuIcon"));
+    // A switch between light and dark panels re-tints the icon.
+    qApp->installEventFilter(this);
+}
+
+bool StatusItem::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange && !m_imageName.isEmpty())
+        setImageNamed(m_imageName);
+    return QObject::eventFilter(watched, event);
 }
 
 StatusItem::~StatusItem() = default;
@@ -54,8 +63,11 @@ void StatusItem::setImageNamed(const QString &name)
         qCWarning(lcStatusItem) << "no status item image named" << name;
         return;
     }
+    const bool changed = m_imageName != name;
     m_imageName = name;
     m_tray->setIcon(icon);
+    if (changed)
+        Q_EMIT imageNameChanged(name);
 }
 
 void StatusItem::setMenu(QMenu *menu)

@@ -40,6 +40,10 @@ public:
 
 Q_SIGNALS:
     void clicked();
+    void imageNameChanged(const QString &name);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     QSystemTrayIcon *m_tray;

@@ -1,6 +1,7 @@
 // Notifications through org.freedesktop.Notifications on the session bus
 // (GNOME Shell, KDE Plasma, dunst, mako, xfce4-notifyd all serve it).
 #include "desktopnotifier.h"
+#include "serviceconfig.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
@@ -36,14 +37,18 @@ public:
         QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
         const QStringList actions
             = url.isValid() ? QStringList { QStringLiteral("default"), QStringLiteral("Open") } : QStringList {};
-        call << QStringLiteral("Tessly Cloud") << uint(0) << QStringLiteral("tessly") << title << body << actions
+        call << QStringLiteral("Tessly Cloud") << uint(0) << Config::applicationId() << title << body << actions
              << QVariantMap { { QStringLiteral("desktop-entry"), QStringLiteral("com.tessly.Cloud") } } << int(-1);
         auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, url] {
             QDBusPendingReply<uint> reply = *watcher;
             watcher->deleteLater();
             if (reply.isError()) {
-                qCWarning(lcFreedesktopNotifier) << "notification not shown:" << reply.error().message();
+                // Without a notification daemon every notification fails
+                // alike: say it once.
+                if (!m_warned)
+                    qCWarning(lcFreedesktopNotifier) << "notification not shown:" << reply.error().message();
+                m_warned = true;
                 return;
             }
             if (url.isValid())
@@ -66,6 +71,7 @@ private Q_SLOTS:
 
 private:
     QHash<uint, QUrl> m_urls;
+    bool m_warned = false;
 };
 
 } // namespace

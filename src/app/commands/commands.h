@@ -16,11 +16,13 @@ int upload(const QStringList &args);
 int uploads(const QStringList &args);
 int resume(const QStringList &args);
 int cancelAll(const QStringList &args);
+int share(const QStringList &args);
+int shorten(const QStringList &args);
 
 // Uploads the files (a folder as a ZIP archive of it) through the upload
 // queue and prints one share link per file, in the order given; failures go
 // to stderr. Returns the exit code: 0 when every file made it, else 1.
-int uploadFilesAndPrintLinks(const char *command, const QStringList &paths);
+int uploadFilesAndPrintLinks(const char *command, const QStringList &paths, QStringList *links = nullptr);
 
 // Uploads a captured or received file and prints its share link; the exit
 // code for the command.

@@ -2,6 +2,7 @@
 // the upload queue from the command line, for scripts and for people.
 #include "api.h"
 #include "archiver.h"
+#include "clipboardmanager.h"
 #include "commands.h"
 #include "fileuploadqueue.h"
 #include "multipartapiclient.h"
@@ -12,10 +13,13 @@
 #include "sharelink.h"
 #include "terminalprogress.h"
 
+#include <QClipboard>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QHash>
 #include <QLocale>
+#include <QMimeData>
 
 namespace Commands {
 
@@ -99,12 +103,32 @@ QString uploadablePath(const QString &path, QString *error)
     return info.absoluteFilePath();
 }
 
+// `--copy`: the links on the clipboard. On X11 the clipboard lives in the
+// process that set it, so it outlives this command only when a clipboard
+// manager takes it over (Qt hands it over as the application object goes).
+void copyLinks(const QStringList &links)
+{
+    auto *data = new QMimeData;
+    data->setText(links.join(QLatin1Char('\n')));
+    QList<QUrl> urls;
+    for (const QString &link : links)
+        urls << QUrl(link);
+    data->setUrls(urls);
+    QGuiApplication::clipboard()->setMimeData(data);
+    if (ClipboardManager::isRunning())
+        err() << "tessly upload: " << (links.size() == 1 ? "the link is" : "the links are") << " on the clipboard\n";
+    else
+        err() << "tessly upload: no clipboard manager runs, so the clipboard empties when this command ends; "
+                 "start one (or use the tray application) to keep "
+              << (links.size() == 1 ? "the link" : "the links") << "\n";
+}
+
 } // namespace
 
 // Uploads the files through the queue, waits for the batch, then prints one
 // line per file in the order given: the share link, or on stderr what went
 // wrong. Exit code 0 when every file made it, 1 otherwise.
-int uploadFilesAndPrintLinks(const char *command, const QStringList &paths)
+int uploadFilesAndPrintLinks(const char *command, const QStringList &paths, QStringList *links)
 {
     if (!signedIn(command) || !ensureDomain(command))
         return 1;
@@ -178,6 +202,8 @@ int uploadFilesAndPrintLinks(const char *command, const QStringList &paths)
     for (qsizetype i = 0; i < paths.size(); ++i) {
         if (!results[i].link.isEmpty()) {
             out() << results[i].link << "\n";
+            if (links)
+                *links << results[i].link;
         } else {
             ++failures;
             err() << "tessly " << command << ": " << printable(paths[i]) << ": "
@@ -187,8 +213,10 @@ int uploadFilesAndPrintLinks(const char *command, const QStringList &paths)
     return failures == 0 ? 0 : 1;
 }
 
-int upload(const QStringList &args)
+int upload(const QStringList &arguments)
 {
+    QStringList args = arguments;
+    const bool copy = args.removeAll(QStringLiteral("--copy")) > 0;
     if (args.isEmpty())
         return usageError("upload", QStringLiteral("name at least one file (usage: tessly upload FILE...)"));
     for (const QString &arg : args) {
@@ -196,7 +224,13 @@ int upload(const QStringList &args)
             return usageError(
                 "upload", QStringLiteral("unknown option '%1' (a file named so needs ./ before it)").arg(arg));
     }
-    return uploadFilesAndPrintLinks("upload", args);
+    if (!copy)
+        return uploadFilesAndPrintLinks("upload", args);
+    QStringList links;
+    const int status = uploadFilesAndPrintLinks("upload", args, &links);
+    if (!links.isEmpty())
+        copyLinks(links);
+    return status;
 }
 
 int uploads(const QStringList &args)

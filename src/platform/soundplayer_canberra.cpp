@@ -1,0 +1,51 @@
+// Sounds through libcanberra, which finds the event in the desktop's sound
+// theme (falling back to freedesktop's) and plays it on PulseAudio, PipeWire
+// or ALSA, whichever runs.
+#include "soundplayer.h"
+
+#include <canberra.h>
+#include <QLoggingCategory>
+
+Q_LOGGING_CATEGORY(lcCanberraSoundPlayer, "tessly.platform.soundplayer.canberra")
+
+namespace {
+
+class CanberraSoundPlayer final : public SoundPlayer
+{
+public:
+    explicit CanberraSoundPlayer(ca_context *context)
+        : m_context(context)
+    {
+    }
+    ~CanberraSoundPlayer() override { ca_context_destroy(m_context); }
+
+    QString backendName() const override { return QStringLiteral("canberra"); }
+
+protected:
+    void playEvent(const QString &eventId) override
+    {
+        const int result = ca_context_play(m_context, 0, CA_PROP_EVENT_ID, eventId.toUtf8().constData(),
+            CA_PROP_EVENT_DESCRIPTION, "Link copied", nullptr);
+        if (result != CA_SUCCESS && !m_warned) {
+            m_warned = true; // a machine without a sound device says so once
+            qCWarning(lcCanberraSoundPlayer).noquote()
+                << "sound" << eventId << "not played:" << QString::fromUtf8(ca_strerror(result));
+        }
+    }
+
+private:
+    ca_context *m_context;
+    bool m_warned = false;
+};
+
+} // namespace
+
+std::unique_ptr<SoundPlayer> createCanberraSoundPlayer()
+{
+    ca_context *context = nullptr;
+    if (ca_context_create(&context) != CA_SUCCESS)
+        return {};
+    ca_context_change_props(context, CA_PROP_APPLICATION_NAME, "Tessly Cloud", CA_PROP_APPLICATION_ID,
+        "com.tessly.Cloud", CA_PROP_APPLICATION_ICON_NAME, "com.tessly.Cloud", nullptr);
+    return std::make_unique<CanberraSoundPlayer>(context);
+}
