@@ -1,15 +1,14 @@
 #include "trayapplication.h"
 
 #include "statusitem.h"
+#include "statusmenu.h"
 
 #include <QApplication>
-#include <QMenu>
 
 TrayApplication::TrayApplication()
-    : m_menu(std::make_unique<QMenu>())
+    : m_menu(std::make_unique<StatusMenu>(this))
     , m_statusItem(std::make_unique<StatusItem>())
 {
-    m_menu->addAction(QStringLiteral("Quit Tessly Cloud"), qApp, &QCoreApplication::quit);
     m_statusItem->setMenu(m_menu.get());
 }
 
