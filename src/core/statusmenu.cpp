@@ -23,6 +23,7 @@
 #include <QHBoxLayout>
 #include <QLoggingCategory>
 #include <QMimeData>
+#include <QScreen>
 #include <QWidgetAction>
 
 Q_LOGGING_CATEGORY(lcStatusMenu, "tessly.core.statusmenu")
@@ -308,6 +309,7 @@ void StatusMenu::display(const QVariantList &items, RowKind kind)
     }
     m_shownItems = items;
     m_shownEmptyText = emptyText;
+    keepOnScreen();
     Q_EMIT itemsDisplayed();
 }
 
@@ -402,6 +404,27 @@ void StatusMenu::refreshUploadStatusItems()
         m_uploadProgressViewController->updateWithProgress(row.progress, row.speed, row.state, row.hasMultipartUploads);
     m_uploadingStatusItem->setVisible(row.visible);
     m_uploadProgressViewController->update();
+    keepOnScreen();
+}
+
+void StatusMenu::keepOnScreen()
+{
+    // Rows that arrive while the menu is open make it grow from where it was
+    // placed, which under a tray in a screen's corner is past the edge.
+    if (!isVisible() || !screen())
+        return;
+    const QRect area = screen()->availableGeometry();
+    QRect frame(pos(), sizeHint());
+    if (frame.right() > area.right())
+        frame.moveRight(area.right());
+    if (frame.bottom() > area.bottom())
+        frame.moveBottom(area.bottom());
+    if (frame.left() < area.left())
+        frame.moveLeft(area.left());
+    if (frame.top() < area.top())
+        frame.moveTop(area.top());
+    if (frame != geometry())
+        setGeometry(frame);
 }
 
 QString StatusMenu::formattedSpeed(double bytesPerSecond)

@@ -102,6 +102,7 @@ private:
     void display(const QVariantList &items, RowKind kind);
     API::Completion listCompletion(StatusMenuModel::List list);
     void scheduleUploadRefresh();
+    void keepOnScreen();
     void onRecordingDidStart();
     void onRecordingDidStop();
     void onEncodingDidStart();
