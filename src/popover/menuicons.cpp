@@ -7,11 +7,11 @@ namespace MenuIcons {
 
 QIcon themed(const QString &name, const QColor &color)
 {
-    if (QIcon::hasThemeIcon(name))
-        return QIcon::fromTheme(name);
-    const QIcon symbolic = QIcon::fromTheme(name + QStringLiteral("-symbolic"));
-    if (symbolic.isNull())
-        return {};
+    // The symbolic drawing first: one colour, like the menu's text.
+    const QString symbolicName = name + QStringLiteral("-symbolic");
+    if (!QIcon::hasThemeIcon(symbolicName))
+        return QIcon::hasThemeIcon(name) ? QIcon::fromTheme(name) : QIcon();
+    const QIcon symbolic = QIcon::fromTheme(symbolicName);
     QIcon tinted;
     for (int side : { 16, 20, 22, 24, 32, 40, 44, 48 }) {
         QPixmap pixmap = symbolic.pixmap(side, side);

@@ -10,8 +10,8 @@
 // and dark looks alike.
 namespace MenuIcons {
 
-// The theme's icon `name`, else its symbolic variant tinted with `color`;
-// a null icon when the theme has neither.
+// The theme's symbolic variant of `name` tinted with `color`, else its
+// icon `name`; a null icon when the theme has neither.
 QIcon themed(const QString &name, const QColor &color);
 
 } // namespace MenuIcons
