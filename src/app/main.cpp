@@ -72,9 +72,9 @@ int main(int argc, char *argv[])
                 list << (arg.contains(QLatin1String("://")) ? arg : QFileInfo(arg).absoluteFilePath());
             return list;
         }();
-        const bool sent = action ? SingleInstance::send(QStringLiteral("perform"), args.mid(1), &answer)
-                                 : SingleInstance::send(
-                                     handedOver ? QStringLiteral("open") : QStringLiteral("reopen"), absolute, &answer);
+        const bool sent = action
+            ? SingleInstance::send(QStringLiteral("perform"), args.mid(1), &answer)
+            : SingleInstance::send(handedOver ? QStringLiteral("open") : QStringLiteral("reopen"), absolute, &answer);
         if (sent) {
             if (!answer.ok)
                 QTextStream(stderr) << "tessly: " << answer.message << "\n";
