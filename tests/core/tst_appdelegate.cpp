@@ -338,7 +338,7 @@ private Q_SLOTS:
     void accountWithoutProfileIsAskedToCreateOne()
     {
         // An account without a profile: the admin endpoint, profile left out.
-        const auto created = m_server.api("POST", QStringLiteral("/admin/users"), {},
+        const auto created = m_server.admin("POST", QStringLiteral("/admin/users"),
             { { QStringLiteral("email"), QStringLiteral("new@tessly.test") },
                 { QStringLiteral("password"), QStringLiteral("new-password") } });
         const QString token = created.json().value(QStringLiteral("token")).toString();
