@@ -20,6 +20,8 @@ const Command kCommands[] = {
     { "cancel-all", "", "abort every unfinished upload", false, Commands::cancelAll },
     { "screenshot", "[--window] [--markup]", "take a screenshot and upload it", true, Commands::screenshot },
     { "open", "FILE", "upload a file handed to Tessly Cloud", false, Commands::open },
+    { "gif", "MOVIE", "turn a movie into an animated GIF and print its path", false, Commands::gif },
+    { "optimize", "MOVIE", "make a movie stream-ready (MP4) and print its path", false, Commands::optimize },
 };
 
 const Command kUnknown = { "", "", "", false, nullptr };

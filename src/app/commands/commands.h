@@ -16,6 +16,8 @@ int upload(const QStringList &args);
 int uploads(const QStringList &args);
 int resume(const QStringList &args);
 int cancelAll(const QStringList &args);
+int gif(const QStringList &args);
+int optimize(const QStringList &args);
 
 // Uploads the files (a folder as a ZIP archive of it) through the upload
 // queue and prints one share link per file, in the order given; failures go
