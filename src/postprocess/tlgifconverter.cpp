@@ -17,8 +17,12 @@
 #include <QUuid>
 
 #include <cmath>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <signal.h>
 #include <sys/types.h>
+#include <thread>
 
 Q_LOGGING_CATEGORY(lcGifConverter, "tessly.postprocess.gifconverter")
 
@@ -62,6 +66,56 @@ void removePartialOutput(const QString &path)
     if (QFile::exists(path) && !QFile::remove(path))
         qCInfo(lcGifConverter).noquote() << QStringLiteral("Could not remove the unfinished %1").arg(path);
 }
+
+// How many decoded frames may wait for the writer.
+constexpr int kFramesAhead = 3;
+
+// Decoded frames on their way from the decoding thread to the writer. A null
+// image ends the stream; close() releases a decoder the writer has given up on.
+class FrameQueue
+{
+public:
+    explicit FrameQueue(int capacity)
+        : m_capacity(size_t(capacity))
+    {
+    }
+
+    bool push(QImage frame)
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return m_closed || m_frames.size() < m_capacity; });
+        if (m_closed)
+            return false;
+        m_frames.push_back(std::move(frame));
+        m_changed.notify_all();
+        return true;
+    }
+
+    QImage pop()
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return !m_frames.empty(); });
+        QImage frame = std::move(m_frames.front());
+        m_frames.pop_front();
+        m_changed.notify_all();
+        return frame;
+    }
+
+    void close()
+    {
+        std::lock_guard lock(m_mutex);
+        m_closed = true;
+        m_frames.clear();
+        m_changed.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<QImage> m_frames;
+    size_t m_capacity;
+    bool m_closed = false;
+};
 
 // Starts ffmpeg with empty input (so it never waits for keys) and logs it.
 bool launch(QProcess &task, const QString &path, const QStringList &args, QProcess::ProcessChannelMode channels)
@@ -198,15 +252,33 @@ bool TLGIFConverter::makeAnimatedGifFromAsset(MovieAsset &asset, const QUrl &des
         failure = asset.errorString();
     else if (frameCount <= 0)
         failure = QStringLiteral("the movie has no frames");
+    // Frames are decoded on a thread of their own, a few ahead of the
+    // writer, so decoding and colour reduction overlap; memory stays at those
+    // few frames however long the movie.
+    FrameQueue frames(kFramesAhead);
+    std::thread decoder;
+    if (failure.isEmpty()) {
+        decoder = std::thread([&] {
+            for (qint64 i = 0; i < frameCount; ++i) {
+                QImage frame = asset.copyImageAtTime(double(i) / rate);
+                const bool last = frame.isNull();
+                if (!frames.push(std::move(frame)) || last)
+                    return;
+            }
+        });
+    }
     for (qint64 i = 0; failure.isEmpty() && i < frameCount; ++i) {
         center.post(QString::fromLatin1(Notifications::TLNotificationGIFCreationProgress), {},
             { { QStringLiteral("TLGIFCreationProgressValueKey"), double(i) / double(frameCount) } });
-        const QImage frame = asset.copyImageAtTime(double(i) / rate);
+        const QImage frame = frames.pop();
         if (frame.isNull())
             failure = asset.errorString().isEmpty() ? QStringLiteral("a frame could not be read") : asset.errorString();
         else if (!writer.addFrame(frame, kMovieFrameDelay))
             failure = writer.errorString();
     }
+    frames.close();
+    if (decoder.joinable())
+        decoder.join();
     if (failure.isEmpty() && !writer.finish()) {
         failure = writer.errorString();
         qCInfo(lcGifConverter).noquote() << "failed to finalize image destination";
