@@ -175,10 +175,7 @@ QImage MovieAsset::toImage(const AVFrame *frame)
     // Plain bilinear chroma, the scaler's usual: its exact-rounding modes
     // add a faint noise that the GIF writer would then take for change.
     m_scaler = sws_getCachedContext(m_scaler, frame->width, frame->height, AVPixelFormat(frame->format), frame->width,
-        frame->height, AV_PIX_FMT_RGBA,
-        qEnvironmentVariableIsSet("XFAST") ? qEnvironmentVariableIntValue("XFAST")
-                                           : (SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT),
-        nullptr, nullptr, nullptr);
+        frame->height, AV_PIX_FMT_RGBA, SWS_BILINEAR, nullptr, nullptr, nullptr);
     if (!m_scaler) {
         m_error = QStringLiteral("the movie's pixel format cannot be converted");
         return {};
