@@ -23,6 +23,8 @@ const Command kCommands[] = {
     { "share", "FILE...|URL", "share through the running tray: the link goes to the clipboard", false,
         Commands::share },
     { "shorten", "URL", "print the short link of a web address", false, Commands::shorten },
+    { "gif", "MOVIE", "turn a movie into an animated GIF and print its path", false, Commands::gif },
+    { "optimize", "MOVIE", "make a movie stream-ready (MP4) and print its path", false, Commands::optimize },
 };
 
 const Command kUnknown = { "", "", "", false, nullptr };

@@ -4,6 +4,7 @@
 #include "dispatch.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "privateexecutables.h"
 #include "serviceconfig.h"
 #include "settingsstore.h"
 
@@ -47,9 +48,7 @@ QString ScreenGrabber::captureToolPath()
     if (qEnvironmentVariableIsSet("TESSLY_CAPTURE_TOOL")) {
         path = qEnvironmentVariable("TESSLY_CAPTURE_TOOL");
     } else {
-        const QString installed = QDir(QCoreApplication::applicationDirPath())
-                                      .filePath(QStringLiteral("../" TESSLY_LIBEXEC_DIR "/tessly-screencapture"));
-        path = QFileInfo::exists(installed) ? installed : QStringLiteral(TESSLY_CAPTURE_TOOL_BUILD_PATH);
+        path = PrivateExecutables::auxiliaryExecutable(QStringLiteral("tessly-screencapture"));
     }
     const QFileInfo info(path);
     if (path.isEmpty() || !info.isFile() || !info.isExecutable())

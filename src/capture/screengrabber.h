@@ -27,9 +27,9 @@ public:
 
     // Where the tool is, first match wins:
     //   1. $TESSLY_CAPTURE_TOOL when set (tests; nothing else is tried then),
-    //   2. ../libexec/tessly/tessly-screencapture beside the running
-    //      program's folder (an installed build),
-    //   3. the tool as this build tree made it.
+    //   2. tessly-screencapture in the private executables folder
+    //      (PrivateExecutables: beside the installed program, else the
+    //      build tree's).
     // Empty when the file found is missing or not executable.
     static QString captureToolPath();
 

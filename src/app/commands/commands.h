@@ -18,6 +18,8 @@ int resume(const QStringList &args);
 int cancelAll(const QStringList &args);
 int share(const QStringList &args);
 int shorten(const QStringList &args);
+int gif(const QStringList &args);
+int optimize(const QStringList &args);
 
 // Uploads the files (a folder as a ZIP archive of it) through the upload
 // queue and prints one share link per file, in the order given; failures go

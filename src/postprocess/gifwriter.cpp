@@ -1,0 +1,313 @@
+#include "gifwriter.h"
+
+#include <QPainter>
+
+#include <gif_lib.h>
+#include <libimagequant.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// How far (per channel) a pixel may move from what the picture shows before
+// it is drawn again. Small enough to be invisible, large enough that the
+// decoder's noise over a still screen does not count as change.
+constexpr int kTolerance = 6;
+
+// libimagequant's speed: 1 is its best, 10 its fastest. At 10 a test
+// pattern still comes out closer to its source (SSIM, bench/gif) than with
+// ffmpeg's palettes, in well under half the time 6 takes.
+constexpr int kQuantiserSpeed = 10;
+
+// The most pixels handed to the quantiser in one piece.
+constexpr int kBandPixels = 1 << 20;
+
+// A GIF delay is 16 bits of centiseconds.
+constexpr int kLongestDelay = 65535;
+
+int writeToSaveFile(GifFileType *gif, const GifByteType *data, int length)
+{
+    auto *file = static_cast<QSaveFile *>(gif->UserData);
+    return int(file->write(reinterpret_cast<const char *>(data), length));
+}
+
+bool differs(const uchar *a, const uchar *b)
+{
+    return std::abs(a[0] - b[0]) > kTolerance || std::abs(a[1] - b[1]) > kTolerance
+        || std::abs(a[2] - b[2]) > kTolerance;
+}
+
+// The image as opaque RGBA bytes of the given size.
+QImage opaqueRgba(const QImage &image, const QSize &size)
+{
+    QImage source = image.size() == size ? image : image.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (source.format() == QImage::Format_RGBA8888 || source.format() == QImage::Format_RGBX8888)
+        return source;
+    if (!source.hasAlphaChannel())
+        return source.convertToFormat(QImage::Format_RGBX8888);
+    QImage flat(size, QImage::Format_RGBX8888);
+    flat.fill(Qt::black);
+    QPainter(&flat).drawImage(0, 0, source);
+    return flat;
+}
+
+} // namespace
+
+GifWriter::GifWriter(const QString &path)
+    : m_file(path)
+{
+}
+
+GifWriter::~GifWriter()
+{
+    if (m_gif)
+        EGifCloseFile(m_gif, nullptr);
+    // An uncommitted QSaveFile leaves the destination as it was.
+}
+
+bool GifWriter::failed(const QString &what)
+{
+    if (m_error.isEmpty())
+        m_error = what;
+    return false;
+}
+
+bool GifWriter::start(const QSize &size)
+{
+    if (size.isEmpty() || size.width() > 65535 || size.height() > 65535)
+        return failed(QStringLiteral("a GIF cannot be %1x%2 pixels").arg(size.width()).arg(size.height()));
+    if (!m_file.open(QIODevice::WriteOnly))
+        return failed(QStringLiteral("the GIF could not be written: %1").arg(m_file.errorString()));
+    int status = 0;
+    m_gif = EGifOpen(&m_file, writeToSaveFile, &status);
+    if (!m_gif)
+        return failed(
+            QStringLiteral("the GIF could not be started: %1").arg(QString::fromUtf8(GifErrorString(status))));
+    EGifSetGifVersion(m_gif, true);
+    if (EGifPutScreenDesc(m_gif, size.width(), size.height(), 8, 0, nullptr) == GIF_ERROR)
+        return failed(QStringLiteral("the GIF's header could not be written"));
+    // NETSCAPE2.0 with a loop count of 0: play forever.
+    const GifByteType loop[3] = { 1, 0, 0 };
+    if (EGifPutExtensionLeader(m_gif, APPLICATION_EXT_FUNC_CODE) == GIF_ERROR
+        || EGifPutExtensionBlock(m_gif, 11, "NETSCAPE2.0") == GIF_ERROR
+        || EGifPutExtensionBlock(m_gif, 3, loop) == GIF_ERROR || EGifPutExtensionTrailer(m_gif) == GIF_ERROR)
+        return failed(QStringLiteral("the GIF's header could not be written"));
+    return true;
+}
+
+bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
+{
+    if (!m_error.isEmpty())
+        return false;
+    if (image.isNull())
+        return failed(QStringLiteral("a frame is missing"));
+    delayCentiseconds = qBound(0, delayCentiseconds, kLongestDelay);
+
+    if (m_reference.isNull()) {
+        QImage first = opaqueRgba(image, image.size());
+        if (!start(first.size()))
+            return false;
+        m_reference = first.copy();
+        m_pending = std::make_unique<Frame>();
+        m_pending->delay = delayCentiseconds;
+        return quantise(first, first.rect(), QImage(), *m_pending);
+    }
+
+    const QImage frame = opaqueRgba(image, m_reference.size());
+    const int width = frame.width();
+    const int height = frame.height();
+    QImage changed(frame.size(), QImage::Format_Grayscale8);
+    int left = width, right = -1, top = height, bottom = -1;
+    for (int y = 0; y < height; ++y) {
+        const uchar *now = frame.constScanLine(y);
+        const uchar *shown = m_reference.constScanLine(y);
+        uchar *mark = changed.scanLine(y);
+        if (std::memcmp(now, shown, size_t(width) * 4) == 0) {
+            std::memset(mark, 0, size_t(width));
+            continue;
+        }
+        for (int x = 0; x < width; ++x) {
+            mark[x] = differs(now + 4 * x, shown + 4 * x) ? 1 : 0;
+            if (mark[x]) {
+                left = std::min(left, x);
+                right = std::max(right, x);
+                top = std::min(top, y);
+                bottom = y;
+            }
+        }
+    }
+
+    if (right < 0) {
+        // Nothing moved: the picture on screen simply stays longer.
+        if (m_pending->delay + delayCentiseconds <= kLongestDelay) {
+            m_pending->delay += delayCentiseconds;
+            return true;
+        }
+        // Past the longest delay a GIF can say, a one-pixel transparent
+        // frame carries the rest of the wait.
+        if (!writeFrame(*m_pending))
+            return false;
+        auto still = std::make_unique<Frame>();
+        still->rect = QRect(0, 0, 1, 1);
+        still->indices = QByteArray(1, '\0');
+        still->palette = { 0, 0 };
+        still->transparentIndex = 0;
+        still->delay = delayCentiseconds;
+        m_pending = std::move(still);
+        return true;
+    }
+
+    const QRect rect(QPoint(left, top), QPoint(right, bottom));
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
+        const uchar *mark = changed.constScanLine(y);
+        const auto *now = reinterpret_cast<const quint32 *>(frame.constScanLine(y));
+        auto *shown = reinterpret_cast<quint32 *>(m_reference.scanLine(y));
+        for (int x = rect.left(); x <= rect.right(); ++x) {
+            if (mark[x])
+                shown[x] = now[x];
+        }
+    }
+    auto next = std::make_unique<Frame>();
+    next->delay = delayCentiseconds;
+    if (!quantise(frame, rect, changed, *next) || !writeFrame(*m_pending))
+        return false;
+    m_pending = std::move(next);
+    return true;
+}
+
+// Reduces the rectangle of `rgba` to at most 256 colours; where `mask` is 0
+// the pixel becomes transparent (a null mask keeps every pixel).
+bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame)
+{
+    const int width = rect.width();
+    const int height = rect.height();
+    QImage region(width, height, QImage::Format_RGBA8888);
+    for (int y = 0; y < height; ++y) {
+        const auto *source = reinterpret_cast<const quint32 *>(rgba.constScanLine(rect.top() + y)) + rect.left();
+        auto *target = reinterpret_cast<quint32 *>(region.scanLine(y));
+        if (mask.isNull()) {
+            std::memcpy(target, source, size_t(width) * 4);
+            for (int x = 0; x < width; ++x)
+                reinterpret_cast<uchar *>(target + x)[3] = 255;
+            continue;
+        }
+        const uchar *keep = mask.constScanLine(rect.top() + y) + rect.left();
+        for (int x = 0; x < width; ++x) {
+            target[x] = keep[x] ? source[x] : 0;
+            if (keep[x])
+                reinterpret_cast<uchar *>(target + x)[3] = 255;
+        }
+    }
+
+    // The region goes to libimagequant in bands: one histogram over all of
+    // them, then each band remapped with the palette made from it. Bands keep
+    // the quantiser's working memory small for a 4K screen (where, given the
+    // whole picture at once, it switches to a row-by-row mode that leaks).
+    const int bandRows = std::max(1, kBandPixels / width);
+    std::vector<void *> rows(static_cast<size_t>(height));
+    for (int y = 0; y < height; ++y)
+        rows[size_t(y)] = region.scanLine(y);
+    std::vector<liq_image *> bands;
+    liq_attr *attr = liq_attr_create();
+    liq_set_max_colors(attr, 256);
+    liq_set_speed(attr, kQuantiserSpeed);
+    liq_histogram *histogram = liq_histogram_create(attr);
+    bool ok = histogram != nullptr;
+    for (int y = 0; ok && y < height; y += bandRows) {
+        liq_image *band = liq_image_create_rgba_rows(attr, rows.data() + y, width, std::min(bandRows, height - y), 0);
+        if (band)
+            bands.push_back(band);
+        ok = band && liq_histogram_add_image(histogram, attr, band) == LIQ_OK;
+    }
+    liq_result *result = nullptr;
+    ok = ok && liq_histogram_quantize(histogram, attr, &result) == LIQ_OK;
+    if (ok) {
+        liq_set_dithering_level(result, 1.0f);
+        frame.indices.resize(qsizetype(width) * height);
+        for (size_t b = 0; ok && b < bands.size(); ++b) {
+            const qsizetype offset = qsizetype(b) * bandRows * width;
+            ok = liq_write_remapped_image(
+                     result, bands[b], frame.indices.data() + offset, size_t(frame.indices.size() - offset))
+                == LIQ_OK;
+        }
+    }
+    if (ok) {
+        const liq_palette *palette = liq_get_palette(result);
+        frame.palette.resize(int(palette->count));
+        frame.transparentIndex = -1;
+        for (unsigned i = 0; i < palette->count; ++i) {
+            const liq_color c = palette->entries[i];
+            const uchar bytes[4] = { c.r, c.g, c.b, c.a };
+            std::memcpy(&frame.palette[int(i)], bytes, 4);
+            if (c.a < 128 && frame.transparentIndex < 0)
+                frame.transparentIndex = int(i);
+        }
+        frame.rect = rect;
+    }
+    if (result)
+        liq_result_destroy(result);
+    for (liq_image *band : bands)
+        liq_image_destroy(band);
+    if (histogram)
+        liq_histogram_destroy(histogram);
+    liq_attr_destroy(attr);
+    return ok ? true : failed(QStringLiteral("a frame's colours could not be reduced"));
+}
+
+bool GifWriter::writeFrame(const Frame &frame)
+{
+    GraphicsControlBlock control;
+    control.DisposalMode = DISPOSE_DO_NOT;
+    control.UserInputFlag = false;
+    control.DelayTime = frame.delay;
+    control.TransparentColor = frame.transparentIndex >= 0 ? frame.transparentIndex : NO_TRANSPARENT_COLOR;
+    GifByteType extension[4];
+    const size_t length = EGifGCBToExtension(&control, extension);
+    if (EGifPutExtension(m_gif, GRAPHICS_EXT_FUNC_CODE, int(length), extension) == GIF_ERROR)
+        return failed(QStringLiteral("the GIF could not be written: %1").arg(m_file.errorString()));
+
+    const int colours = 1 << GifBitSize(std::max(2, int(frame.palette.size())));
+    ColorMapObject *map = GifMakeMapObject(colours, nullptr);
+    if (!map)
+        return failed(QStringLiteral("there is not enough memory for a palette"));
+    for (int i = 0; i < colours; ++i) {
+        uchar bytes[4] = {};
+        if (i < frame.palette.size())
+            std::memcpy(bytes, &frame.palette[i], 4);
+        map->Colors[i] = { bytes[0], bytes[1], bytes[2] };
+    }
+    bool ok
+        = EGifPutImageDesc(m_gif, frame.rect.x(), frame.rect.y(), frame.rect.width(), frame.rect.height(), false, map)
+        != GIF_ERROR;
+    GifFreeMapObject(map);
+    auto *pixels = reinterpret_cast<GifPixelType *>(const_cast<char *>(frame.indices.constData()));
+    for (int y = 0; ok && y < frame.rect.height(); ++y)
+        ok = EGifPutLine(m_gif, pixels + qsizetype(y) * frame.rect.width(), frame.rect.width()) != GIF_ERROR;
+    if (!ok)
+        return failed(QStringLiteral("the GIF could not be written: %1").arg(m_file.errorString()));
+    ++m_framesWritten;
+    return true;
+}
+
+bool GifWriter::finish()
+{
+    if (!m_error.isEmpty())
+        return false;
+    if (!m_gif)
+        return failed(QStringLiteral("there were no frames to write"));
+    if (!writeFrame(*m_pending))
+        return false;
+    m_pending.reset();
+    int status = 0;
+    const int closed = EGifCloseFile(m_gif, &status);
+    m_gif = nullptr;
+    if (closed == GIF_ERROR)
+        return failed(
+            QStringLiteral("the GIF could not be finished: %1").arg(QString::fromUtf8(GifErrorString(status))));
+    if (!m_file.commit())
+        return failed(QStringLiteral("the GIF could not be saved: %1").arg(m_file.errorString()));
+    return true;
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QRect>
+#include <QSaveFile>
+#include <QString>
+#include <QVector>
+
+#include <memory>
+
+struct GifFileType;
+
+// Writes an animated GIF that loops forever, one frame at a time, with a
+// palette of its own for every frame (libimagequant, dithered) and giflib.
+//
+// Screen recordings change little from frame to frame, and the writer makes
+// use of it: a frame that does not differ from the one before is not written
+// at all but lengthens the previous frame's delay, and a frame that does is
+// written only over the rectangle that changed, with the pixels that did not
+// change left transparent so the picture underneath shows through.
+//
+// The file appears at its path only once finish() succeeds; until then (and
+// after a failure) whatever was there before stays untouched.
+class GifWriter
+{
+public:
+    explicit GifWriter(const QString &path);
+    ~GifWriter();
+    GifWriter(const GifWriter &) = delete;
+    GifWriter &operator=(const GifWriter &) = delete;
+
+    // Adds a frame shown for `delayCentiseconds`. The first frame fixes the
+    // picture's size; later ones of another size are scaled to it. Any
+    // transparency in the image is flattened (a GIF frame here is opaque).
+    bool addFrame(const QImage &image, int delayCentiseconds);
+
+    // Writes what is pending and puts the file in place.
+    bool finish();
+
+    QString errorString() const { return m_error; }
+    int framesWritten() const { return m_framesWritten; }
+
+private:
+    // A quantised frame waiting for its final delay.
+    struct Frame
+    {
+        QRect rect;
+        QByteArray indices;
+        QVector<uint32_t> palette; // RGBA bytes in memory order
+        int transparentIndex = -1;
+        int delay = 0;
+    };
+
+    bool start(const QSize &size);
+    bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
+    bool writeFrame(const Frame &frame);
+    bool failed(const QString &what);
+
+    QSaveFile m_file;
+    GifFileType *m_gif = nullptr;
+    QImage m_reference; // per pixel, the colour the picture last showed there
+    std::unique_ptr<Frame> m_pending;
+    QString m_error;
+    int m_framesWritten = 0;
+};

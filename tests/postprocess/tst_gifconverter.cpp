@@ -1,0 +1,584 @@
+// TLGIFConverter with the real ffmpeg, on movies ffmpeg makes here from its
+// test sources, looked at afterwards with ffprobe and ffmpeg's ssim filter:
+// both GIF paths, the faststart copy, how ffmpeg is found, run, timed out and
+// how its failures read, bad movies, and the command line.
+#include "logcapture.h"
+#include "notificationcenter.h"
+#include "notifications.h"
+#include "processingpopoverviewcontroller.h"
+#include "processingspinner.h"
+#include "tlgifconverter.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QtEndian>
+#include <QTest>
+
+#include <sys/stat.h>
+
+namespace {
+
+QString runTool(const QString &program, const QStringList &args, int *status = nullptr, QString *errors = nullptr)
+{
+    QProcess process;
+    process.start(program, args);
+    process.waitForFinished(120000);
+    if (status)
+        *status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    if (errors)
+        *errors = QString::fromUtf8(process.readAllStandardError());
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+// ffmpeg's lavfi source `graph` (with its own options first) into `path`.
+bool makeMovie(const QString &path, const QString &graph,
+    const QStringList &encode
+    = { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p") })
+{
+    int status = -1;
+    runTool(QStringLiteral("ffmpeg"),
+        QStringList { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
+            QStringLiteral("lavfi"), QStringLiteral("-i"), graph }
+            + encode + QStringList { path },
+        &status);
+    return status == 0;
+}
+
+struct Probe
+{
+    QString codec;
+    int width = 0;
+    int height = 0;
+    QList<int> durations; // of each packet, in the stream's time base
+};
+
+Probe probe(const QString &path)
+{
+    const QString json = runTool(QStringLiteral("ffprobe"),
+        { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v:0"),
+            QStringLiteral("-show_entries"), QStringLiteral("stream=codec_name,width,height:packet=duration"),
+            QStringLiteral("-of"), QStringLiteral("json"), path });
+    const QJsonObject root = QJsonDocument::fromJson(json.toUtf8()).object();
+    const QJsonObject stream = root.value(QStringLiteral("streams")).toArray().first().toObject();
+    Probe p { stream.value(QStringLiteral("codec_name")).toString(), stream.value(QStringLiteral("width")).toInt(),
+        stream.value(QStringLiteral("height")).toInt(), {} };
+    for (const QJsonValue packet : root.value(QStringLiteral("packets")).toArray())
+        p.durations << packet.toObject().value(QStringLiteral("duration")).toInt();
+    return p;
+}
+
+// SSIM of the GIF against its source, frame against frame: the GIF's clock
+// runs `slowdown` times slower than the movie's, and both are sampled at
+// `rate` frames a second of the movie's time.
+double ssim(const QString &gif, const QString &source, double slowdown, int rate)
+{
+    const QString graph = QStringLiteral("[0:v]setpts=(PTS-STARTPTS)/%1,fps=%2,format=yuv444p[a];"
+                                         "[1:v]setpts=PTS-STARTPTS,fps=%2,format=yuv444p[b];[a][b]ssim")
+                              .arg(slowdown)
+                              .arg(rate);
+    QString log;
+    runTool(QStringLiteral("ffmpeg"),
+        { QStringLiteral("-i"), gif, QStringLiteral("-i"), source, QStringLiteral("-lavfi"), graph,
+            QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
+        nullptr, &log);
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("All:([0-9.]+)")).match(log);
+    return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
+}
+
+// Top-level MP4 boxes in file order.
+QStringList boxes(const QString &path)
+{
+    QFile file(path);
+    QStringList names;
+    if (!file.open(QIODevice::ReadOnly))
+        return names;
+    for (qint64 at = 0; at + 8 <= file.size();) {
+        file.seek(at);
+        const QByteArray header = file.read(16);
+        qint64 size = qFromBigEndian<quint32>(header.constData());
+        if (size == 1)
+            size = qint64(qFromBigEndian<quint64>(header.constData() + 8));
+        else if (size == 0)
+            size = file.size() - at;
+        names << QString::fromLatin1(header.mid(4, 4));
+        if (size < 8)
+            break;
+        at += size;
+    }
+    return names;
+}
+
+// Whether the movie's index comes before its data, ready for streaming.
+bool indexFirst(const QString &path)
+{
+    const QStringList order = boxes(path);
+    return order.contains(QStringLiteral("mdat")) && order.indexOf(QStringLiteral("moov")) >= 0
+        && order.indexOf(QStringLiteral("moov")) < order.indexOf(QStringLiteral("mdat"));
+}
+
+// Processes whose command line holds `marker`.
+int processesWith(const QString &marker)
+{
+    int found = 0;
+    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
+        if (cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains(marker.toUtf8()))
+            ++found;
+    }
+    return found;
+}
+
+} // namespace
+
+class TestGifConverter : public QObject
+{
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QString m_testsrc, m_recording;
+
+    QString file(const QString &name) const { return m_dir.filePath(name); }
+
+    // Where the converter looks for ffmpeg: the build's folder with the link
+    // to Debian's (empty `dir`), or a folder of the test's.
+    void useLibexec(const QString &dir)
+    {
+        if (dir.isEmpty())
+            qunsetenv("TESSLY_LIBEXEC");
+        else
+            qputenv("TESSLY_LIBEXEC", dir.toLocal8Bit());
+    }
+
+    QString folderWithFfmpeg(const QString &name, const QByteArray &content, QFile::Permissions permissions)
+    {
+        const QString dir = file(name);
+        QDir().mkpath(dir);
+        if (!content.isNull()) {
+            QFile ffmpeg(dir + QStringLiteral("/ffmpeg"));
+            if (ffmpeg.open(QIODevice::WriteOnly))
+                ffmpeg.write(content);
+            ffmpeg.close();
+            ffmpeg.setPermissions(permissions);
+        }
+        return dir;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        const QString tmp = file(QStringLiteral("tmp"));
+        QVERIFY(QDir().mkpath(tmp));
+        qputenv("TMPDIR", tmp.toLocal8Bit());
+        m_testsrc = file(QStringLiteral("testsrc.mp4"));
+        QVERIFY(makeMovie(m_testsrc, QStringLiteral("testsrc=size=320x240:rate=30:duration=1")));
+        // A still screen for a second, then a window sliding across it.
+        m_recording = file(QStringLiteral("recording.mp4"));
+        QVERIFY(makeMovie(m_recording,
+            QStringLiteral("color=c=0xe8e8e8:s=320x240:r=10:d=2,drawgrid=w=32:h=32:c=0xa0a0a0[bg];"
+                           "color=c=0x3060c0:s=64x48:r=10[fg];"
+                           "[bg][fg]overlay=x='16+max(0,t-1)*120':y=80:shortest=1[out0]")));
+        QVERIFY(QFileInfo(TLGIFConverter::executablePathNamed(QStringLiteral("ffmpeg"))).isExecutable());
+    }
+
+    void cleanup() { useLibexec({}); }
+
+    void gifPaths_data()
+    {
+        QTest::addColumn<QString>("movie");
+        QTest::addColumn<bool>("withFfmpeg");
+        QTest::addColumn<int>("frames"); // frames the movie has: 1 s at 30, 2 s at 10
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<bool>("still"); // some frames repeat the one before
+        QTest::newRow("testsrc, ffmpeg") << m_testsrc << true << 30 << 30 << false;
+        QTest::newRow("testsrc, frame by frame") << m_testsrc << false << 30 << 30 << false;
+        QTest::newRow("recording, ffmpeg") << m_recording << true << 20 << 10 << true;
+        QTest::newRow("recording, frame by frame") << m_recording << false << 20 << 10 << true;
+    }
+
+    void gifPaths()
+    {
+        QFETCH(QString, movie);
+        QFETCH(bool, withFfmpeg);
+        QFETCH(int, frames);
+        QFETCH(int, rate);
+        QFETCH(bool, still);
+        if (!withFfmpeg)
+            useLibexec(folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+
+        QList<Notification> posted;
+        QObject observer;
+        NotificationCenter::defaultCenter().addObserver(&observer, {}, [&](const Notification &n) { posted << n; });
+        LogCapture log;
+        Error error;
+        const QUrl gif = TLGIFConverter().convertFileAtPath(
+            QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 0.5, &error);
+        QVERIFY2(!error, qPrintable(error.toString()));
+        QVERIFY(QRegularExpression(
+            QStringLiteral("/tmp/Screen Capture on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.gif$"))
+                    .match(gif.toLocalFile())
+                    .hasMatch());
+
+        const Probe p = probe(gif.toLocalFile());
+        QCOMPARE(p.codec, QStringLiteral("gif"));
+        QCOMPARE(QSize(p.width, p.height), QSize(320, 240));
+        int total = 0;
+        for (int d : p.durations)
+            total += d;
+        if (withFfmpeg) {
+            // Sampled at 10 a second, a tenth of a second each.
+            const int expected = frames * 10 / rate;
+            QVERIFY2(qAbs(p.durations.size() - expected) <= 1, qPrintable(QString::number(p.durations.size())));
+            QVERIFY(std::all_of(p.durations.begin(), p.durations.end(), [](int d) { return d == 10; }));
+            QVERIFY(log.contains(QStringLiteral("Executing FFMPEG")));
+        } else {
+            // Every frame of the movie, a fifth of a second each; repeated
+            // frames fold into a longer one.
+            QCOMPARE(total, frames * 20);
+            QVERIFY(std::all_of(p.durations.begin(), p.durations.end(), [](int d) { return d % 20 == 0; }));
+            if (still)
+                QVERIFY2(p.durations.size() <= frames / 2 + 1 && p.durations.first() >= 200,
+                    qPrintable(QString::number(p.durations.size())));
+            else
+                QCOMPARE(p.durations.size(), frames);
+            QVERIFY(log.contains(QStringLiteral("Frame Count: %1").arg(frames)));
+            QVERIFY(log.contains(QStringLiteral("Saved GIF to: %1").arg(gif.toLocalFile())));
+
+            QStringList names;
+            for (const Notification &n : std::as_const(posted))
+                names << n.name;
+            QCOMPARE(names.count(QStringLiteral("TLNotificationGIFCreationProgress")), frames);
+            QCOMPARE(names.first(), QStringLiteral("TLNotificationGIFCreationBegan"));
+            QCOMPARE(names.last(), QStringLiteral("TLNotificationGIFCreationComplete"));
+            const QVariantMap began = posted.first().userInfo;
+            QCOMPARE(began.value(QStringLiteral("TLGIFCreationProgressMinValueKey")), QVariant(1));
+            QCOMPARE(began.value(QStringLiteral("TLGIFCreationProgressMaxValueKey")), QVariant(qint64(frames)));
+            QCOMPARE(posted.at(1).userInfo.value(QStringLiteral("TLGIFCreationProgressValueKey")).toDouble(), 0.0);
+            QCOMPARE(posted.at(frames).userInfo.value(QStringLiteral("TLGIFCreationProgressValueKey")).toDouble(),
+                double(frames - 1) / frames);
+        }
+        // The pictures are the movie's.
+        const double similarity
+            = withFfmpeg ? ssim(gif.toLocalFile(), movie, 1.0, 10) : ssim(gif.toLocalFile(), movie, 0.2 * rate, rate);
+        QVERIFY2(similarity > 0.85, qPrintable(QString::number(similarity)));
+        QFile::remove(gif.toLocalFile());
+    }
+
+    void faststart()
+    {
+        // ffmpeg writes its index last, as a recorder does.
+        QVERIFY(boxes(m_recording).contains(QStringLiteral("moov")) && !indexFirst(m_recording));
+        Error error;
+        const QUrl optimized = TLGIFConverter().optimizeVideoAtPath(
+            QUrl::fromLocalFile(m_recording), QStringLiteral("Screen Capture"), &error);
+        QVERIFY2(!error, qPrintable(error.toString()));
+        QVERIFY(optimized.toLocalFile().endsWith(QStringLiteral(".mp4")));
+        QVERIFY(optimized.toLocalFile() != m_recording);
+        QVERIFY2(
+            indexFirst(optimized.toLocalFile()), qPrintable(boxes(optimized.toLocalFile()).join(QLatin1Char(' '))));
+        // It plays, every frame of it.
+        int status = -1;
+        QString errors;
+        runTool(QStringLiteral("ffmpeg"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), optimized.toLocalFile(),
+                QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
+            &status, &errors);
+        QCOMPARE(status, 0);
+        QCOMPARE(errors, QString());
+        QCOMPARE(probe(optimized.toLocalFile()).durations.size(), 20);
+        QFile::remove(optimized.toLocalFile());
+    }
+
+    void ffmpegFailures_data()
+    {
+        QTest::addColumn<QString>("libexec");
+        QTest::addColumn<bool>("gifMade"); // by the frame-by-frame path
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("logLine");
+        const auto exec = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+        QTest::newRow("missing") << folderWithFfmpeg(QStringLiteral("missing"), {}, {}) << true << 1
+                                 << QStringLiteral("ffmpeg executable not found")
+                                 << QStringLiteral("Returning executable ffmpeg (null)");
+        const QString plain
+            = folderWithFfmpeg(QStringLiteral("plain"), "#!/bin/sh\nexit 0\n", QFile::ReadOwner | QFile::WriteOwner);
+        QTest::newRow("not executable") << plain << true << 1 << QStringLiteral("ffmpeg executable not found")
+                                        << QStringLiteral("File %1/ffmpeg for ffmpeg is not executable").arg(plain);
+        QTest::newRow("cannot start") << folderWithFfmpeg(
+            QStringLiteral("broken"), "#!/nonexistent/interpreter\n", exec)
+                                      << false << 2 << QString() << QString();
+        QTest::newRow("fails") << QString() << false << 1 << QStringLiteral("ffmpeg failed")
+                               << QStringLiteral("ffmpeg failed with status 1. stderr: ");
+    }
+
+    void ffmpegFailures()
+    {
+        QFETCH(QString, libexec);
+        QFETCH(bool, gifMade);
+        QFETCH(int, code);
+        QFETCH(QString, text);
+        QFETCH(QString, logLine);
+        useLibexec(libexec);
+        const QString notAMovie = file(QStringLiteral("notes.mp4"));
+        QFile notes(notAMovie);
+        QVERIFY(notes.open(QIODevice::WriteOnly));
+        notes.write("These are notes, not a movie.\n");
+        notes.close();
+        const QString movie = libexec.isEmpty() ? notAMovie : m_testsrc;
+
+        LogCapture log;
+        const QStringList args { QStringLiteral("-i"), movie, QStringLiteral("-f"), QStringLiteral("null"),
+            QStringLiteral("-") };
+        Error error;
+        QString standardError = QStringLiteral("untouched");
+        QVERIFY(!TLGIFConverter().runFFMPEGTaskWithArgs(args, 30, &error, &standardError));
+        QCOMPARE(error.domain, QStringLiteral("TLGIFConverter"));
+        QCOMPARE(error.code, code);
+        if (!text.isEmpty())
+            QCOMPARE(error.localizedDescription, text);
+        else
+            QVERIFY(!error.localizedDescription.isEmpty());
+        if (!logLine.isEmpty())
+            QVERIFY2(log.containsText(logLine), qPrintable(log.lines().join(QLatin1Char('\n'))));
+        if (text == QLatin1String("ffmpeg failed")) {
+            QCOMPARE(error.userInfo.value(QStringLiteral("args")).toStringList(), args);
+            QVERIFY(error.userInfo.value(QStringLiteral("stderr")).toString().contains(QStringLiteral("Invalid data")));
+            QCOMPARE(standardError, error.userInfo.value(QStringLiteral("stderr")).toString());
+        }
+
+        // The GIF's URL comes back all the same: a real GIF when the
+        // frame-by-frame path could make one, else no file at all.
+        Error convertError;
+        const QUrl gif = TLGIFConverter().convertFileAtPath(
+            QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 1.0, &convertError);
+        QVERIFY(gif.toLocalFile().endsWith(QStringLiteral(".gif")));
+        if (gifMade) {
+            QVERIFY2(!convertError, qPrintable(convertError.toString()));
+            QCOMPARE(probe(gif.toLocalFile()).codec, QStringLiteral("gif"));
+        } else {
+            QCOMPARE(convertError.code, code);
+            QVERIFY(!QFile::exists(gif.toLocalFile()));
+        }
+        QFile::remove(gif.toLocalFile());
+
+        // The movie stays as recorded.
+        Error optimizeError;
+        QCOMPARE(TLGIFConverter().optimizeVideoAtPath(
+                     QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), &optimizeError),
+            QUrl::fromLocalFile(movie));
+        QCOMPARE(optimizeError.code, code);
+        QCOMPARE(QDir(file(QStringLiteral("tmp"))).entryList({ QStringLiteral("*.mp4") }), QStringList());
+    }
+
+    // A run past its time is ended, also one stuck where signals do not
+    // reach (opening a FIFO nobody writes), and nothing of it stays behind.
+    void timeout_data()
+    {
+        QTest::addColumn<QStringList>("input");
+        QTest::newRow("slow source") << QStringList { QStringLiteral("-re"), QStringLiteral("-f"),
+            QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("testsrc=size=32x32:duration=600") };
+        const QString fifo = file(QStringLiteral("stuck.fifo"));
+        QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
+        QTest::newRow("blocked input") << QStringList { QStringLiteral("-i"), fifo };
+    }
+
+    void timeout()
+    {
+        QFETCH(QStringList, input);
+        const QString marker = QStringLiteral("tessly-timeout-%1")
+                                   .arg(QTest::currentDataTag())
+                                   .replace(QLatin1Char(' '), QLatin1Char('-'));
+        LogCapture log;
+        Error error;
+        QVERIFY(!TLGIFConverter().runFFMPEGTaskWithArgs(input
+                + QStringList { QStringLiteral("-metadata"), QStringLiteral("comment=") + marker, QStringLiteral("-f"),
+                    QStringLiteral("null"), QStringLiteral("-") },
+            0.3, &error));
+        QVERIFY(error.code != 0);
+        QVERIFY(log.contains(QStringLiteral("Error: terminating ffmpeg task, timeout was reached.")));
+        QCOMPARE(processesWith(marker), 0);
+    }
+
+    void chattyStandardError()
+    {
+        // ffmpeg's showinfo writes a line per frame: some megabytes in all,
+        // far more than a pipe holds.
+        QString standardError;
+        Error error;
+        QVERIFY2(
+            TLGIFConverter().runFFMPEGTaskWithArgs(
+                { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                    QStringLiteral("testsrc=size=16x16:rate=1000:duration=8"), QStringLiteral("-vf"),
+                    QStringLiteral("showinfo"), QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
+                120, &error, &standardError),
+            qPrintable(error.toString()));
+        QVERIFY2(standardError.size() > 2'000'000, qPrintable(QString::number(standardError.size())));
+        QVERIFY(standardError.contains(QStringLiteral(" n:7999 ")));
+    }
+
+    void badInput_data()
+    {
+        QTest::addColumn<QString>("movie");
+        QTest::addColumn<QSize>("size"); // of a good movie; empty for a bad one
+        auto made = [this](const QString &name, const QString &graph, const QStringList &encode) {
+            const QString path = file(name);
+            return makeMovie(path, graph, encode) ? path : QString();
+        };
+        const QStringList x264 { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
+            QStringLiteral("yuv420p") };
+        QFile(file(QStringLiteral("empty.mov"))).open(QIODevice::WriteOnly);
+        QTest::newRow("zero bytes") << file(QStringLiteral("empty.mov")) << QSize();
+        QFile whole(m_testsrc);
+        QFile half(file(QStringLiteral("truncated.mp4")));
+        QVERIFY(whole.open(QIODevice::ReadOnly) && half.open(QIODevice::WriteOnly));
+        half.write(whole.read(whole.size() / 2));
+        half.close();
+        QTest::newRow("truncated") << half.fileName() << QSize();
+        QFile text(file(QStringLiteral("letter.mov")));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write(QByteArray(4096, 'x'));
+        text.close();
+        QTest::newRow("not a movie") << text.fileName() << QSize();
+        QTest::newRow("no video") << made(QStringLiteral("sound.m4a"), QStringLiteral("sine=duration=1"),
+            { QStringLiteral("-c:a"), QStringLiteral("aac") })
+                                  << QSize();
+        QTest::newRow("odd size") << made(QStringLiteral("odd.mp4"),
+            QStringLiteral("testsrc=size=1281x721:rate=10:duration=0.3"),
+            { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
+                QStringLiteral("yuv444p") })
+                                  << QSize(1281, 721);
+        QTest::newRow("4K") << made(
+            QStringLiteral("uhd.mp4"), QStringLiteral("testsrc=size=3840x2160:rate=10:duration=0.2"), x264)
+                            << QSize(3840, 2160);
+        QTest::newRow("quotes and newlines") << made(QStringLiteral("it's a \"movie\"\nwith lines.mp4"),
+            QStringLiteral("testsrc=size=160x120:rate=10:duration=0.5"), x264)
+                                             << QSize(160, 120);
+    }
+
+    void badInput()
+    {
+        QFETCH(QString, movie);
+        QFETCH(QSize, size);
+        QVERIFY(QFile::exists(movie));
+        for (const bool withFfmpeg : { true, false }) {
+            useLibexec(withFfmpeg ? QString() : folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+            Error error;
+            const QString gif
+                = TLGIFConverter()
+                      .convertFileAtPath(QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 1.0, &error)
+                      .toLocalFile();
+            QVERIFY(gif.endsWith(QStringLiteral(".gif")));
+            if (size.isValid()) {
+                QVERIFY2(!error, qPrintable(error.toString()));
+                const Probe p = probe(gif);
+                QCOMPARE(p.codec, QStringLiteral("gif"));
+                QCOMPARE(QSize(p.width, p.height), size);
+            } else {
+                QCOMPARE(error.domain, QStringLiteral("TLGIFConverter"));
+                QVERIFY(!error.localizedDescription.isEmpty());
+                // Nothing to take for a GIF: no file from ffmpeg, the empty
+                // placeholder from the frame-by-frame path.
+                if (withFfmpeg)
+                    QVERIFY(!QFile::exists(gif));
+                else
+                    QCOMPARE(QFileInfo(gif).size(), 0);
+            }
+            QFile::remove(gif);
+
+            const QString optimized
+                = TLGIFConverter()
+                      .optimizeVideoAtPath(QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), &error)
+                      .toLocalFile();
+            // A stream copy takes any movie, also one of sound alone.
+            const bool copyable = size.isValid() || QByteArray(QTest::currentDataTag()) == "no video";
+            if (withFfmpeg && copyable)
+                QVERIFY(indexFirst(optimized));
+            else
+                QCOMPARE(optimized, movie);
+            if (optimized != movie)
+                QFile::remove(optimized);
+        }
+    }
+
+    void commandLine_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<bool>("withFfmpeg");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("printed"); // the output's extension, or the start of the error
+        QTest::newRow("gif") << QStringList { QStringLiteral("gif"), m_recording } << true << 0
+                             << QStringLiteral(".gif");
+        QTest::newRow("gif frame by frame")
+            << QStringList { QStringLiteral("gif"), m_recording } << false << 0 << QStringLiteral(".gif");
+        QTest::newRow("gif of no movie") << QStringList { QStringLiteral("gif"), file(QStringLiteral("letter.mov")) }
+                                         << true << 1 << QStringLiteral("tessly gif: ");
+        QTest::newRow("gif of nothing") << QStringList { QStringLiteral("gif"), file(QStringLiteral("absent.mov")) }
+                                        << true << 2 << QStringLiteral("tessly gif: ");
+        QTest::newRow("optimize") << QStringList { QStringLiteral("optimize"), m_recording } << true << 0
+                                  << QStringLiteral(".mp4");
+        QTest::newRow("optimize without ffmpeg") << QStringList { QStringLiteral("optimize"), m_recording } << false
+                                                 << 1 << QStringLiteral("tessly optimize: ");
+    }
+
+    void commandLine()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(bool, withFfmpeg);
+        QFETCH(int, exitCode);
+        QFETCH(QString, printed);
+        QProcess tessly;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        if (!withFfmpeg)
+            env.insert(QStringLiteral("TESSLY_LIBEXEC"), folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+        tessly.setProcessEnvironment(env);
+        tessly.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
+        QVERIFY(tessly.waitForFinished(120000));
+        QCOMPARE(tessly.exitCode(), exitCode);
+        const QString out = QString::fromUtf8(tessly.readAllStandardOutput()).trimmed();
+        const QString err = QString::fromUtf8(tessly.readAllStandardError());
+        if (exitCode == 0) {
+            QVERIFY2(out.endsWith(printed) && QFileInfo(out).size() > 0, qPrintable(out + err));
+            QFile::remove(out);
+        } else {
+            QCOMPARE(out, QString());
+            // The command's own line, whatever the log said before it.
+            QVERIFY2(QRegularExpression(QStringLiteral("(^|\n)") + QRegularExpression::escape(printed))
+                         .match(err)
+                         .hasMatch(),
+                qPrintable(err));
+        }
+    }
+
+    void processingPanel()
+    {
+        ProcessingPopoverViewController panel({});
+        QCOMPARE(panel.size(), QSize(220, 60));
+        QCOMPARE(panel.messageLabel()->text(), QStringLiteral("Processing..."));
+        QVERIFY(panel.spinner()->isAnimating());
+        panel.setMessage(QStringLiteral("Converting to GIF..."));
+        QCOMPARE(panel.message(), QStringLiteral("Converting to GIF..."));
+        QCOMPARE(panel.messageLabel()->text(), QStringLiteral("Converting to GIF..."));
+        panel.setMessage(QStringLiteral("Optimizing video... ").repeated(6));
+        QVERIFY(panel.messageLabel()->text().endsWith(QChar(0x2026)));
+
+        // Below the icon when there is room, above it at the screen's foot,
+        // never past the screen's edge.
+        const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+        panel.showAnchoredTo(QRect(area.right() - 10, area.top(), 22, 22));
+        QCOMPARE(panel.geometry().top(), area.top() + 22 + 4);
+        QCOMPARE(panel.geometry().right(), area.right());
+        panel.showAnchoredTo(QRect(area.left() + 300, area.bottom() - 21, 22, 22));
+        QCOMPARE(panel.geometry().bottom(), area.bottom() - 22 - 4);
+        QVERIFY(qAbs(panel.geometry().center().x() - (area.left() + 300 + 10)) <= 1);
+    }
+};
+
+QTEST_MAIN(TestGifConverter)
+#include "tst_gifconverter.moc"
