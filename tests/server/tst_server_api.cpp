@@ -223,21 +223,6 @@ private slots:
         QVERIFY(folder["shareUrl"].toString().startsWith("http://share.bob.example/"));
     }
 
-    void linksAreCreatedAndListed()
-    {
-        const Reply reply = m_server.api("POST", "/v1/links/alice", m_alice,
-            { { "payload", QJsonObject { { "content", "https://example.org/a?b=c" } } } });
-        QCOMPARE(reply.status, 200);
-        const QJsonObject link = reply.json();
-        QVERIFY(!link["slug"].toString().isEmpty());
-        QCOMPARE(link["domain"].toString(), "alice");
-        QVERIFY(!link.contains("customDomain"));
-        QCOMPARE(link["shareUrl"].toString(), "http://alice." + m_server.webDomain() + "/l/" + link["slug"].toString());
-        const QJsonArray links = items("/v1/links/alice?count=12", m_alice);
-        QCOMPARE(links[0]["slug"].toString(), link["slug"].toString());
-        QCOMPARE(links[0]["content"].toString(), "https://example.org/a?b=c");
-    }
-
     void badInputGetsAClearError_data()
     {
         QTest::addColumn<QByteArray>("method");
