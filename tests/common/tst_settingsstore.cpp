@@ -173,19 +173,6 @@ private Q_SLOTS:
         store.setClipboardHotKey(QStringLiteral("⌥⇧V"));
     }
 
-    void tokenGoesToTheSinkButNullLeavesItAlone()
-    {
-        SettingsStore &store = SettingsStore::instance();
-        QStringList handed;
-        SettingsStore::setTokenSink([&](const QString &t) { handed << t; });
-        store.setToken(QStringLiteral("tk_live_1234567890"));
-        store.setToken(QString());
-        SettingsStore::setTokenSink({});
-        QCOMPARE(handed, QStringList({ QStringLiteral("tk_live_1234567890") }));
-        QVERIFY(!iniContains(QStringLiteral("token")));
-        QVERIFY(store.token().isNull());
-    }
-
     void tokenReadsAreLoggedMasked()
     {
         SettingsStore &store = SettingsStore::instance();

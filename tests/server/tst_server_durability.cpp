@@ -44,9 +44,7 @@ private slots:
         options.partSize = 1024;
         QVERIFY2(server.start(options), qPrintable(server.errorString()));
         const QString token = server.addUser("alice@example.com", "alice-pass", "alice");
-        const QJsonObject file
-            = server.api("POST", "/v1/files/alice", token, { { "name", "keep.txt" }, { "mimeType", "text/plain" } })
-                  .json();
+        const QJsonObject file = server.presign(token, "alice", "keep.txt");
         QCOMPARE(server.request("PUT", file["url"].toString(), "kept bytes").status, 200);
         const QJsonObject link = server
                                      .api("POST", "/v1/links/alice", token,
@@ -114,10 +112,8 @@ private slots:
         ::umask(previous);
         QVERIFY2(started, qPrintable(server.errorString()));
         const QString token = server.addUser("modes@example.com", "modes-pass", "modes");
-        const QJsonObject file
-            = server.api("POST", "/v1/files/modes", token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
-                  .json();
-        QCOMPARE(server.request("PUT", file["url"].toString(), "private").status, 200);
+        QCOMPARE(
+            server.request("PUT", server.presign(token, "modes", "a.txt")["url"].toString(), "private").status, 200);
 
         QStringList paths { server.dataDir() }, seen;
         QDirIterator it(
@@ -190,9 +186,7 @@ private slots:
         ReferenceServer server;
         QVERIFY2(server.start(), qPrintable(server.errorString()));
         const QString token = server.addUser("log@example.com", "log-pass", "logger");
-        const QString url = server.api("POST", "/v1/files/logger", token, { { "name", "a" }, { "mimeType", "a/b" } })
-                                .json()["url"]
-                                .toString();
+        const QString url = server.presign(token, "logger", "a")["url"].toString();
         QCOMPARE(server.request("PUT", url, "x").status, 200);
         const QString signature = QUrlQuery(QUrl(url)).queryItemValue("X-Amz-Signature");
         QVERIFY(!signature.isEmpty());
@@ -217,9 +211,7 @@ private slots:
         QVERIFY(QFile::exists(server.caCertificatePath()));
         const QString token = server.addUser("tls@example.com", "tls-pass", "secure");
         QVERIFY2(!token.isEmpty(), qPrintable(server.errorString()));
-        const QJsonObject file
-            = server.api("POST", "/v1/files/secure", token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
-                  .json();
+        const QJsonObject file = server.presign(token, "secure", "a.txt");
         QVERIFY(file["url"].toString().startsWith("https://127.0.0.1:"));
         QVERIFY(file["shareUrl"].toString().startsWith("https://secure.localhost:"));
         QCOMPARE(server.request("PUT", file["url"].toString(), "over tls").status, 200);

@@ -96,12 +96,7 @@ private:
         return parts;
     }
 
-    QByteArray download(const QString &code)
-    {
-        return m_server
-            .request("GET", "/" + code + "/download", {}, { { "Host", "alice." + m_server.webDomain().toUtf8() } })
-            .body;
-    }
+    QByteArray download(const QString &code) { return m_server.shareDownload("alice", code).body; }
 
 private slots:
     void initTestCase()
@@ -124,9 +119,7 @@ private slots:
     void singlePutStoresExactBytesWhateverTheContentType()
     {
         QFETCH(QByteArray, contentType);
-        const QJsonObject file
-            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "shot.png" }, { "mimeType", "image/png" } })
-                  .json();
+        const QJsonObject file = m_server.presign(m_token, "alice", "shot.png", "image/png");
         const QByteArray bytes = randomBytes(100000);
         QMap<QByteArray, QByteArray> headers;
         if (!contentType.isEmpty())
@@ -159,9 +152,7 @@ private slots:
         QFETCH(QString, from);
         QFETCH(QString, to);
         QFETCH(QByteArray, code);
-        const QJsonObject file
-            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
-                  .json();
+        const QJsonObject file = m_server.presign(m_token, "alice", "a.txt");
         QString url = file["url"].toString();
         QVERIFY(url.contains(from));
         url.replace(from, to);
@@ -174,10 +165,8 @@ private slots:
 
     void signatureCoversTheHost()
     {
-        const QJsonObject file
-            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
-                  .json();
-        const Reply put = m_server.request("PUT", file["url"].toString(), "x", { { "Host", "evil.example:1" } });
+        const QString url = m_server.presign(m_token, "alice", "a.txt")["url"].toString();
+        const Reply put = m_server.request("PUT", url, "x", { { "Host", "evil.example:1" } });
         QCOMPARE(put.status, 403);
         QVERIFY(put.body.contains("SignatureDoesNotMatch"));
     }
@@ -195,10 +184,7 @@ private slots:
     {
         QFETCH(qint64, offset);
         QFETCH(int, status);
-        const QString url
-            = m_server.api("POST", "/v1/files/alice", m_token, { { "name", "a.txt" }, { "mimeType", "text/plain" } })
-                  .json()["url"]
-                  .toString();
+        const QString url = m_server.presign(m_token, "alice", "a.txt")["url"].toString();
         QVERIFY(url.contains("X-Amz-Expires=3600"));
         QVERIFY(m_server.setClockOffset(offset));
         const Reply put = m_server.request("PUT", url, "bytes");

@@ -39,8 +39,7 @@ private:
     QJsonObject upload(
         const QString &token, const QString &profile, const QString &name, const QString &mime, const QByteArray &bytes)
     {
-        const QJsonObject file
-            = m_server.api("POST", "/v1/files/" + profile, token, { { "name", name }, { "mimeType", mime } }).json();
+        const QJsonObject file = m_server.presign(token, profile, name, mime);
         m_server.request("PUT", file["url"].toString(), bytes, { { "Content-Type", mime.toUtf8() } });
         return file;
     }
@@ -147,7 +146,7 @@ private slots:
         QVERIFY(page.body.contains("<img class=\"media\" src=\"/" + code.toUtf8() + "/raw\""));
         QCOMPARE(m_server.request("GET", "/" + code + "/raw", {}, onHost("alice")).headers.value("content-type"),
             QByteArray("image/png"));
-        const Reply download = m_server.request("GET", "/" + code + "/download", {}, onHost("alice"));
+        const Reply download = m_server.shareDownload("alice", code);
         QCOMPARE(download.body, png);
         QVERIFY(download.headers.value("content-disposition").startsWith("attachment; filename=\"pixel.png\""));
         // The custom domain serves the same page; another profile's host does not.
@@ -195,6 +194,7 @@ private slots:
                       { { "payload", QJsonObject { { "content", "https://example.org/target?q=1" } } } })
                   .json();
         const QString path = "/l/" + link["slug"].toString();
+        QCOMPARE(link["shareUrl"].toString(), "http://files.alice.example" + path); // the custom domain
         const Reply onProfile = m_server.request("GET", path, {}, onHost("alice"));
         QCOMPARE(onProfile.status, 302);
         QCOMPARE(onProfile.headers.value("location"), QByteArray("https://example.org/target?q=1"));
@@ -202,6 +202,7 @@ private slots:
         QCOMPARE(m_server.request("GET", "/l/unknown", {}, onHost("alice")).status, 404);
         const QJsonArray links = m_server.api("GET", "/v1/links/alice?count=12", m_token).json()["items"].toArray();
         QCOMPARE(links[0].toObject()["viewCount"].toInt(), 2);
+        QCOMPARE(links[0].toObject()["content"].toString(), "https://example.org/target?q=1");
     }
 
     void signedInPagesNeedASession()

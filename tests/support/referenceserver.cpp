@@ -1,5 +1,6 @@
 #include "referenceserver.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -219,6 +220,27 @@ ReferenceServer::Reply ReferenceServer::api(
 ReferenceServer::Reply ReferenceServer::admin(const QByteArray &method, const QString &path, const QJsonObject &body)
 {
     return api(method, path, m_adminToken, body);
+}
+
+QJsonObject ReferenceServer::presign(
+    const QString &token, const QString &profile, const QString &name, const QString &mimeType)
+{
+    return api("POST", QStringLiteral("/v1/files/") + profile, token,
+        { { QStringLiteral("name"), name }, { QStringLiteral("mimeType"), mimeType } })
+        .json();
+}
+
+ReferenceServer::Reply ReferenceServer::shareDownload(const QString &profile, const QString &code)
+{
+    return request("GET", QStringLiteral("/%1/download").arg(code), {},
+        { { "Host", QStringLiteral("%1.%2").arg(profile, webDomain()).toUtf8() } });
+}
+
+QByteArray ReferenceServer::shareDownloadSha256(const QString &profile, const QString &code)
+{
+    const Reply reply = shareDownload(profile, code);
+    return reply.status == 200 ? QCryptographicHash::hash(reply.body, QCryptographicHash::Sha256)
+                               : "status " + QByteArray::number(reply.status);
 }
 
 QString ReferenceServer::addUser(

@@ -82,6 +82,13 @@ public:
     Reply api(const QByteArray &method, const QString &path, const QString &token, const QJsonObject &body = {});
     // An admin request with the admin token.
     Reply admin(const QByteArray &method, const QString &path, const QJsonObject &body = {});
+    // Presigns a single-request upload for the profile; the service's answer (url, code, item...).
+    QJsonObject presign(const QString &token, const QString &profile, const QString &name,
+        const QString &mimeType = QStringLiteral("text/plain"));
+    // A share link's download as a visitor of the profile's host fetches it (redirects not followed).
+    Reply shareDownload(const QString &profile, const QString &code);
+    // The SHA-256 of that download, or "status N" when it failed.
+    QByteArray shareDownloadSha256(const QString &profile, const QString &code);
 
 private:
     QStringList serveArguments() const;

@@ -1,7 +1,7 @@
 #include "api.h"
 #include "logcapture.h"
 #include "loopbackpeer.h"
-#include "notificationcenter.h"
+#include "notificationrecorder.h"
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
@@ -34,29 +34,6 @@ API::Completion recordInto(Outcome &outcome)
         outcome = { true, success, result, error };
     };
 }
-
-// Every "UserVisibleErrorNotification" and "AuthTokenInvalid" while it lives.
-class PostedNotifications
-{
-public:
-    PostedNotifications()
-    {
-        m_ids << NotificationCenter::defaultCenter().addObserver(
-            Notifications::UserVisibleErrorNotification, [this](const Notification &n) { visible << n.objectMap(); });
-        m_ids << NotificationCenter::defaultCenter().addObserver(
-            Notifications::AuthTokenInvalid, [this](const Notification &n) { authInvalid << n.object; });
-    }
-    ~PostedNotifications()
-    {
-        for (auto id : m_ids)
-            NotificationCenter::defaultCenter().removeObserver(id);
-    }
-    QList<QVariantMap> visible;
-    QVariantList authInvalid;
-
-private:
-    QList<NotificationCenter::ObserverId> m_ids;
-};
 
 QVariant jsonOf(const QByteArray &body)
 {
@@ -136,15 +113,11 @@ private Q_SLOTS:
         const QVariantMap nameOnly { { "payload", QVariantMap { { "name", "Batch" } } } };
         const QVariantMap folderFull { { "payload",
             QVariantMap { { "name", "Batch" }, { "parentItem", "alice/7" }, { "order", 2 } } } };
+        // The profile, folder and link calls are also made against the
+        // service in workAgainstTheReferenceService, the file listing in
+        // answersAreMappedByBodyNotStatus.
         const QList<Call> calls = {
-            { [&](auto c) { api.getProfile(QStringLiteral("bob"), c); }, "GET", "/v1/profiles/bob", {} },
-            { [&](auto c) { api.getFiles(c); }, "GET", "/v1/files/alice?type=user&count=12", {} },
             { [&](auto c) { api.getDocuments(c); }, "GET", "/v1/files/alice?mimeType=text/markdown&count=12", {} },
-            { [&](auto c) { api.getFolders(c); }, "GET", "/v1/folders/alice?type=user&count=12", {} },
-            { [&](auto c) { api.getLinks(c); }, "GET", "/v1/links/alice?count=12", {} },
-            { [&](auto c) { api.createLinkWithURL(QStringLiteral("https://example.org/a?b=c&d"), c); }, "POST",
-                "/v1/links/alice",
-                QVariantMap { { "payload", QVariantMap { { "content", "https://example.org/a?b=c&d" } } } } },
             { [&](auto c) { api.createFolderWithName(QStringLiteral("Batch"), QString(), QVariant(), c); }, "POST",
                 "/v1/folders/alice", nameOnly },
             { [&](auto c) { api.createFolderWithName(QStringLiteral("Batch"), QStringLiteral("alice/7"), 2, c); },
@@ -298,23 +271,24 @@ private Q_SLOTS:
         QFETCH(bool, success);
         QFETCH(QString, responseText);
         QVERIFY(m_server.setFaults(fault));
-        PostedNotifications posted;
+        NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
+        NotificationRecorder authInvalid(Notifications::AuthTokenInvalid);
         LogCapture log;
         Outcome outcome;
         API::instance().getFiles(recordInto(outcome));
         QTRY_VERIFY(outcome.done);
         QCOMPARE(outcome.success, success);
         QVERIFY(log.contains(QStringLiteral("httpResponse.statusCode %1").arg(status)));
-        QVERIFY(posted.authInvalid.isEmpty());
+        QVERIFY(authInvalid.seen().isEmpty());
         if (success) {
             QCOMPARE(outcome.result.toMap().value("message").toString(), QStringLiteral("Injected fault"));
-            QVERIFY(posted.visible.isEmpty());
+            QVERIFY(visible.seen().isEmpty());
             return;
         }
         QVERIFY(!outcome.result.isValid());
         QCOMPARE(outcome.error.domain, QStringLiteral("JSONSerialization"));
-        QCOMPARE(posted.visible.size(), 1);
-        const QVariantMap record = posted.visible.first();
+        QCOMPARE(visible.seen().size(), 1);
+        const QVariantMap record = visible.objects().first();
         QCOMPARE(record.value("error").toString(), QStringLiteral("Something went wrong"));
         QCOMPARE(record.value("message").toString(), QStringLiteral("Error communicating with the server"));
         QVERIFY(!record.contains("hideButton"));
@@ -328,16 +302,17 @@ private Q_SLOTS:
     void refusedTokenSignalsAuthTokenInvalid()
     {
         settings().setToken(QStringLiteral("tk_not_a_real_token"));
-        PostedNotifications posted;
+        NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
+        NotificationRecorder authInvalid(Notifications::AuthTokenInvalid);
         Outcome outcome;
         API::instance().getMe(recordInto(outcome));
         QTRY_VERIFY(outcome.done);
         QVERIFY(!outcome.success);
         QCOMPARE(outcome.result, QVariant(false));
         QCOMPARE(outcome.error.code, 401);
-        QCOMPARE(posted.authInvalid.size(), 1);
-        QVERIFY(!posted.authInvalid.first().isValid()); // no object
-        QVERIFY(posted.visible.isEmpty());
+        QCOMPARE(authInvalid.seen().size(), 1);
+        QVERIFY(!authInvalid.seen().first().object.isValid()); // no object
+        QVERIFY(visible.seen().isEmpty());
     }
 
     void ensureDomainResolvesOnlyWhenNoneIsStored()
@@ -437,7 +412,7 @@ private Q_SLOTS:
     void waitForNewFileGivesUpAfterFifteenPolls()
     {
         QVERIFY(m_server.setFaults(QStringLiteral("api.500text=1")));
-        PostedNotifications posted;
+        NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
         LogCapture log;
         bool done = false, found = true, timedOut = false;
         QVariant answer;
@@ -448,7 +423,7 @@ private Q_SLOTS:
         QVERIFY(timedOut);
         QCOMPARE(answer, QVariant(QVariantMap()));
         QCOMPARE(log.count(QStringLiteral("Endpoint %1files/alice/42").arg(m_server.apiUrl())), 15);
-        QCOMPARE(posted.visible.size(), 15); // every failed poll is reported
+        QCOMPARE(visible.seen().size(), 15); // every failed poll is reported
     }
 
     void waitForNewFileNeedsACodeAndADomain()

@@ -6,7 +6,7 @@
 #include "dispatch.h"
 #include "logcapture.h"
 #include "loopbackpeer.h"
-#include "notificationcenter.h"
+#include "notificationrecorder.h"
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
@@ -51,23 +51,6 @@ struct Put
     bool success = false;
     bool onMainThread = false;
     QVariantMap response;
-};
-
-// Notifications of one name, recorded while the recorder lives.
-class NotificationRecorder
-{
-public:
-    explicit NotificationRecorder(const char *name)
-        : m_id(NotificationCenter::defaultCenter().addObserver(
-            QString::fromLatin1(name), [this](const Notification &n) { m_objects << n.objectMap(); }))
-    {
-    }
-    ~NotificationRecorder() { NotificationCenter::defaultCenter().removeObserver(m_id); }
-    QList<QVariantMap> objects() const { return m_objects; }
-
-private:
-    NotificationCenter::ObserverId m_id;
-    QList<QVariantMap> m_objects;
 };
 
 bool isMainThread()
@@ -117,13 +100,7 @@ private:
     QString token;
 
     // The stored object, fetched the way a visitor of the share link does.
-    QByteArray downloadedHash(const QString &code)
-    {
-        const auto reply = server.request("GET", QStringLiteral("/%1/download").arg(code), {},
-            { { "Host", QStringLiteral("alice.%1").arg(server.webDomain()).toUtf8() } });
-        return reply.status == 200 ? QCryptographicHash::hash(reply.body, QCryptographicHash::Sha256)
-                                   : QByteArray("status ") + QByteArray::number(reply.status);
-    }
+    QByteArray downloadedHash(const QString &code) { return server.shareDownloadSha256("alice", code); }
 
     static void presign(const QString &path, const QString &parent, const QVariant &order, Presign &out)
     {
@@ -277,13 +254,8 @@ private Q_SLOTS:
 
     void presignTransportFailureIsReported()
     {
-        // A port nobody listens on: the service is unreachable.
-        quint16 port = 0;
-        {
-            LoopbackPeer closed;
-            port = closed.port();
-        }
-        qputenv("TESSLY_API_URL", QStringLiteral("http://127.0.0.1:%1/v1/").arg(port).toUtf8());
+        ClosedPort closed; // the service is unreachable
+        qputenv("TESSLY_API_URL", QStringLiteral("http://127.0.0.1:%1/v1/").arg(closed.port()).toUtf8());
         const QString path = dir.filePath(QStringLiteral("a.txt"));
         LogCapture log;
         NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
@@ -328,10 +300,10 @@ private Q_SLOTS:
     {
         LoopbackPeer peer;
         peer.setResponse(403, QByteArray());
-        const QString path = TestFiles::random(dir.path(), QStringLiteral("forbidden.txt"), 100);
+        const QString path = TestFiles::random(dir.path(), QStringLiteral("forbidden.txt"), 3 * 1024 * 1024 + 7);
         LogCapture log;
         const QVariantMap record { { QStringLiteral("code"), QStringLiteral("xyz") },
-            { QStringLiteral("url"), QStringLiteral("http://127.0.0.1:%1/bucket/key").arg(peer.port()) } };
+            { QStringLiteral("url"), QStringLiteral("http://127.0.0.1:%1/bucket/key?x=1%2F2").arg(peer.port()) } };
         Put put;
         startPut(record, path, QString(), put);
         QTRY_VERIFY(put.done);
@@ -340,9 +312,12 @@ private Q_SLOTS:
         QCOMPARE(peer.requests().size(), 1);
         const auto request = peer.requests().first();
         QCOMPARE(request.method, QByteArray("PUT"));
+        QCOMPARE(request.target, QByteArray("/bucket/key?x=1%2F2")); // the signed query exactly as given
         QCOMPARE(request.headers.value("content-type"), QByteArray("text/plain"));
-        QCOMPARE(request.headers.value("content-length"), QByteArray("100"));
+        QCOMPARE(request.headers.value("content-length"), QByteArray::number(3 * 1024 * 1024 + 7));
+        QCOMPARE(QCryptographicHash::hash(request.body, QCryptographicHash::Sha256), TestFiles::sha256(path));
         QVERIFY(!request.headers.contains("authorization"));
+        QVERIFY(!request.headers.contains("expect")); // no 100-continue round trip before the body
 
         // A file that cannot be read fails without anything being sent, and
         // is still announced as ended.

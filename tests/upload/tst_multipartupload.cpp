@@ -4,7 +4,7 @@
 #include "loopbackpeer.h"
 #include "multipartapiclient.h"
 #include "multipartuploadsession.h"
-#include "notificationcenter.h"
+#include "notificationrecorder.h"
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
@@ -43,18 +43,8 @@ private:
     QTemporaryDir dir;
     QString token;
 
-    static QByteArray sha256(const QByteArray &data)
-    {
-        return QCryptographicHash::hash(data, QCryptographicHash::Sha256);
-    }
-
     // The stored object, fetched the way a visitor of the share link does.
-    QByteArray downloadedHash(const QString &code)
-    {
-        const auto reply = server.request("GET", QStringLiteral("/%1/download").arg(code), {},
-            { { "Host", QStringLiteral("alice.%1").arg(server.webDomain()).toUtf8() } });
-        return reply.status == 200 ? sha256(reply.body) : QByteArray("status ") + QByteArray::number(reply.status);
-    }
+    QByteArray downloadedHash(const QString &code) { return server.shareDownloadSha256("alice", code); }
 
     // Starts the session; its completion fills in `outcome`.
     static void start(const std::shared_ptr<TLMultipartUploadSession> &session, Outcome &outcome)
@@ -164,7 +154,7 @@ private Q_SLOTS:
         QTRY_VERIFY(done);
         QVERIFY(response.toMap().contains(QStringLiteral("code")));
         QVERIFY2(!log.containsText(signature), "a presigned signature reached the log");
-        QCOMPARE(downloadedHash(code), sha256(bytes));
+        QCOMPARE(downloadedHash(code), QCryptographicHash::hash(bytes, QCryptographicHash::Sha256));
     }
 
     void clientFailuresCarryStatusBodyOrCause()
@@ -231,22 +221,9 @@ private Q_SLOTS:
         LogCapture log;
         const qint64 size = 12 * kPartSize + 123;
         const QString path = TestFiles::random(dir.path(), QStringLiteral("big take.mov"), size);
-        int partNotes = 0, completedNotes = 0;
-        QObject observer;
-        auto &center = NotificationCenter::defaultCenter();
-        center.addObserver(
-            &observer, Notifications::MultipartUploadPartCompleteNotification, [&](const Notification &n) {
-                QCOMPARE(n.objectMap().value(QStringLiteral("taskId")).toString(), QStringLiteral("77"));
-                QCOMPARE(n.objectMap().value(QStringLiteral("totalParts")).toULongLong(), quint64(13));
-                ++partNotes;
-            });
-        center.addObserver(&observer, Notifications::MultipartUploadCompletedNotification,
-            [&](const Notification &) { ++completedNotes; });
-        float lastProgress = 0;
-        center.addObserver(&observer, Notifications::MultipartUploadProgressNotification, [&](const Notification &n) {
-            lastProgress = n.objectMap().value(QStringLiteral("progress")).toFloat();
-            QVERIFY(n.objectMap().value(QStringLiteral("isMultipart")).toBool());
-        });
+        NotificationRecorder partDone(Notifications::MultipartUploadPartCompleteNotification);
+        NotificationRecorder completed(Notifications::MultipartUploadCompletedNotification);
+        NotificationRecorder progress(Notifications::MultipartUploadProgressNotification);
 
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("77"));
@@ -260,9 +237,15 @@ private Q_SLOTS:
         QCOMPARE(code, session->currentState()->code());
         QCOMPARE(downloadedHash(code), TestFiles::sha256(path));
         QVERIFY(noPartStoredTwice(server.partStoredCounts(session->uploadId()), 13));
-        QTRY_COMPARE(completedNotes, 1);
-        QCOMPARE(partNotes, 13);
-        QCOMPARE(lastProgress, 1.0f);
+        QTRY_COMPARE(completed.seen().size(), 1);
+        QCOMPARE(partDone.seen().size(), 13);
+        for (const QVariantMap &note : partDone.objects()) {
+            QCOMPARE(note.value(QStringLiteral("taskId")).toString(), QStringLiteral("77"));
+            QCOMPARE(note.value(QStringLiteral("totalParts")).toULongLong(), quint64(13));
+        }
+        for (const QVariantMap &note : progress.objects())
+            QVERIFY(note.value(QStringLiteral("isMultipart")).toBool());
+        QCOMPARE(progress.objects().last().value(QStringLiteral("progress")).toFloat(), 1.0f);
         QVERIFY(!TLMultipartUploadState::stateForUploadId(session->uploadId()));
         QVERIFY(log.contains(
             QStringLiteral("[TLMultipartUploadSession] Initialized: 13 parts, partSize=%1").arg(kPartSize)));
@@ -431,10 +414,7 @@ private Q_SLOTS:
 
     void missingFileFailsAndSaysItCanResume()
     {
-        QVariantMap failure;
-        QObject observer;
-        NotificationCenter::defaultCenter().addObserver(&observer, Notifications::MultipartUploadFailedNotification,
-            [&](const Notification &n) { failure = n.objectMap(); });
+        NotificationRecorder failures(Notifications::MultipartUploadFailedNotification);
         auto session = TLMultipartUploadSession::create(
             QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone.bin"))), QString(), QVariant(), QStringLiteral("8"));
         Outcome outcome;
@@ -442,7 +422,9 @@ private Q_SLOTS:
         QVERIFY(!outcome.success);
         QVERIFY(!outcome.error.isNull());
         QCOMPARE(session->state(), int(TLMultipartUploadSession::Failed));
-        QTRY_COMPARE(failure.value(QStringLiteral("taskId")).toString(), QStringLiteral("8"));
+        QTRY_COMPARE(failures.seen().size(), 1);
+        const QVariantMap failure = failures.objects().first();
+        QCOMPARE(failure.value(QStringLiteral("taskId")).toString(), QStringLiteral("8"));
         QCOMPARE(failure.value(QStringLiteral("canResume")).toBool(), true);
         QVERIFY(failure.value(QStringLiteral("error")).value<Error>().code != 0);
     }

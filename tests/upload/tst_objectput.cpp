@@ -1,5 +1,6 @@
-// The object-store PUT on its own: what reaches the store, what comes back,
-// and how every way of failing is reported. Each failure has a real cause on
+// The object-store PUT on its own: how every way of failing is reported, the
+// trusted certificate, aborts and the cap on connections. What reaches the
+// store through it is checked where the client sends it (tst_apiupload). Each failure has a real cause on
 // this machine (a closed port, a name that cannot resolve, a peer that hangs
 // up or never answers, TLS spoken to a plain port, a self-signed certificate,
 // a file that shrinks while it is sent).
@@ -76,32 +77,6 @@ class TestObjectPut : public QObject
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY2(m_plain.start(), qPrintable(m_plain.errorString())); }
-
-    void bodyArrivesWholeWithItsTypeAndNoExpectRoundTrip()
-    {
-        LoopbackPeer peer;
-        peer.setResponse(200, "", "text/plain");
-        CurlSession session(4);
-        const QByteArray data = randomBytes(3 * 1024 * 1024 + 7);
-        ObjectPut::Request request
-            = bytesTo(QStringLiteral("http://127.0.0.1:%1/store/a?x=1%2F2").arg(peer.port()), data);
-        request.contentType = "image/png";
-        const Outcome outcome = run(session, request);
-        QCOMPARE(outcome.finishedCount, 1);
-        QVERIFY2(outcome.error.isNull(), qPrintable(outcome.error.toString()));
-        QCOMPARE(outcome.status, 200);
-        QCOMPARE(peer.requests().size(), 1);
-        const LoopbackPeer::Request seen = peer.requests().first();
-        QCOMPARE(seen.method, QByteArray("PUT"));
-        QCOMPARE(seen.target, QByteArray("/store/a?x=1%2F2")); // the signed query exactly as given
-        QCOMPARE(seen.headers.value("content-type"), QByteArray("image/png"));
-        QVERIFY(!seen.headers.contains("expect"));
-        QVERIFY(seen.body == data);
-        // Progress only grows and ends at the whole body.
-        QVERIFY(!outcome.progress.isEmpty());
-        QVERIFY(std::is_sorted(outcome.progress.begin(), outcome.progress.end()));
-        QCOMPARE(outcome.progress.last(), data.size());
-    }
 
     void serviceCertificateNamedInTheConfigurationIsTrusted()
     {

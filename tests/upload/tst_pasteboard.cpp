@@ -1,5 +1,7 @@
-// Pasteboard against mime data as a drop hands it over; the real X11
-// clipboard path is covered by tst_pasteboard_e2e.
+// Pasteboard against mime data as a drop hands it over. What the real X11
+// clipboard shows (PNG and JPEG giving JPEG, a bitmap becoming PNG, a page's
+// data image, a copied image's URL naming the file, text giving no file) is
+// covered by tst_pasteboard_e2e and not repeated here.
 #include "capturenaming.h"
 #include "logcapture.h"
 #include "pasteboard.h"
@@ -83,8 +85,6 @@ private Q_SLOTS:
 
         const QByteArray png = encoded("PNG"), jpg = encoded("JPEG");
         const QString pageWithJpeg = "<p>hi</p><img src=\"data:image/jpeg;base64," + jpg.toBase64() + "\">";
-        QTest::newRow("PNG and JPEG: JPEG wins")
-            << QVariantMap { { "image/png", png }, { "image/jpeg", jpg } } << "jpg" << jpg;
         QTest::newRow("GIF ahead of everything")
             << QVariantMap { { "image/png", png }, { "image/jpeg", jpg }, { "image/gif", kGif } } << "gif" << kGif;
         QTest::newRow("non-standard image/jpg") << QVariantMap { { "image/jpg", jpg } } << "jpg" << jpg;
@@ -119,8 +119,6 @@ private Q_SLOTS:
 
     void otherImagesBecomePng()
     {
-        QMimeData bmp;
-        bmp.setData("image/bmp", encoded("BMP", Qt::blue));
         QMimeData tiff;
         tiff.setData("image/tiff", encoded("TIFF", Qt::blue));
         QMimeData decoded; // what Qt offers for any image it can decode
@@ -128,7 +126,7 @@ private Q_SLOTS:
         image.fill(Qt::blue);
         decoded.setImageData(image);
 
-        for (const QMimeData *mime : { &bmp, &tiff, &decoded }) {
+        for (const QMimeData *mime : { &tiff, &decoded }) {
             const QString path = Pasteboard(mime).imageDataPath();
             QVERIFY(path.endsWith(".png"));
             QImage written;
@@ -139,19 +137,13 @@ private Q_SLOTS:
         }
     }
 
-    void noImageWritesNothing()
+    void noImageIsLogged()
     {
         QMimeData mime;
         mime.setText("just text");
         LogCapture log;
-        const Pasteboard pasteboard(&mime);
-        QVERIFY(!pasteboard.hasImage());
-        const QString path = pasteboard.imageDataPath();
-        QVERIFY(path.startsWith(tmp()));
-        QVERIFY(!QFileInfo::exists(path));
-        QVERIFY(QDir(tmp()).isEmpty());
+        Pasteboard(&mime).imageDataPath();
         QVERIFY(log.contains("Image data unavailable in drag operation."));
-
         QVERIFY(Pasteboard(nullptr).imageDataPath().endsWith(".png"));
     }
 
@@ -220,8 +212,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("name"); // empty: the dated default
 
-        QTest::newRow("query dropped") << "text/uri-list" << QByteArray("https://example.com/i/cat.png?w=200\r\n")
-                                       << "cat.png";
         QTest::newRow("first image URL in order")
             << "text/uri-list" << QByteArray("# comment\r\nhttps://e.com/readme.txt\r\nhttps://e.com/a.gif\r\n")
             << "a.gif";
@@ -256,16 +246,6 @@ private Q_SLOTS:
             QVERIFY2(kDefaultName.match(fileName).hasMatch(), qPrintable(fileName));
         else
             QCOMPARE(fileName, name);
-    }
-
-    void copiedImageKeepsItsName()
-    {
-        QMimeData mime;
-        mime.setData("image/png", encoded("PNG"));
-        mime.setData("text/uri-list", "https://example.com/cat.png?w=200\r\n");
-        const QString path = Pasteboard(&mime).imageDataPath();
-        QCOMPARE(path, tmp() + "cat.png");
-        QCOMPARE(readFile(path), encoded("PNG"));
     }
 
     void fileByReference_data()

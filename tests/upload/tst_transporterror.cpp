@@ -1,7 +1,7 @@
 #include "api.h"
 #include "logcapture.h"
 #include "loopbackpeer.h"
-#include "notificationcenter.h"
+#include "notificationrecorder.h"
 #include "notifications.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
@@ -35,8 +35,7 @@ Seen callThroughApi(const QString &apiUrl, int timeoutMs = 60000)
 {
     qputenv("TESSLY_API_URL", apiUrl.toUtf8());
     Seen seen;
-    const auto id = NotificationCenter::defaultCenter().addObserver(
-        Notifications::UserVisibleErrorNotification, [&seen](const Notification &n) { seen.visible << n.objectMap(); });
+    NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
     const int previous = API::instance().requestTimeoutMs();
     API::instance().setRequestTimeoutMs(timeoutMs);
     API::instance().getMe([&seen](bool ok, const QVariant &, const Error &error) {
@@ -46,7 +45,7 @@ Seen callThroughApi(const QString &apiUrl, int timeoutMs = 60000)
     });
     (void)QTest::qWaitFor([&seen] { return seen.done; }, 30000);
     API::instance().setRequestTimeoutMs(previous);
-    NotificationCenter::defaultCenter().removeObserver(id);
+    seen.visible = visible.objects();
     return seen;
 }
 
@@ -157,17 +156,6 @@ private Q_SLOTS:
         const Error error = TransportError::fromReply(reply);
         QCOMPARE(error.code, -999);
         QCOMPARE(error.localizedDescription, QStringLiteral("cancelled"));
-        delete reply;
-    }
-
-    void httpErrorStatusesAreAnswersNotTransportFailures()
-    {
-        QNetworkAccessManager manager;
-        QNetworkReply *reply = manager.get(QNetworkRequest(QUrl(m_plain.apiUrl() + QStringLiteral("users/me"))));
-        QTRY_VERIFY(reply->isFinished());
-        QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 401);
-        QVERIFY(reply->error() != QNetworkReply::NoError); // Qt flags it...
-        QVERIFY(!TransportError::isTransportFailure(reply)); // ...but it is an answer
         delete reply;
     }
 
