@@ -2,6 +2,7 @@
 // test sources, looked at afterwards with ffprobe and ffmpeg's ssim filter:
 // both GIF paths, the faststart copy, how ffmpeg is found, run, timed out and
 // how its failures read, bad movies, and the command line.
+#include "capturenaming.h"
 #include "logcapture.h"
 #include "notificationcenter.h"
 #include "notifications.h"
@@ -12,6 +13,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -221,10 +223,14 @@ private Q_SLOTS:
         const QUrl gif = TLGIFConverter().convertFileAtPath(
             QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 0.5, &error);
         QVERIFY2(!error, qPrintable(error.toString()));
-        QVERIFY(QRegularExpression(
-            QStringLiteral("/tmp/Screen Capture on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.gif$"))
-                    .match(gif.toLocalFile())
-                    .hasMatch());
+        // Named by the capture rule, in the user's private temporary folder.
+        const QFileInfo written(gif.toLocalFile());
+        QCOMPARE(written.dir().canonicalPath(), QDir(CaptureNaming::temporaryDirectory()).canonicalPath());
+        QVERIFY2(
+            QRegularExpression(QStringLiteral("^Screen Capture on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.gif$"))
+                .match(written.fileName())
+                .hasMatch(),
+            qPrintable(written.filePath()));
 
         const Probe p = probe(gif.toLocalFile());
         QCOMPARE(p.codec, QStringLiteral("gif"));
