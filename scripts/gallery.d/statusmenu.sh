@@ -11,6 +11,10 @@ files=$(mktemp -d)
 app=""
 trap '[ -n "$app" ] && kill $app 2>/dev/null; rm -rf "$files"' EXIT
 
+faults() {
+  curl -fsS -o /dev/null -X PUT -H "Authorization: Bearer $ADMIN_TOKEN" -H 'Content-Type: application/json' \
+    -d "$1" "$base/admin/faults"
+}
 post() { curl -fsS -o /dev/null -H "Authorization: Bearer $token" -H 'Content-Type: application/json' -d "$2" "$api/$1"; }
 setting() { # KEY VALUE: written the way the settings store keeps it
   if grep -q "^$1=" "$ini"; then sed -i "s|^$1=.*|$1=$2|" "$ini"; else sed -i "/^\[General\]/a $1=$2" "$ini"; fi
@@ -73,7 +77,7 @@ setting selectedMenuSegment 0
 
 # A large upload interrupted while its parts are held at the store leaves its
 # record on disk: the row offers retry.
-curl -fsS -X PUT -d 'put.stall=1,stall-ms=4000,put.only=parts' "$base/admin/faults" >/dev/null
+faults '{"faults":"put.stall=1,stall-ms=4000,put.only=parts"}'
 head -c 60000000 /dev/urandom >"$files/Screen Recording 2026-11-23.mov"
 "$TESSLY" upload "$files/Screen Recording 2026-11-23.mov" >/dev/null 2>&1 &
 uploader=$!
@@ -99,7 +103,7 @@ shot_menu upload-paused
 
 # Signed out.
 xdotool key Escape
-curl -fsS -X PUT -d 'off' "$base/admin/faults" >/dev/null
+faults '{"faults":"off"}'
 sed -i '/^token=/d' "$ini"
 open_menu
 shot_menu signed-out
