@@ -9,12 +9,11 @@
 #include "jsonserialization.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "privateexecutables.h"
 #include "replytimeout.h"
 #include "settingsstore.h"
 #include "transporterror.h"
 
-#include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -238,8 +237,8 @@ void API::mockUploads() { }
 QUrl API::getVideoThumbnail(const QUrl &videoUrl)
 {
     // Debian's ffmpeg decodes every format a recording or a dropped video may
-    // have. The one linked next to the program wins, as for recording.
-    QString ffmpeg = QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("ffmpeg"));
+    // have. The one linked into the private executables folder wins.
+    QString ffmpeg = PrivateExecutables::auxiliaryExecutable(QStringLiteral("ffmpeg"));
     if (!QFileInfo(ffmpeg).isExecutable())
         ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
     const QString target = CaptureNaming::temporaryDirectory() + QStringLiteral("video-thumbnail.png");
