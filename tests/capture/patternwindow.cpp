@@ -12,8 +12,12 @@ PatternWindow::PatternWindow(const QRect &logicalGeometry)
     setFixedSize(logicalGeometry.size());
     show();
     [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(this);
-    // On screen means: the X server shows all four quadrants where they belong.
-    [[maybe_unused]] const bool painted = E2E::waitForWindowPixels(this, [](const QImage &pixels) {
+    [[maybe_unused]] const bool shown = waitUntilShown();
+}
+
+bool PatternWindow::waitUntilShown() const
+{
+    return E2E::waitForWindowPixels(this, [](const QImage &pixels) {
         for (int quadrant = 0; quadrant < 4; ++quadrant) {
             const QPoint at(
                 pixels.width() * (1 + 2 * (quadrant % 2)) / 4, pixels.height() * (1 + 2 * (quadrant / 2)) / 4);

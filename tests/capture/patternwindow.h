@@ -14,6 +14,10 @@ public:
     // until it is on screen.
     explicit PatternWindow(const QRect &logicalGeometry);
 
+    // Waits until the X server shows all four quadrants where they belong,
+    // as after something that covered the window went away.
+    bool waitUntilShown() const;
+
     // The colour the pattern has at a point of its client area (logical,
     // relative to the window), away from the quadrant borders.
     QColor colorAt(const QPointF &local) const;

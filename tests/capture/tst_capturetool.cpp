@@ -40,21 +40,18 @@ class TestCaptureTool : public QObject
     }
 
     // Runs the tool; `interact` drives it once its windows are up.
-    static int run(const QStringList &args, QString *stderrText = nullptr, const std::function<void()> &interact = {})
+    int run(const QStringList &args, QString *stderrText = nullptr, const std::function<void()> &interact = {})
     {
         // What the last run's windows covered is repainted first.
-        QTest::qWait(100);
+        if (!m_pattern->waitUntilShown())
+            return -2;
         QProcess process;
         process.start(tool(), args);
         if (!process.waitForStarted())
             return -1;
         if (interact) {
-            int found = -1;
-            E2E::runTool(QStringLiteral("xdotool"),
-                { QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
-                    QStringLiteral("--class"), QStringLiteral("tessly-screencapture") },
-                &found, 10000);
-            QTest::qWait(200); // the first paint and the keyboard grab
+            if (!E2E::waitForCaptureTool())
+                return -3;
             interact();
         }
         // Not blocked in waitForFinished: the pattern must be able to repaint.
@@ -209,9 +206,8 @@ private Q_SLOTS:
         auto click = [&] {
             if (how == QLatin1String("-i"))
                 xdotool({ QStringLiteral("key"), QStringLiteral("space") });
-            xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()) });
-            QTest::qWait(100);
-            xdotool({ QStringLiteral("click"), QStringLiteral("1") });
+            xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()),
+                QStringLiteral("click"), QStringLiteral("1") });
         };
         if (how == QLatin1String("-l")) {
             QCOMPARE(run({ QStringLiteral("-x"), QStringLiteral("-l"), QString::number(info->id), path }), 0);

@@ -3,6 +3,7 @@
 // ordinary window above. Checked as the user sees it, from grabs of the
 // screen, and by where real clicks land.
 #include "desktopiconhider.h"
+#include "desktopshell.h"
 #include "e2e.h"
 #include "logcapture.h"
 #include "overlaywindowcontroller.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QTest>
 #include <QWidget>
 
@@ -26,8 +28,18 @@ class TestDesktopIconHider : public QObject
 
     enum class Cover { None, Wallpaper, OwnBackground };
 
-    void verifyIconsCovered(const QImage &screen, Cover cover)
+    // What the screen shows at each icon's centre, and what it should show.
+    QStringList iconPixels(const QImage &screen) const
     {
+        QStringList names;
+        for (int i = 0; i < m_desktop->icons().size(); ++i)
+            names << screen.pixelColor(iconCentre(i)).name();
+        return names;
+    }
+
+    QStringList expectedIconPixels(Cover cover) const
+    {
+        QStringList names;
         for (int i = 0; i < m_desktop->icons().size(); ++i) {
             const QPoint p = iconCentre(i);
             QColor expected = TestDesktop::kIcon;
@@ -35,8 +47,9 @@ class TestDesktopIconHider : public QObject
                 expected = TestDesktop::wallpaperAt(p);
             else if (cover == Cover::OwnBackground)
                 expected = TestDesktop::backgroundAt(m_desktop->window()->mapFromGlobal(p));
-            QCOMPARE(screen.pixelColor(p).name(), expected.name());
+            names << expected.name();
         }
+        return names;
     }
 
     void verifyPatternOnTop(const QImage &screen)
@@ -72,7 +85,7 @@ private Q_SLOTS:
         m_desktop = std::make_unique<TestDesktop>(QGuiApplication::screens().at(0)->geometry());
         // Over the first icon column's right neighbour, not over the icons.
         m_pattern = std::make_unique<PatternWindow>(QRect(300, 200, 200, 160));
-        verifyIconsCovered(E2E::grabDesktop(), Cover::None);
+        QTRY_COMPARE(iconPixels(E2E::grabDesktop()), expectedIconPixels(Cover::None));
     }
 
     void coversIconsOnlyWhereThereIsADesktopWindow_data()
@@ -96,7 +109,7 @@ private Q_SLOTS:
         QVERIFY(!log.containsText(QStringLiteral("Capturing Screen {{800")));
 
         const QImage hidden = E2E::grabDesktop();
-        verifyIconsCovered(hidden, wallpaper ? Cover::Wallpaper : Cover::OwnBackground);
+        QCOMPARE(iconPixels(hidden), expectedIconPixels(wallpaper ? Cover::Wallpaper : Cover::OwnBackground));
         verifyPatternOnTop(hidden);
         const QRect second = QGuiApplication::screens().at(1)->geometry();
         QCOMPARE(hidden.copy(second), before.copy(second));
@@ -123,8 +136,8 @@ private Q_SLOTS:
 
         hider.unhideDesktopIcons();
         QVERIFY(hider.overlayControllers().isEmpty());
-        QTest::qWait(200); // the desktop window repaints what the cover hid
-        verifyIconsCovered(E2E::grabDesktop(), Cover::None);
+        // The desktop window repaints what the cover hid.
+        QTRY_COMPARE(iconPixels(E2E::grabDesktop()), expectedIconPixels(Cover::None));
         m_desktop->publishWallpaper(true);
     }
 
@@ -148,7 +161,8 @@ private Q_SLOTS:
         DesktopIconHider hider;
         hider.hideDesktopIcons();
         QCOMPARE(hider.overlayControllers().size(), 1);
-        verifyIconsCovered(E2E::grabDesktop(), wallpaper ? Cover::Wallpaper : Cover::OwnBackground);
+        QCOMPARE(
+            iconPixels(E2E::grabDesktop()), expectedIconPixels(wallpaper ? Cover::Wallpaper : Cover::OwnBackground));
         QCOMPARE(windowUnderPointer(), uncovered);
         const int presses = m_desktop->presses();
         xdotool({ QStringLiteral("click"), QStringLiteral("1") });
@@ -172,8 +186,12 @@ private Q_SLOTS:
     {
         DesktopIconHider hider;
         LogCapture log;
+        // A shell of our own sees the switch no earlier than the hider's.
+        const std::unique_ptr<DesktopShell> witness = DesktopShell::create();
+        QSignalSpy switched(witness.get(), &DesktopShell::workspaceChanged);
         xdotool({ QStringLiteral("set_desktop"), QStringLiteral("1") });
-        QTest::qWait(300);
+        QTRY_VERIFY(!switched.isEmpty());
+        QCoreApplication::processEvents();
         QVERIFY(hider.overlayControllers().isEmpty());
         QCOMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 0);
 
@@ -182,8 +200,7 @@ private Q_SLOTS:
         xdotool({ QStringLiteral("set_desktop"), QStringLiteral("0") });
         QTRY_COMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 2);
         QCOMPARE(hider.overlayControllers().size(), 1);
-        QTest::qWait(200);
-        verifyIconsCovered(E2E::grabDesktop(), Cover::Wallpaper);
+        QTRY_COMPARE(iconPixels(E2E::grabDesktop()), expectedIconPixels(Cover::Wallpaper));
         hider.unhideDesktopIcons();
     }
 };

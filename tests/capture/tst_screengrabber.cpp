@@ -44,11 +44,7 @@ class TestScreenGrabber : public QObject
                                          .arg(b.x())
                                          .arg(b.y());
         auto *driver = new QProcess;
-        driver->start(QStringLiteral("sh"),
-            { QStringLiteral("-c"),
-                QStringLiteral("xdotool search --sync --onlyvisible --class tessly-screencapture >/dev/null; "
-                               "sleep 0.3; ")
-                    + act });
+        driver->start(QStringLiteral("sh"), { QStringLiteral("-c"), E2E::captureToolReadyScript() + act });
         return driver;
     }
 
@@ -131,9 +127,10 @@ private Q_SLOTS:
     {
         QFETCH(bool, hide);
         SettingsStore::instance().setHideDesktopIcons(hide);
-        QTest::qWait(200); // the test desktop repaints what the last tool run covered
-        LogCapture log;
         const QPoint icon = m_desktop->window()->mapToGlobal(m_desktop->icons().first().center());
+        // The test desktop repaints what the last tool run covered.
+        QTRY_COMPARE(E2E::grabDesktop().pixelColor(icon).name(), TestDesktop::kIcon.name());
+        LogCapture log;
         const QPoint from = icon - QPoint(30, 30);
         QProcess *driver = drive(from, icon + QPoint(30, 30));
         const QUrl url = ScreenGrabber::captureScreen(QStringLiteral("Screen Shot"));
@@ -168,7 +165,7 @@ private Q_SLOTS:
         m_posted.clear();
         QVERIFY(!ScreenGrabber::instance().isRecording());
         ScreenGrabber::instance().endRecording();
-        QTest::qWait(100);
+        QCoreApplication::processEvents();
         QVERIFY(m_posted.isEmpty());
     }
 

@@ -189,9 +189,9 @@ private Q_SLOTS:
         QProcess driver;
         driver.start(QStringLiteral("sh"),
             { QStringLiteral("-c"),
-                QStringLiteral(
-                    "xdotool search --sync --onlyvisible --class tessly-screencapture >/dev/null; sleep 0.3; "
-                    "xdotool mousemove 100 100 mousedown 1 mousemove 150 140 mousemove 200 180 mouseup 1") });
+                E2E::captureToolReadyScript()
+                    + QStringLiteral(
+                        "xdotool mousemove 100 100 mousedown 1 mousemove 150 140 mousemove 200 180 mouseup 1") });
         QMetaObject::invokeMethod(m_delegate.get(), "captureScreen"); // by name, as the menu does
         driver.waitForFinished(10000);
 

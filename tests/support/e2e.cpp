@@ -49,6 +49,23 @@ bool waitForWindowPixels(const QWidget *window, const std::function<bool(const Q
     }
 }
 
+QString captureToolReadyScript()
+{
+    // Mapped is not enough: keys typed before the tool takes the focus go to
+    // whatever had it.
+    return QStringLiteral(
+        "xdotool search --sync --onlyvisible --class tessly-screencapture >/dev/null; "
+        "until xdotool search --onlyvisible --class tessly-screencapture | grep -qx \"$(xdotool getwindowfocus)\"; "
+        "do sleep 0.02; done; ");
+}
+
+bool waitForCaptureTool(int timeoutMs)
+{
+    int code = -1;
+    runTool(QStringLiteral("sh"), { QStringLiteral("-c"), captureToolReadyScript() }, &code, timeoutMs);
+    return code == 0;
+}
+
 QByteArray runTool(const QString &program, const QStringList &args, int *exitCode, int timeoutMs)
 {
     QProcess process;

@@ -25,6 +25,14 @@ QImage grabDesktop();
 // timeoutMs pass. Use it instead of a pause before looking at the screen.
 bool waitForWindowPixels(const QWidget *window, const std::function<bool(const QImage &)> &shows, int timeoutMs = 5000);
 
+// A shell fragment that returns once the capture tool's selection is on
+// screen and holds the input focus, so that xdotool's keys and clicks reach
+// it. Put it before the xdotool commands of a driver script.
+QString captureToolReadyScript();
+
+// Waits, in this process, for what captureToolReadyScript() waits for.
+bool waitForCaptureTool(int timeoutMs = 10000);
+
 // Runs a tool to completion; returns its standard output. exitCode is -1 when
 // it could not start or did not finish within timeoutMs.
 QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000);

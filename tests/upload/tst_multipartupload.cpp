@@ -341,7 +341,6 @@ private Q_SLOTS:
         QTRY_COMPARE((std::count_if(session->currentState()->parts().begin(), session->currentState()->parts().end(),
                          [](const auto &p) { return p->retryCount() == 1; })),
             4);
-        QTest::qWait(200);
         QVERIFY(!outcome.done);
 
         QVERIFY(server.setFaults(QStringLiteral("off")));
