@@ -25,16 +25,6 @@
 
 #include <memory>
 
-#if defined(__SANITIZE_ADDRESS__)
-// AddressSanitizer keeps up to 256 MiB of freed blocks in quarantine, which
-// the peak-memory check would count as the upload's. A small quarantine
-// still catches use after free; ASAN_OPTIONS from the environment wins.
-extern "C" const char *__asan_default_options()
-{
-    return "quarantine_size_mb=16";
-}
-#endif
-
 namespace {
 
 struct Presign
@@ -58,20 +48,6 @@ bool isMainThread()
     return QThread::currentThread() == QCoreApplication::instance()->thread();
 }
 
-// The process's peak resident size in KiB, and a way to start measuring it
-// afresh (clear_refs 5 resets the peak to the current size).
-qint64 peakResidentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
-
 // The signature of a presigned URL, which must never reach a log line.
 QString signatureOf(const QString &url)
 {
@@ -81,12 +57,6 @@ QString signatureOf(const QString &url)
             return item.section(QLatin1Char('='), 1);
     }
     return {};
-}
-
-bool resetPeakResident()
-{
-    QFile clear(QStringLiteral("/proc/self/clear_refs"));
-    return clear.open(QIODevice::WriteOnly) && clear.write("5") == 1;
 }
 
 } // namespace
@@ -427,31 +397,6 @@ private Q_SLOTS:
             const QString signature = signatureOf(p.response.value(QStringLiteral("url")).toString());
             QVERIFY(!signature.isEmpty() && !log.containsText(signature));
         }
-    }
-
-    void largeFileIsStreamedFromDisk()
-    {
-        constexpr qint64 kSize = 200 * 1024 * 1024;
-        const QString path = TestFiles::random(dir.path(), QStringLiteral("large.bin"), kSize);
-        QVERIFY(!path.isEmpty());
-        // One progress line per socket write would flood the test log.
-        QLoggingCategory::setFilterRules(QStringLiteral("tessly.upload.api.info=false"));
-        const bool reset = resetPeakResident();
-        const qint64 before = peakResidentKiB();
-        Presign presigned;
-        Put put;
-        upload(path, presigned, put, 180000);
-        const qint64 after = peakResidentKiB();
-        QLoggingCategory::setFilterRules(QString());
-        QVERIFY(put.success);
-        QVERIFY(before > 0 && after > 0);
-        // Far less than the file: a copy in memory would add 200 MiB.
-        QVERIFY2(after - before < 64 * 1024,
-            qPrintable(QStringLiteral("peak grew by %1 KiB (peak reset: %2)").arg(after - before).arg(reset)));
-        const auto record = server.api(
-            "GET", QStringLiteral("/v1/files/alice/%1").arg(presigned.response.value("code").toString()), token);
-        QCOMPARE(record.json().value("size").toInteger(), kSize);
-        QFile::remove(path);
     }
 
     void videoThumbnailIsTheFirstFrame()
