@@ -1,5 +1,6 @@
 #include "appdelegate.h"
 #include "commandline.h"
+#include "commandlinearguments.h"
 #include "logging.h"
 #include "serviceconfig.h"
 #include "singleinstance.h"
@@ -33,9 +34,7 @@ int main(int argc, char *argv[])
 {
     Logging::install();
 
-    QStringList args;
-    for (int i = 1; i < argc; ++i)
-        args << QString::fromLocal8Bit(argv[i]);
+    const QStringList args = CommandLineArguments::decode(argc, argv);
 
     const auto trustExtraCa = [] {
         QString error;

@@ -83,6 +83,10 @@ QUrl Archiver::zipFiles(const QStringList &paths)
         // zip would read "-name" as an option; "./-name" is stored as "-name".
         if (entry.startsWith(QLatin1Char('-')))
             entry.prepend(QLatin1String("./"));
+        // A folder given as a link is the folder the user means: the slash
+        // has zip follow that one link, and only that one.
+        if (item.isSymLink() && item.isDir())
+            entry.append(QLatin1Char('/'));
 
         // -y stores symbolic links as links: following them would pack what
         // they point at (the settings file, a loop without end).

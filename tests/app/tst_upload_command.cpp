@@ -13,6 +13,9 @@
 #include <QTest>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -116,6 +119,35 @@ private Q_SLOTS:
         QCOMPARE(none.status, 2);
         QVERIFY(none.err.contains(QLatin1String("usage: tessly upload FILE...")));
         QCOMPARE(run({ QStringLiteral("upload"), QStringLiteral("--bogus") }).status, 2);
+    }
+
+    void namesThatAreNotUtf8StillUpload()
+    {
+        // A file and a folder named in Latin-1, as an older system left them.
+        const QByteArray root = QFile::encodeName(dir.path());
+        const QByteArray file = root + "/caf\xe9.txt";
+        const QByteArray folder = root + "/d\xe9j\xe0";
+        QVERIFY(::mkdir(folder.constData(), 0700) == 0);
+        const QByteArray content = "bytes of a file with an old name\n";
+        for (const QByteArray &path : { file, folder + "/inside.txt" }) {
+            const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+            QVERIFY(fd >= 0 && ::write(fd, content.constData(), content.size()) == content.size() && ::close(fd) == 0);
+        }
+        // Passed as the shell passes them: the bytes as they are.
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        process.start(QStringLiteral("sh"),
+            { QStringLiteral("-c"),
+                QStringLiteral("exec \"$0\" upload \"$1/$(printf 'caf\\351.txt')\" \"$1/$(printf 'd\\351j\\340')\""),
+                tessly(), dir.path() });
+        QVERIFY(process.waitForFinished(120000));
+        const QString err = QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(process.exitCode() == 0, qPrintable(err));
+        const QStringList links
+            = QString::fromUtf8(process.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QCOMPARE(links.size(), 2);
+        QCOMPARE(body(links[0]), content);
+        QVERIFY(body(links[1]).contains("inside.txt"));
     }
 
     void killedUploadResumesWithoutResendingFinishedParts()
