@@ -68,7 +68,12 @@ void TLMultipartUploadState::saveState(TLMultipartUploadState &state)
         return;
     }
     state.updateLastAttempt();
-    const QByteArray data = state.encode();
+    QString error;
+    const QByteArray data = state.encode(&error);
+    if (data.isEmpty()) {
+        qCWarning(lcMultipartState).noquote() << QStringLiteral("Failed to archive multipart state: %1").arg(error);
+        return;
+    }
 
     QSaveFile file(fileURLForUploadId(state.uploadId()));
     const bool written = file.open(QIODevice::WriteOnly)

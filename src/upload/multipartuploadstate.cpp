@@ -257,7 +257,7 @@ QString TLMultipartUploadState::description() const
         .arg(m_parts.size());
 }
 
-QByteArray TLMultipartUploadState::encode() const
+QByteArray TLMultipartUploadState::encode(QString *error) const
 {
     PropertyListWriter out;
     const auto optionalString = [&out](const char *key, const QString &value) {
@@ -327,7 +327,7 @@ QByteArray TLMultipartUploadState::encode() const
         out.unsignedInteger(m_fileDevice);
     }
     out.endDict();
-    return out.finish();
+    return out.finish(error);
 }
 
 TLMultipartUploadStatePtr TLMultipartUploadState::decode(const QByteArray &data, QString *error)

@@ -80,7 +80,8 @@ public:
 
     // The record as a property list, and back. decode() checks every value's
     // kind and fails on any mismatch; absent keys read as null or 0.
-    QByteArray encode() const;
+    // Empty, with the reason in `error`, when the record cannot be written.
+    QByteArray encode(QString *error = nullptr) const;
     static TLMultipartUploadStatePtr decode(const QByteArray &data, QString *error = nullptr);
 
     static QString storageDirectory();

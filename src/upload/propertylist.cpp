@@ -110,17 +110,29 @@ void PropertyListWriter::number(const QVariant &value)
     case QMetaType::UChar:
         unsignedInteger(value.toULongLong());
         break;
-    default:
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::Long:
+    case QMetaType::Short:
+    case QMetaType::SChar:
+    case QMetaType::Char:
         integer(value.toLongLong());
+        break;
+    default:
+        // "3" or a date would come back as some other number: refuse it.
+        if (m_error.isEmpty())
+            m_error = QStringLiteral("a %1 is not a number").arg(QLatin1String(value.typeName()));
         break;
     }
 }
 
-QByteArray PropertyListWriter::finish()
+QByteArray PropertyListWriter::finish(QString *error)
 {
     m_xml.writeEndElement(); // plist
     m_xml.writeEndDocument();
-    return m_data;
+    if (error)
+        *error = m_error;
+    return m_error.isEmpty() ? m_data : QByteArray();
 }
 
 namespace PropertyList {

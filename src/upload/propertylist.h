@@ -36,13 +36,17 @@ public:
     void real(double value);
     void date(const QDateTime &value); // millisecond precision, UTC
     void boolean(bool value);
-    // A number held in a QVariant: written as <integer> when it is integral, else <real>.
+    // A number held in a QVariant: written as <integer> when it is integral,
+    // else <real>. Anything else is not written, and the document fails.
     void number(const QVariant &value);
 
-    QByteArray finish();
+    // The document; empty, with the reason in `error`, when a value could
+    // not be written.
+    QByteArray finish(QString *error = nullptr);
 
 private:
     QByteArray m_data;
+    QString m_error;
     QXmlStreamWriter m_xml;
 };
 

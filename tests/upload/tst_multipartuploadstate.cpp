@@ -275,6 +275,14 @@ private Q_SLOTS:
         QCOMPARE(loaded->parts()[1]->retryCount(), quint64(2));
         QVERIFY(!TLMultipartUploadState::stateForUploadId(QStringLiteral("never-saved")));
         QVERIFY(!TLMultipartUploadState::stateForUploadId(QString()));
+
+        // A record that cannot be written as it is is not written at all.
+        TLMultipartUploadState odd = sampleRecord();
+        odd.setUploadId(QStringLiteral("up-odd"));
+        odd.setOrder(QStringLiteral("first"));
+        TLMultipartUploadState::saveState(odd);
+        QVERIFY(log.contains(QStringLiteral("Failed to archive multipart state: a QString is not a number")));
+        QVERIFY(!QFile::exists(TLMultipartUploadState::fileURLForUploadId(QStringLiteral("up-odd"))));
     }
 
     void listingSkipsWhatItCannotRead()
