@@ -2,6 +2,7 @@
 #include "commandline.h"
 #include "commandlinearguments.h"
 #include "logging.h"
+#include "secretstore.h"
 #include "serviceconfig.h"
 #include "singleinstance.h"
 
@@ -58,6 +59,7 @@ int main(int argc, char *argv[])
             else
                 app = std::make_unique<QCoreApplication>(argc, argv);
             trustExtraCa();
+            SecretStore::installTokenVault();
             return CommandLine::run(*command, args);
         }
     }
@@ -86,6 +88,7 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Tessly Cloud"));
     QApplication::setDesktopFileName(QStringLiteral("com.tessly.Cloud"));
     QApplication::setQuitOnLastWindowClosed(false);
+    SecretStore::installTokenVault();
 
     AppDelegate delegate;
     if (!delegate.listenForOtherInstances()) {

@@ -6,6 +6,9 @@ namespace DefaultsKeys {
 
 // Sign-in and profile.
 inline constexpr char Token[] = "token";
+// Set instead of Token while the token is in the desktop's keyring: a stamp
+// that changes with every token written there.
+inline constexpr char TokenInKeyring[] = "tokenInKeyring";
 inline constexpr char Domain[] = "domain";
 
 // Preferences.

@@ -5,6 +5,7 @@
 #include "defaultskeys.h"
 #include "logging.h"
 
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QDir>
 #include <QFile>
@@ -13,6 +14,8 @@
 #include <QMutexLocker>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QThread>
+#include <QUuid>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -37,6 +40,17 @@ constexpr QDataStream::Version kColorStreamVersion = QDataStream::Qt_6_4;
 
 QMutex s_sinkMutex;
 SettingsStore::TokenSink s_tokenSink;
+
+// The keyring, and the token last read from it with the stamp it had then.
+QMutex s_vaultMutex;
+SettingsStore::TokenVault s_vault;
+QString s_vaultStamp;
+QString s_vaultToken;
+
+bool onMainThread()
+{
+    return QCoreApplication::instance() && QThread::currentThread() == QCoreApplication::instance()->thread();
+}
 
 QByteArray archiveColor(const QColor &color)
 {
@@ -263,27 +277,72 @@ void SettingsStore::setTokenSink(TokenSink sink)
 
 QString SettingsStore::token() const
 {
-    const QString key = QString::fromLatin1(DefaultsKeys::Token);
-    const QString logged = stringForKey(key);
+    const QString token = storedToken();
     qCInfo(lcSettingsStore).noquote()
-        << QStringLiteral("token %1").arg(logged.isNull() ? QStringLiteral("(null)") : Logging::maskSecret(logged));
-    return stringForKey(key);
+        << QStringLiteral("token %1").arg(token.isNull() ? QStringLiteral("(null)") : Logging::maskSecret(token));
+    return token;
+}
+
+QString SettingsStore::storedToken() const
+{
+    const QString stamp = stringForKey(QString::fromLatin1(DefaultsKeys::TokenInKeyring));
+    TokenVault vault;
+    {
+        QMutexLocker lock(&s_vaultMutex);
+        if (stamp.isNull() || !s_vault.read)
+            return stringForKey(QString::fromLatin1(DefaultsKeys::Token));
+        // The keyring is asked again only when a write changed the stamp, and
+        // only on the main thread, where its answers are delivered.
+        if (stamp == s_vaultStamp || !onMainThread())
+            return s_vaultToken;
+        vault = s_vault;
+    }
+    // Not under the lock: the keyring's answer comes through the event loop,
+    // which may run code that asks for the token too.
+    const std::optional<QString> read = vault.read();
+    if (!read)
+        return {};
+    QMutexLocker lock(&s_vaultMutex);
+    s_vaultToken = read->isEmpty() ? QString() : *read;
+    s_vaultStamp = stamp;
+    return s_vaultToken;
 }
 
 void SettingsStore::setToken(const QString &token)
 {
     const QString key = QString::fromLatin1(DefaultsKeys::Token);
-    if (token.isNull()) {
-        // Deliberately leaves the API client's copy alone: whoever logs out
-        // decides whether the client forgets it too.
-        removeObject(key);
-        return;
-    }
-    if (!isValidToken(token)) {
+    const QString stampKey = QString::fromLatin1(DefaultsKeys::TokenInKeyring);
+    if (!token.isNull() && !isValidToken(token)) {
         qCWarning(lcSettingsStore) << "Refusing a token that is not printable ASCII";
         return;
     }
-    setObject(token, key);
+    TokenVault vault;
+    {
+        QMutexLocker lock(&s_vaultMutex);
+        if (onMainThread())
+            vault = s_vault;
+    }
+    if (vault.write && vault.write(token) && !token.isNull()) {
+        const QString stamp = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        {
+            QMutexLocker lock(&s_vaultMutex);
+            s_vaultStamp = stamp;
+            s_vaultToken = token;
+        }
+        setObject(stamp, stampKey);
+        removeObject(key);
+    } else {
+        // No keyring, or it failed: the owner-only file keeps it.
+        removeObject(stampKey);
+        if (token.isNull())
+            removeObject(key);
+        else
+            setObject(token, key);
+    }
+    // Signing out deliberately leaves the API client's copy alone: whoever
+    // logs out decides whether the client forgets it too.
+    if (token.isNull())
+        return;
     TokenSink sink;
     {
         QMutexLocker lock(&s_sinkMutex);
@@ -291,6 +350,23 @@ void SettingsStore::setToken(const QString &token)
     }
     if (sink)
         sink(token);
+}
+
+void SettingsStore::setTokenVault(TokenVault vault)
+{
+    {
+        QMutexLocker lock(&s_vaultMutex);
+        s_vault = std::move(vault);
+        s_vaultStamp.clear();
+        s_vaultToken.clear();
+    }
+    SettingsStore &store = instance();
+    const QString inFile = store.stringForKey(QString::fromLatin1(DefaultsKeys::Token));
+    if (inFile.isNull())
+        return;
+    store.setToken(inFile);
+    if (!store.stringForKey(QString::fromLatin1(DefaultsKeys::TokenInKeyring)).isNull())
+        qCInfo(lcSettingsStore).noquote() << "Moved the token from the settings file into the keyring";
 }
 
 bool SettingsStore::isValidToken(const QString &token)

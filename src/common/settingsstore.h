@@ -7,6 +7,7 @@
 #include <QVariant>
 
 #include <functional>
+#include <optional>
 
 class QSettings;
 
@@ -104,9 +105,24 @@ public:
     using TokenSink = std::function<void(const QString &)>;
     static void setTokenSink(TokenSink sink);
 
+    // Where the token is kept instead of the file when the desktop runs a
+    // keyring; the platform layer installs it at start, on the main thread.
+    // `read` gives nothing when the keyring could not be asked, "" when it
+    // holds no token; `write` stores a token, or removes it for a null one.
+    // The file then records only a stamp that changes with every token
+    // written, so that each process sees another's sign-in.
+    struct TokenVault
+    {
+        std::function<std::optional<QString>()> read;
+        std::function<bool(const QString &)> write;
+    };
+    // Moves a token still in the file into the vault.
+    static void setTokenVault(TokenVault vault);
+
 private:
     SettingsStore();
     void setInitialDefaults();
+    QString storedToken() const;
 
     // Runs fn on a freshly synced view of the file; with `write`, syncs the
     // change to disk and restores mode 0600 afterwards.
