@@ -508,8 +508,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("printed"); // the output's extension, or the start of the error
         QTest::newRow("gif") << QStringList { QStringLiteral("gif"), m_recording } << true << 0
                              << QStringLiteral(".gif");
-        QTest::newRow("gif frame by frame")
-            << QStringList { QStringLiteral("gif"), m_recording } << false << 0 << QStringLiteral(".gif");
         QTest::newRow("gif of no movie") << QStringList { QStringLiteral("gif"), file(QStringLiteral("letter.mov")) }
                                          << true << 1 << QStringLiteral("tessly gif: ");
         QTest::newRow("gif of nothing") << QStringList { QStringLiteral("gif"), file(QStringLiteral("absent.mov")) }
