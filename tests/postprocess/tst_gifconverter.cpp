@@ -8,6 +8,7 @@
 #include "notifications.h"
 #include "processingpopoverviewcontroller.h"
 #include "processingspinner.h"
+#include "testfiles.h"
 #include "tlgifconverter.h"
 
 #include <QApplication>
@@ -162,13 +163,8 @@ class TestGifConverter : public QObject
     {
         const QString dir = file(name);
         QDir().mkpath(dir);
-        if (!content.isNull()) {
-            QFile ffmpeg(dir + QStringLiteral("/ffmpeg"));
-            if (ffmpeg.open(QIODevice::WriteOnly))
-                ffmpeg.write(content);
-            ffmpeg.close();
-            ffmpeg.setPermissions(permissions);
-        }
+        if (!content.isNull())
+            QFile::setPermissions(TestFiles::write(dir + QStringLiteral("/ffmpeg"), content), permissions);
         return dir;
     }
 
@@ -332,11 +328,8 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QString, logLine);
         useLibexec(libexec);
-        const QString notAMovie = file(QStringLiteral("notes.mp4"));
-        QFile notes(notAMovie);
-        QVERIFY(notes.open(QIODevice::WriteOnly));
-        notes.write("These are notes, not a movie.\n");
-        notes.close();
+        const QString notAMovie
+            = TestFiles::write(file(QStringLiteral("notes.mp4")), "These are notes, not a movie.\n");
         const QString movie = libexec.isEmpty() ? notAMovie : m_testsrc;
 
         LogCapture log;
@@ -439,19 +432,13 @@ private Q_SLOTS:
         };
         const QStringList x264 { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
             QStringLiteral("yuv420p") };
-        QFile(file(QStringLiteral("empty.mov"))).open(QIODevice::WriteOnly);
-        QTest::newRow("zero bytes") << file(QStringLiteral("empty.mov")) << QSize();
-        QFile whole(m_testsrc);
-        QFile half(file(QStringLiteral("truncated.mp4")));
-        QVERIFY(whole.open(QIODevice::ReadOnly) && half.open(QIODevice::WriteOnly));
-        half.write(whole.read(whole.size() / 2));
-        half.close();
-        QTest::newRow("truncated") << half.fileName() << QSize();
-        QFile text(file(QStringLiteral("letter.mov")));
-        QVERIFY(text.open(QIODevice::WriteOnly));
-        text.write(QByteArray(4096, 'x'));
-        text.close();
-        QTest::newRow("not a movie") << text.fileName() << QSize();
+        QTest::newRow("zero bytes") << TestFiles::write(file(QStringLiteral("empty.mov")), "") << QSize();
+        const QByteArray movie = TestFiles::read(m_testsrc);
+        QTest::newRow("truncated") << TestFiles::write(
+            file(QStringLiteral("truncated.mp4")), movie.left(movie.size() / 2))
+                                   << QSize();
+        QTest::newRow("not a movie") << TestFiles::write(file(QStringLiteral("letter.mov")), QByteArray(4096, 'x'))
+                                     << QSize();
         QTest::newRow("no video") << made(QStringLiteral("sound.m4a"), QStringLiteral("sine=duration=1"),
             { QStringLiteral("-c:a"), QStringLiteral("aac") })
                                   << QSize();
@@ -521,8 +508,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("printed"); // the output's extension, or the start of the error
         QTest::newRow("gif") << QStringList { QStringLiteral("gif"), m_recording } << true << 0
                              << QStringLiteral(".gif");
-        QTest::newRow("gif frame by frame")
-            << QStringList { QStringLiteral("gif"), m_recording } << false << 0 << QStringLiteral(".gif");
         QTest::newRow("gif of no movie") << QStringList { QStringLiteral("gif"), file(QStringLiteral("letter.mov")) }
                                          << true << 1 << QStringLiteral("tessly gif: ");
         QTest::newRow("gif of nothing") << QStringList { QStringLiteral("gif"), file(QStringLiteral("absent.mov")) }

@@ -3,7 +3,6 @@
 #include "referenceserver.h"
 
 #include <QDirIterator>
-#include <QJsonArray>
 #include <QProcess>
 #include <QSslSocket>
 #include <QTemporaryDir>
@@ -44,60 +43,41 @@ private slots:
         options.partSize = 1024;
         QVERIFY2(server.start(options), qPrintable(server.errorString()));
         const QString token = server.addUser("alice@example.com", "alice-pass", "alice");
-        const QJsonObject file = server.presign(token, "alice", "keep.txt");
-        QCOMPARE(server.request("PUT", file["url"].toString(), "kept bytes").status, 200);
+        const QJsonObject file = server.upload(token, "alice", "keep.txt", "text/plain", "kept bytes");
         const QJsonObject link = server
                                      .api("POST", "/v1/links/alice", token,
                                          { { "payload", QJsonObject { { "content", "https://a.example" } } } })
                                      .json();
-        const QByteArray bytes(2048 + 7, 'm');
-        const QJsonObject upload = server
-                                       .api("POST", "/v1/files/alice", token,
-                                           { { "name", "big.bin" }, { "mimeType", "application/octet-stream" },
-                                               { "size", double(bytes.size()) }, { "type", "multipart" } })
-                                       .json();
-        auto partUrl = [&](int n) {
-            return server
-                .api("POST", "/v1/files/alice/parts", token,
-                    { { "key", upload["key"] }, { "uploadId", upload["uploadId"] },
-                        { "partNumbers", QJsonArray { n } } })
-                .json()["parts"][0]
-                .toObject()["url"]
-                .toString();
-        };
-        const QString part1 = partUrl(1);
-        QByteArray etag1 = server.request("PUT", part1, bytes.left(1024)).headers.value("etag");
+        ReferenceServer::Multipart upload = server.initiateMultipart(token, "alice", QByteArray(2048 + 7, 'm'));
+        const QString part1 = server.partUrl(upload, 1);
+        const QByteArray etag1 = server.request("PUT", part1, upload.bytes.left(1024)).headers.value("etag");
 
         const QUrl before = server.baseUrl();
         QVERIFY2(server.restart(), qPrintable(server.errorString()));
-        // The new process has a port of its own; a URL signed before names the old one in its Host.
-        QUrl oldPart1(part1);
-        oldPart1.setPort(server.port());
-        const QByteArray oldHost = QStringLiteral("%1:%2").arg(before.host()).arg(before.port()).toUtf8();
-
         QCOMPARE(server.api("GET", "/v1/users/me", token).status, 200);
         QCOMPARE(server.api("GET", "/v1/files/alice/" + file["code"].toString(), token).json()["size"].toInt(), 10);
         QCOMPARE(server.request("GET", "/l/" + link["slug"].toString()).headers.value("location"),
             QByteArray("https://a.example"));
-        // A URL handed out before the restart still works, and so does the upload it belongs to.
-        QByteArray etag2 = server.request("PUT", partUrl(2), bytes.mid(1024, 1024)).headers.value("etag");
-        QByteArray etag3 = server.request("PUT", partUrl(3), bytes.mid(2048)).headers.value("etag");
-        QCOMPARE(
-            server.request("PUT", oldPart1.toString(), bytes.left(1024), { { "Host", oldHost } }).headers.value("etag"),
+        // A URL handed out before the restart still works (the new process has
+        // a port of its own; the URL names the old one in its Host), and so
+        // does the upload it belongs to.
+        QUrl oldPart1(part1);
+        oldPart1.setPort(server.port());
+        const QByteArray oldHost = QStringLiteral("%1:%2").arg(before.host()).arg(before.port()).toUtf8();
+        QCOMPARE(server.request("PUT", oldPart1.toString(), upload.bytes.left(1024), { { "Host", oldHost } })
+                     .headers.value("etag"),
             etag1);
-        const Reply done = server.api("POST", "/v1/files/alice/complete", token,
-            { { "key", upload["key"] }, { "uploadId", upload["uploadId"] },
-                { "parts",
-                    QJsonArray { QJsonObject { { "partNumber", 1 }, { "etag", QString(etag1) } },
-                        QJsonObject { { "partNumber", 2 }, { "etag", QString(etag2) } },
-                        QJsonObject { { "partNumber", 3 }, { "etag", QString(etag3) } } } } });
+        upload.etags[1] = etag1; // sent before the restart
+        QCOMPARE(server.putPart(upload, 2, upload.bytes.mid(1024, 1024)).status, 200);
+        QCOMPARE(server.putPart(upload, 3, upload.bytes.mid(2048)).status, 200);
+        const Reply done = server.complete(upload, upload.partList());
         QCOMPARE(done.status, 200);
-        QCOMPARE(done.json()["size"].toInteger(), bytes.size());
+        QCOMPARE(done.json()["size"].toInteger(), upload.bytes.size());
         // Item numbers keep growing across restarts.
         const QJsonObject later
             = server.api("POST", "/v1/folders/alice", token, { { "payload", QJsonObject { { "name", "after" } } } })
                   .json();
-        QVERIFY(later["item"].toInteger() > upload["item"].toInteger());
+        QVERIFY(later["item"].toInteger() > file["item"].toInteger());
     }
 
     // With umask 022 the data folder used to be world-readable: the store's
@@ -112,8 +92,8 @@ private slots:
         ::umask(previous);
         QVERIFY2(started, qPrintable(server.errorString()));
         const QString token = server.addUser("modes@example.com", "modes-pass", "modes");
-        QCOMPARE(
-            server.request("PUT", server.presign(token, "modes", "a.txt")["url"].toString(), "private").status, 200);
+        QVERIFY2(!server.upload(token, "modes", "a.txt", "text/plain", "private").isEmpty(),
+            qPrintable(server.errorString()));
 
         QStringList paths { server.dataDir() }, seen;
         QDirIterator it(
@@ -211,10 +191,9 @@ private slots:
         QVERIFY(QFile::exists(server.caCertificatePath()));
         const QString token = server.addUser("tls@example.com", "tls-pass", "secure");
         QVERIFY2(!token.isEmpty(), qPrintable(server.errorString()));
-        const QJsonObject file = server.presign(token, "secure", "a.txt");
+        const QJsonObject file = server.upload(token, "secure", "a.txt", "text/plain", "over tls");
         QVERIFY(file["url"].toString().startsWith("https://127.0.0.1:"));
         QVERIFY(file["shareUrl"].toString().startsWith("https://secure.localhost:"));
-        QCOMPARE(server.request("PUT", file["url"].toString(), "over tls").status, 200);
         // The same certificate is used again after a restart.
         auto certificate = [&] {
             QFile pem(server.caCertificatePath());

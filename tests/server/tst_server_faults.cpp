@@ -23,8 +23,6 @@ private:
         return m_server.api("GET", "/v1/files/alice/" + file["code"].toString(), m_token).status == 200;
     }
 
-    int injected(const QString &name) { return m_server.faultCounters()["injected"].toObject()[name].toInt(); }
-
 private slots:
     void initTestCase()
     {
@@ -69,7 +67,7 @@ private slots:
         }
         QCOMPARE(faulty.headers.contains("etag"), etag);
         QCOMPARE(isStored(file), stored);
-        QCOMPARE(injected(counter), 1);
+        QCOMPARE(m_server.injected(counter), 1);
         // Nothing half-written is left behind.
         QTRY_COMPARE(QDir(m_server.dataDir() + "/store/tmp").entryList(QDir::Files).size(), 0);
 
@@ -92,7 +90,7 @@ private slots:
             statuses << server.request("PUT", server.presign(token, "rita", "f")["url"].toString(), "data").status;
         }
         QCOMPARE(statuses, QList<int>({ 200, 200, 500, 200, 200, 500 }));
-        QCOMPARE(server.faultCounters()["injected"].toObject()["put.500"].toInt(), 2);
+        QCOMPARE(server.injected("put.500"), 2);
         QCOMPARE(server.faultCounters()["faults"].toString(), options.faults);
     }
 

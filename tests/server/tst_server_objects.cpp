@@ -35,66 +35,9 @@ private:
     ReferenceServer m_server;
     QString m_token;
 
-    struct Multipart
-    {
-        QString uploadId, key, code;
-        qint64 partSize = 0;
-        QByteArray bytes;
-        QMap<int, QByteArray> etags;
-    };
+    using Multipart = ReferenceServer::Multipart;
 
-    Multipart initiate(const QByteArray &bytes, const QString &token = {})
-    {
-        const Reply reply = m_server.api("POST", "/v1/files/alice", token.isEmpty() ? m_token : token,
-            { { "name", "movie.mov" }, { "mimeType", "video/quicktime" }, { "size", double(bytes.size()) },
-                { "type", "multipart" }, { "order", "2" } });
-        Multipart upload;
-        upload.uploadId = reply.json()["uploadId"].toString();
-        upload.key = reply.json()["key"].toString();
-        upload.code = reply.json()["code"].toString();
-        upload.partSize = reply.json()["partSize"].toInteger();
-        upload.bytes = bytes;
-        return upload;
-    }
-
-    Reply partUrls(const Multipart &upload, const QJsonArray &numbers)
-    {
-        return m_server.api("POST", "/v1/files/alice/parts", m_token,
-            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "partNumbers", numbers } });
-    }
-
-    QString partUrl(const Multipart &upload, int number)
-    {
-        return partUrls(upload, { number }).json()["parts"].toArray().at(0).toObject()["url"].toString();
-    }
-
-    Reply putPart(Multipart &upload, int number, const QByteArray &bytes)
-    {
-        const Reply reply = m_server.request(
-            "PUT", partUrl(upload, number), bytes, { { "Content-Type", "application/octet-stream" } });
-        upload.etags[number] = reply.headers.value("etag");
-        return reply;
-    }
-
-    void putAllParts(Multipart &upload)
-    {
-        for (int n = 1; (n - 1) * upload.partSize < upload.bytes.size(); ++n)
-            QCOMPARE(putPart(upload, n, upload.bytes.mid((n - 1) * upload.partSize, upload.partSize)).status, 200);
-    }
-
-    Reply complete(const Multipart &upload, const QJsonArray &parts)
-    {
-        return m_server.api("POST", "/v1/files/alice/complete", m_token,
-            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "parts", parts } });
-    }
-
-    QJsonArray partList(const Multipart &upload)
-    {
-        QJsonArray parts;
-        for (auto it = upload.etags.begin(); it != upload.etags.end(); ++it)
-            parts.append(QJsonObject { { "partNumber", it.key() }, { "etag", QString::fromUtf8(it.value()) } });
-        return parts;
-    }
+    Multipart initiate(const QByteArray &bytes) { return m_server.initiateMultipart(m_token, "alice", bytes); }
 
     QByteArray download(const QString &code) { return m_server.shareDownload("alice", code).body; }
 
@@ -214,7 +157,7 @@ private slots:
         QFETCH(int, status);
         Multipart upload = initiate(randomBytes(kPartSize * 2 + 10));
         const QByteArray bytes = upload.bytes.mid((part - 1) * kPartSize, kPartSize) + QByteArray(extra, 'x');
-        const Reply put = putPart(upload, part, bytes);
+        const Reply put = m_server.putPart(upload, part, bytes);
         QCOMPARE(put.status, status);
         if (status == 400)
             QVERIFY2(put.body.contains("<Code>EntityTooLarge</Code>"), put.body.constData());
@@ -224,15 +167,15 @@ private slots:
     void completionNeedsTheDeclaredSize()
     {
         Multipart upload = initiate(randomBytes(kPartSize * 2 + 10));
-        putAllParts(upload);
-        QCOMPARE(putPart(upload, 3, upload.bytes.right(5)).status, 200); // a short last part
-        const Reply refused = complete(upload, partList(upload));
+        QVERIFY(m_server.putAllParts(upload));
+        QCOMPARE(m_server.putPart(upload, 3, upload.bytes.right(5)).status, 200); // a short last part
+        const Reply refused = m_server.complete(upload, upload.partList());
         QCOMPARE(refused.status, 400);
         QCOMPARE(refused.json()["error"].toString(), "InvalidPart");
         QVERIFY(refused.json()["message"].toString().contains(QString::number(kPartSize * 2 + 10)));
         QCOMPARE(m_server.api("GET", "/v1/files/alice/" + upload.code, m_token).status, 404);
-        QCOMPARE(putPart(upload, 3, upload.bytes.right(10)).status, 200);
-        QCOMPARE(complete(upload, partList(upload)).status, 200);
+        QCOMPARE(m_server.putPart(upload, 3, upload.bytes.right(10)).status, 200);
+        QCOMPARE(m_server.complete(upload, upload.partList()).status, 200);
         QCOMPARE(download(upload.code), upload.bytes);
     }
 
@@ -241,19 +184,19 @@ private slots:
         Multipart upload = initiate(randomBytes(kPartSize * 2 + 1234));
         QCOMPARE(upload.partSize, kPartSize);
         QVERIFY(!upload.code.isEmpty());
-        const QJsonArray parts = partUrls(upload, { 3, 1, 2 }).json()["parts"].toArray();
+        const QJsonArray parts = m_server.partUrls(upload, { 3, 1, 2 }).json()["parts"].toArray();
         QCOMPARE(parts.size(), 3);
         QCOMPARE(parts[0].toObject()["partNumber"].toInt(), 3);
         // Parts may arrive in any order; the ETag is the part's quoted MD5.
         for (int n : { 3, 1, 2 }) {
             const QByteArray bytes = upload.bytes.mid((n - 1) * kPartSize, kPartSize);
-            QCOMPARE(putPart(upload, n, bytes).status, 200);
+            QCOMPARE(m_server.putPart(upload, n, bytes).status, 200);
             QCOMPARE(upload.etags[n], quotedMd5(bytes));
         }
-        QJsonArray list = partList(upload);
+        QJsonArray list = upload.partList();
         list[1]
             = QJsonObject { { "partNumber", 2 }, { "etag", QString(upload.etags[2]).remove('"') } }; // unquoted is fine
-        const Reply done = complete(upload, list);
+        const Reply done = m_server.complete(upload, list);
         QCOMPARE(done.status, 200);
         QVERIFY2(done.json()["etag"].toString().endsWith("-3\""), done.body.constData());
         QCOMPARE(done.json()["size"].toInteger(), upload.bytes.size());
@@ -272,7 +215,7 @@ private slots:
             QCOMPARE(range.body, upload.bytes.mid(from, to - from + 1));
         }
         // Completed uploads are gone for good.
-        QCOMPARE(complete(upload, list).json()["error"].toString(), "NoSuchUpload");
+        QCOMPARE(m_server.complete(upload, list).json()["error"].toString(), "NoSuchUpload");
     }
 
     void completeChecksPartsAndEtags_data()
@@ -302,8 +245,8 @@ private slots:
         QFETCH(QString, breakage);
         QFETCH(QString, code);
         Multipart upload = initiate(randomBytes(kPartSize * 2 + 10));
-        putAllParts(upload);
-        QJsonArray parts = partList(upload);
+        QVERIFY(m_server.putAllParts(upload));
+        QJsonArray parts = upload.partList();
         auto entry = [&](int index) { return parts[index].toObject(); };
         if (breakage == "wrong-etag")
             parts[1] = QJsonObject { { "partNumber", 2 }, { "etag", QString(quotedMd5("other")) } };
@@ -321,69 +264,64 @@ private slots:
             parts.append(QJsonObject { { "partNumber", 4 }, { "etag", "x" } });
         else if (breakage == "empty")
             parts = {};
-        const Reply refused = complete(upload, parts);
+        const Reply refused = m_server.complete(upload, parts);
         QCOMPARE(refused.status, 400);
         QCOMPARE(refused.json()["error"].toString(), code);
         // A refused completion keeps the upload: the right list still works.
-        QCOMPARE(complete(upload, partList(upload)).status, 200);
+        QCOMPARE(m_server.complete(upload, upload.partList()).status, 200);
         QCOMPARE(download(upload.code), upload.bytes);
     }
 
     void resentPartReplacesTheEarlierOne()
     {
         Multipart upload = initiate(randomBytes(kPartSize + 5));
-        putAllParts(upload);
+        QVERIFY(m_server.putAllParts(upload));
         const QByteArray firstEtag = upload.etags[1];
         QByteArray changed = upload.bytes;
         changed[0] = char(changed[0] ^ 0xff);
-        QCOMPARE(putPart(upload, 1, changed.left(kPartSize)).status, 200);
-        QJsonArray stale = partList(upload);
+        QCOMPARE(m_server.putPart(upload, 1, changed.left(kPartSize)).status, 200);
+        QJsonArray stale = upload.partList();
         stale[0] = QJsonObject { { "partNumber", 1 }, { "etag", QString::fromUtf8(firstEtag) } };
-        QCOMPARE(complete(upload, stale).json()["error"].toString(), "InvalidPart");
-        QCOMPARE(complete(upload, partList(upload)).status, 200);
+        QCOMPARE(m_server.complete(upload, stale).json()["error"].toString(), "InvalidPart");
+        QCOMPARE(m_server.complete(upload, upload.partList()).status, 200);
         QCOMPARE(download(upload.code), changed);
     }
 
     void partsAreCheckedAgainstTheUpload()
     {
         Multipart upload = initiate(randomBytes(kPartSize * 2));
-        QCOMPARE(partUrls(upload, { 0 }).status, 400);
-        QCOMPARE(partUrls(upload, { 3 }).status, 400);
-        QCOMPARE(partUrls(upload, { "1" }).status, 400);
+        QCOMPARE(m_server.partUrls(upload, { 0 }).status, 400);
+        QCOMPARE(m_server.partUrls(upload, { 3 }).status, 400);
+        QCOMPARE(m_server.partUrls(upload, { "1" }).status, 400);
         Multipart wrongKey = upload;
         wrongKey.key = "alice/1";
-        QCOMPARE(partUrls(wrongKey, { 1 }).status, 400);
+        QCOMPARE(m_server.partUrls(wrongKey, { 1 }).status, 400);
         Multipart unknown = upload;
         unknown.uploadId = "no-such-upload";
-        const Reply missing = partUrls(unknown, { 1 });
+        const Reply missing = m_server.partUrls(unknown, { 1 });
         QCOMPARE(missing.status, 404);
         QCOMPARE(missing.json()["error"].toString(), "NoSuchUpload");
 
-        const QString bob = m_server.addUser("bob@example.com", "bob-pass", "bob");
-        const Reply foreign = m_server.api("POST", "/v1/files/bob/parts", bob,
-            { { "key", upload.key }, { "uploadId", upload.uploadId }, { "partNumbers", QJsonArray { 1 } } });
-        QCOMPARE(foreign.status, 403);
+        Multipart foreign = upload; // bob asks for parts of alice's upload under his profile
+        foreign.token = m_server.addUser("bob@example.com", "bob-pass", "bob");
+        foreign.profile = "bob";
+        QCOMPARE(m_server.partUrls(foreign, { 1 }).status, 403);
     }
 
     void abortDropsTheUploadAndItsParts()
     {
         Multipart upload = initiate(randomBytes(kPartSize * 2));
-        const QString url = partUrl(upload, 2);
-        QCOMPARE(putPart(upload, 1, upload.bytes.left(kPartSize)).status, 200);
-        const Reply aborted = m_server.api(
-            "POST", "/v1/files/alice/abort", m_token, { { "key", upload.key }, { "uploadId", upload.uploadId } });
+        const QString url = m_server.partUrl(upload, 2);
+        QCOMPARE(m_server.putPart(upload, 1, upload.bytes.left(kPartSize)).status, 200);
+        const Reply aborted = m_server.abort(upload);
         QCOMPARE(aborted.status, 204);
         QVERIFY(aborted.body.isEmpty());
         const Reply late = m_server.request("PUT", url, upload.bytes.mid(kPartSize));
         QCOMPARE(late.status, 404);
         QVERIFY(late.body.contains("<Code>NoSuchUpload</Code>"));
-        QCOMPARE(partUrls(upload, { 2 }).status, 404);
-        QCOMPARE(complete(upload, partList(upload)).json()["error"].toString(), "NoSuchUpload");
-        QCOMPARE(m_server
-                     .api("POST", "/v1/files/alice/abort", m_token,
-                         { { "key", upload.key }, { "uploadId", upload.uploadId } })
-                     .status,
-            404);
+        QCOMPARE(m_server.partUrls(upload, { 2 }).status, 404);
+        QCOMPARE(m_server.complete(upload, upload.partList()).json()["error"].toString(), "NoSuchUpload");
+        QCOMPARE(m_server.abort(upload).status, 404);
         QVERIFY(!QDir(m_server.dataDir() + "/store/uploads/" + upload.uploadId).exists());
     }
 };

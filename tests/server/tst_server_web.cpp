@@ -1,5 +1,6 @@
 // Web pages: the login page's redirect to the app's URL scheme, sign-up,
-// share pages answered by Host, short links and the signed-in pages.
+// share pages answered by Host, short links and the signed-in pages. The
+// login form as a browser fills it in is tst_server_browser's.
 #include "referenceserver.h"
 
 #include <QJsonArray>
@@ -36,14 +37,6 @@ private:
 
     Headers onHost(const QString &profile) { return { { "Host", (profile + "." + m_server.webDomain()).toUtf8() } }; }
 
-    QJsonObject upload(
-        const QString &token, const QString &profile, const QString &name, const QString &mime, const QByteArray &bytes)
-    {
-        const QJsonObject file = m_server.presign(token, profile, name, mime);
-        m_server.request("PUT", file["url"].toString(), bytes, { { "Content-Type", mime.toUtf8() } });
-        return file;
-    }
-
 private slots:
     void initTestCase()
     {
@@ -54,35 +47,6 @@ private slots:
         QVERIFY2(m_server.start(options), qPrintable(m_server.errorString()));
         m_token = m_server.addUser("alice@example.com", "alice-pass", "alice", "files.alice.example");
         QVERIFY(!m_token.isEmpty());
-    }
-
-    void loginPagePostsEmailAndPasswordBackToItself()
-    {
-        const Reply page = m_server.request("GET", "/auth/login?redirectTo=app");
-        QCOMPARE(page.status, 200);
-        QVERIFY(page.headers.value("content-type").startsWith("text/html"));
-        QVERIFY(page.body.contains("method=\"post\" action=\"/auth/login?redirectTo=app\""));
-        QVERIFY(page.body.contains("name=\"email\""));
-        QVERIFY(page.body.contains("name=\"password\" type=\"password\""));
-    }
-
-    void rightPasswordRedirectsToTheAppWithAWorkingToken()
-    {
-        const Reply reply = postForm(
-            "/auth/login?redirectTo=app", form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }));
-        QCOMPARE(reply.status, 302);
-        const QUrl location(QString::fromUtf8(reply.headers.value("location")));
-        QCOMPARE(location.scheme(), "tessly-test");
-        const QUrlQuery query(location);
-        QCOMPARE(query.queryItemValue("domain"), "alice");
-        const QString token = query.queryItemValue("token", QUrl::FullyDecoded);
-        QVERIFY(!token.isEmpty());
-        QVERIFY(token != m_token); // every sign-in gets its own token
-        const Reply me = m_server.api("GET", "/v1/users/me", token);
-        QCOMPARE(me.status, 200);
-        QCOMPARE(me.json()["email"].toString(), "alice@example.com");
-        // The token never reaches the log.
-        QVERIFY(!m_server.serverLog().contains(token));
     }
 
     void wrongCredentialsStayOnTheLoginPage_data()
@@ -138,7 +102,7 @@ private slots:
     {
         const QByteArray png = QByteArray::fromBase64(
             "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==");
-        const QJsonObject image = upload(m_token, "alice", "pixel.png", "image/png", png);
+        const QJsonObject image = m_server.upload(m_token, "alice", "pixel.png", "image/png", png);
         const QString code = image["code"].toString();
 
         const Reply page = m_server.request("GET", "/" + code, {}, onHost("alice"));
@@ -173,12 +137,12 @@ private slots:
     void videosPlayAndOtherFilesOfferADownload()
     {
         const QString movie
-            = upload(m_token, "alice", "clip.mp4", "video/mp4", "not really a movie")["code"].toString();
+            = m_server.upload(m_token, "alice", "clip.mp4", "video/mp4", "not really a movie")["code"].toString();
         QVERIFY(m_server.request("GET", "/" + movie, {}, onHost("alice")).body.contains("<video"));
         QCOMPARE(m_server.request("GET", "/" + movie + "/thumbnail", {}, onHost("alice")).headers.value("content-type"),
             QByteArray("image/svg+xml"));
         const QString page
-            = upload(m_token, "alice", "page.html", "text/html", "<script>x</script>")["code"].toString();
+            = m_server.upload(m_token, "alice", "page.html", "text/html", "<script>x</script>")["code"].toString();
         const Reply raw = m_server.request("GET", "/" + page + "/raw", {}, onHost("alice"));
         // User content never runs as a page on the share host.
         QVERIFY(raw.headers.value("content-disposition").startsWith("attachment"));
@@ -405,10 +369,14 @@ private slots:
     {
         const Reply login = postForm(
             "/auth/login?redirectTo=app", form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }));
+        QCOMPARE(login.status, 302);
         const QByteArray cookie = sessionCookie(login);
         const QString session = QString::fromUtf8(cookie.mid(cookie.indexOf('=') + 1));
-        const QString appToken = QUrlQuery(QUrl(QString::fromUtf8(login.headers.value("location"))))
-                                     .queryItemValue("token", QUrl::FullyDecoded);
+        const QUrl location(QString::fromUtf8(login.headers.value("location")));
+        QCOMPARE(location.scheme(), "tessly-test"); // the scheme the service was started with
+        QCOMPARE(QUrlQuery(location).queryItemValue("domain"), "alice");
+        const QString appToken = QUrlQuery(location).queryItemValue("token", QUrl::FullyDecoded);
+        QVERIFY(!m_server.serverLog().contains(appToken));
         QCOMPARE(m_server.api("GET", "/v1/users/me", session).status, 401);
         QCOMPARE(
             m_server.request("GET", "/me", {}, { { "Cookie", "tessly_session=" + appToken.toUtf8() } }).status, 302);

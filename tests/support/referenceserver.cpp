@@ -1,5 +1,7 @@
 #include "referenceserver.h"
 
+#include "settingsstore.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
@@ -222,12 +224,24 @@ ReferenceServer::Reply ReferenceServer::admin(const QByteArray &method, const QS
     return api(method, path, m_adminToken, body);
 }
 
-QJsonObject ReferenceServer::presign(
-    const QString &token, const QString &profile, const QString &name, const QString &mimeType)
+QJsonObject ReferenceServer::presign(const QString &token, const QString &profile, const QString &name,
+    const QString &mimeType, const QJsonObject &extra)
 {
-    return api("POST", QStringLiteral("/v1/files/") + profile, token,
-        { { QStringLiteral("name"), name }, { QStringLiteral("mimeType"), mimeType } })
-        .json();
+    QJsonObject body = extra;
+    body.insert(QStringLiteral("name"), name);
+    body.insert(QStringLiteral("mimeType"), mimeType);
+    return api("POST", QStringLiteral("/v1/files/") + profile, token, body).json();
+}
+
+QJsonObject ReferenceServer::upload(const QString &token, const QString &profile, const QString &name,
+    const QString &mimeType, const QByteArray &bytes, const QJsonObject &extra)
+{
+    const QJsonObject file = presign(token, profile, name, mimeType, extra);
+    const Reply put = request(
+        "PUT", file.value(QStringLiteral("url")).toString(), bytes, { { "Content-Type", mimeType.toUtf8() } });
+    if (put.status != 200)
+        m_error = QStringLiteral("PUT of %1: status %2 %3").arg(name).arg(put.status).arg(QString::fromUtf8(put.body));
+    return put.status == 200 ? file : QJsonObject();
 }
 
 ReferenceServer::Reply ReferenceServer::shareDownload(const QString &profile, const QString &code)
@@ -243,6 +257,77 @@ QByteArray ReferenceServer::shareDownloadSha256(const QString &profile, const QS
                                : "status " + QByteArray::number(reply.status);
 }
 
+ReferenceServer::Multipart ReferenceServer::initiateMultipart(
+    const QString &token, const QString &profile, const QByteArray &bytes)
+{
+    const QJsonObject answer = api("POST", QStringLiteral("/v1/files/") + profile, token,
+        { { QStringLiteral("name"), QStringLiteral("movie.mov") },
+            { QStringLiteral("mimeType"), QStringLiteral("video/quicktime") },
+            { QStringLiteral("size"), double(bytes.size()) }, { QStringLiteral("type"), QStringLiteral("multipart") },
+            { QStringLiteral("order"), QStringLiteral("2") } })
+                                   .json();
+    return { token, profile, answer.value(QStringLiteral("uploadId")).toString(),
+        answer.value(QStringLiteral("key")).toString(), answer.value(QStringLiteral("code")).toString(),
+        answer.value(QStringLiteral("partSize")).toInteger(), bytes, {} };
+}
+
+ReferenceServer::Reply ReferenceServer::partUrls(const Multipart &upload, const QJsonArray &numbers)
+{
+    return api("POST", QStringLiteral("/v1/files/%1/parts").arg(upload.profile), upload.token,
+        { { QStringLiteral("key"), upload.key }, { QStringLiteral("uploadId"), upload.uploadId },
+            { QStringLiteral("partNumbers"), numbers } });
+}
+
+QString ReferenceServer::partUrl(const Multipart &upload, int number)
+{
+    return partUrls(upload, { number })
+        .json()
+        .value(QStringLiteral("parts"))
+        .toArray()
+        .at(0)
+        .toObject()
+        .value(QStringLiteral("url"))
+        .toString();
+}
+
+ReferenceServer::Reply ReferenceServer::putPart(Multipart &upload, int number, const QByteArray &bytes)
+{
+    const Reply reply
+        = request("PUT", partUrl(upload, number), bytes, { { "Content-Type", "application/octet-stream" } });
+    upload.etags[number] = reply.headers.value("etag");
+    return reply;
+}
+
+bool ReferenceServer::putAllParts(Multipart &upload)
+{
+    bool allStored = upload.partSize > 0;
+    for (int n = 1; allStored && (n - 1) * upload.partSize < upload.bytes.size(); ++n)
+        allStored = putPart(upload, n, upload.bytes.mid((n - 1) * upload.partSize, upload.partSize)).status == 200;
+    return allStored;
+}
+
+ReferenceServer::Reply ReferenceServer::complete(const Multipart &upload, const QJsonArray &parts)
+{
+    return api("POST", QStringLiteral("/v1/files/%1/complete").arg(upload.profile), upload.token,
+        { { QStringLiteral("key"), upload.key }, { QStringLiteral("uploadId"), upload.uploadId },
+            { QStringLiteral("parts"), parts } });
+}
+
+ReferenceServer::Reply ReferenceServer::abort(const Multipart &upload)
+{
+    return api("POST", QStringLiteral("/v1/files/%1/abort").arg(upload.profile), upload.token,
+        { { QStringLiteral("key"), upload.key }, { QStringLiteral("uploadId"), upload.uploadId } });
+}
+
+QJsonArray ReferenceServer::Multipart::partList() const
+{
+    QJsonArray parts;
+    for (auto it = etags.begin(); it != etags.end(); ++it)
+        parts.append(QJsonObject {
+            { QStringLiteral("partNumber"), it.key() }, { QStringLiteral("etag"), QString::fromUtf8(it.value()) } });
+    return parts;
+}
+
 QString ReferenceServer::addUser(
     const QString &email, const QString &password, const QString &profile, const QString &customDomain)
 {
@@ -256,6 +341,17 @@ QString ReferenceServer::addUser(
         return {};
     }
     return reply.json().value(QStringLiteral("token")).toString();
+}
+
+QString ReferenceServer::signIn(const QString &profile)
+{
+    const QString token = addUser(profile + QStringLiteral("@example.com"), QStringLiteral("secret-pass"), profile);
+    if (token.isEmpty())
+        return {};
+    qputenv("TESSLY_API_URL", apiUrl().toUtf8());
+    SettingsStore::instance().setToken(token);
+    SettingsStore::instance().setDomain(profile);
+    return token;
 }
 
 bool ReferenceServer::setFaults(const QString &faults)
@@ -274,6 +370,11 @@ bool ReferenceServer::setClockOffset(qint64 seconds)
 QJsonObject ReferenceServer::faultCounters()
 {
     return admin("GET", QStringLiteral("/admin/faults")).json();
+}
+
+int ReferenceServer::injected(const QString &fault)
+{
+    return faultCounters().value(QStringLiteral("injected")).toObject().value(fault).toInt();
 }
 
 QJsonObject ReferenceServer::partCounts(const QString &uploadId)

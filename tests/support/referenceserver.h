@@ -4,6 +4,7 @@
 // folder. The binary comes from TESSLY_SERVER_BIN.
 #pragma once
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
@@ -69,8 +70,12 @@ public:
     // Creates an account with one profile; returns its bearer token (empty on failure).
     QString addUser(
         const QString &email, const QString &password, const QString &profile, const QString &customDomain = {});
+    // Adds PROFILE@example.com with that profile and signs this process in to
+    // it: the client's service URL, the stored token and profile. The token.
+    QString signIn(const QString &profile);
     bool setFaults(const QString &faults);
     QJsonObject faultCounters();
+    int injected(const QString &fault); // how often `fault` struck since the start
     // Moves the clock the service judges expiry by (presigned URLs, uploads, sessions).
     bool setClockOffset(qint64 seconds);
     QMap<int, int> partPutCounts(const QString &uploadId); // every PUT that reached the store
@@ -84,7 +89,27 @@ public:
     Reply admin(const QByteArray &method, const QString &path, const QJsonObject &body = {});
     // Presigns a single-request upload for the profile; the service's answer (url, code, item...).
     QJsonObject presign(const QString &token, const QString &profile, const QString &name,
-        const QString &mimeType = QStringLiteral("text/plain"));
+        const QString &mimeType = QStringLiteral("text/plain"), const QJsonObject &extra = {});
+    // Presigns and PUTs `bytes`: the presign answer once the bytes are stored, else empty.
+    QJsonObject upload(const QString &token, const QString &profile, const QString &name, const QString &mimeType,
+        const QByteArray &bytes, const QJsonObject &extra = {});
+    // A multipart upload made by hand, each call as a client makes it.
+    struct Multipart
+    {
+        QString token, profile, uploadId, key, code;
+        qint64 partSize = 0;
+        QByteArray bytes; // the whole file
+        QMap<int, QByteArray> etags; // each part's, as the store answered its PUT
+        QJsonArray partList() const; // the completion's list, from etags
+    };
+    // Initiates "movie.mov" (video/quicktime, order "2") of bytes.size().
+    Multipart initiateMultipart(const QString &token, const QString &profile, const QByteArray &bytes);
+    Reply partUrls(const Multipart &upload, const QJsonArray &numbers);
+    QString partUrl(const Multipart &upload, int number);
+    Reply putPart(Multipart &upload, int number, const QByteArray &bytes);
+    bool putAllParts(Multipart &upload); // every part of upload.bytes, each answered 200
+    Reply complete(const Multipart &upload, const QJsonArray &parts);
+    Reply abort(const Multipart &upload);
     // A share link's download as a visitor of the profile's host fetches it (redirects not followed).
     Reply shareDownload(const QString &profile, const QString &code);
     // The SHA-256 of that download, or "status N" when it failed.

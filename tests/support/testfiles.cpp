@@ -1,8 +1,11 @@
 #include "testfiles.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QImage>
 #include <QRandomGenerator>
 
 namespace TestFiles {
@@ -29,6 +32,32 @@ QByteArray sha256(const QString &path)
     if (file.open(QIODevice::ReadOnly))
         hash.addData(&file);
     return hash.result();
+}
+
+QString write(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qFatal("cannot write fixture %s", qPrintable(path));
+    return path;
+}
+
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray image(const char *format, const QColor &color, QSize size)
+{
+    QImage picture(size, QImage::Format_RGB32);
+    picture.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    picture.save(&buffer, format);
+    return bytes;
 }
 
 } // namespace TestFiles

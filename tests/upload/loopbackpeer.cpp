@@ -85,3 +85,24 @@ ClosedPort::~ClosedPort()
     if (m_fd >= 0)
         ::close(m_fd);
 }
+
+TransportCause::TransportCause(const QString &cause, const ReferenceServer &plain)
+{
+    const QString loopback = QStringLiteral("http://127.0.0.1:%1");
+    if (cause == QLatin1String("closed")) {
+        m_base = loopback.arg(m_closed.port());
+    } else if (cause == QLatin1String("dns")) {
+        m_base = QStringLiteral("http://no-such-host.invalid");
+    } else if (cause == QLatin1String("drop")) {
+        m_base = loopback.arg(m_drop.port());
+    } else if (cause == QLatin1String("silent")) {
+        m_base = loopback.arg(m_silent.port());
+    } else if (cause == QLatin1String("tls-plain")) {
+        m_base = QStringLiteral("https://127.0.0.1:%1").arg(plain.port());
+    } else if (cause == QLatin1String("self-signed")) {
+        ReferenceServer::Options options;
+        options.tls = true;
+        if (m_tls.start(options))
+            m_base = m_tls.baseUrl().toString();
+    }
+}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "referenceserver.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -60,4 +62,26 @@ public:
 private:
     int m_fd = -1;
     quint16 m_port = 0;
+};
+
+// A real cause of a transport failure on this machine, set up for as long as
+// this lives: "closed" (a closed port), "dns" (a name that cannot resolve),
+// "drop" (a peer that hangs up), "silent" (a peer that never answers),
+// "tls-plain" (TLS spoken to the plain service's port) or "self-signed" (a
+// service with a certificate of its own).
+class TransportCause
+{
+public:
+    TransportCause(const QString &cause, const ReferenceServer &plain);
+    TransportCause(const TransportCause &) = delete;
+    TransportCause &operator=(const TransportCause &) = delete;
+    // Where `path` ("/v1/", "/store/x") meets the cause; empty when it could not be set up.
+    QString url(const QString &path) const { return m_base.isEmpty() ? QString() : m_base + path; }
+
+private:
+    LoopbackPeer m_drop { LoopbackPeer::Mode::Drop };
+    LoopbackPeer m_silent { LoopbackPeer::Mode::Silent };
+    ClosedPort m_closed;
+    ReferenceServer m_tls;
+    QString m_base;
 };

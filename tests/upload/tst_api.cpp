@@ -113,8 +113,8 @@ private Q_SLOTS:
         const QVariantMap nameOnly { { "payload", QVariantMap { { "name", "Batch" } } } };
         const QVariantMap folderFull { { "payload",
             QVariantMap { { "name", "Batch" }, { "parentItem", "alice/7" }, { "order", 2 } } } };
-        // The profile, folder and link calls are also made against the
-        // service in workAgainstTheReferenceService, the file listing in
+        // The profile, folder and link calls are made against the service
+        // (profileIsReadFromTheService, tst_statusmenu), the file listing in
         // answersAreMappedByBodyNotStatus.
         const QList<Call> calls = {
             { [&](auto c) { api.getDocuments(c); }, "GET", "/v1/files/alice?mimeType=text/markdown&count=12", {} },
@@ -171,44 +171,15 @@ private Q_SLOTS:
         QCOMPARE(peer.requests().first().target, QByteArray("/v1/users/me"));
     }
 
-    void workAgainstTheReferenceService()
+    // The other calls meet the service elsewhere: getMe in
+    // ensureDomainResolvesOnlyWhenNoneIsStored, folders and links in
+    // tst_statusmenu (made, then listed in the menu).
+    void profileIsReadFromTheService()
     {
-        API &api = API::instance();
-        Outcome me, folder, folders, link, links, profile;
-        api.getMe(recordInto(me));
-        QTRY_VERIFY(me.done);
-        QVERIFY(me.success);
-        QCOMPARE(me.result.toMap().value("profiles").toList().value(0).toMap().value("domain").toString(),
-            QStringLiteral("alice"));
-
-        api.createFolderWithName(QStringLiteral("Holiday"), QString(), 0, recordInto(folder));
-        QTRY_VERIFY(folder.done);
-        QVERIFY2(folder.success, qPrintable(folder.result.toString()));
-        const QVariantMap created = folder.result.toMap();
-        QVERIFY(!created.value("code").toString().isEmpty());
-        QCOMPARE(created.value("domain").toString(), QStringLiteral("alice"));
-        // The result is plain data the caller may change.
-        QVariantMap copy = created;
-        copy.insert("seen", true);
-
-        api.getFolders(recordInto(folders));
-        QTRY_VERIFY(folders.done);
-        QVERIFY(folders.success);
-        const QVariantList items = folders.result.toMap().value("items").toList();
-        QVERIFY(std::any_of(items.begin(), items.end(),
-            [&](const QVariant &i) { return i.toMap().value("code") == created.value("code"); }));
-
-        api.createLinkWithURL(QStringLiteral("https://example.org/long/path"), recordInto(link));
-        QTRY_VERIFY(link.done);
-        QVERIFY(link.success);
-        QVERIFY(!link.result.toMap().value("slug").toString().isEmpty());
-        api.getLinks(recordInto(links));
-        QTRY_VERIFY(links.done);
-        QVERIFY(links.success);
-        QVERIFY(!links.result.toMap().value("items").toList().isEmpty());
-
-        api.getProfile(QStringLiteral("alice"), recordInto(profile));
+        Outcome profile;
+        API::instance().getProfile(QStringLiteral("alice"), recordInto(profile));
         QTRY_VERIFY(profile.done);
+        QVERIFY(profile.success);
         QCOMPARE(profile.result.toMap().value("domain").toString(), QStringLiteral("alice"));
     }
 
@@ -362,11 +333,8 @@ private Q_SLOTS:
 
     void waitForNewFileFindsAnUploadedFile()
     {
-        const ReferenceServer::Reply presign = m_server.api("POST", QStringLiteral("/v1/files/alice"), m_token,
-            QJsonObject { { "name", "note.txt" }, { "mimeType", "text/plain" } });
-        QCOMPARE(presign.status, 200);
-        const QString code = presign.json().value("code").toString();
-        QCOMPARE(m_server.request("PUT", presign.json().value("url").toString(), "hello").status, 200);
+        const QString code = m_server.upload(m_token, "alice", "note.txt", "text/plain", "hello")["code"].toString();
+        QVERIFY2(!code.isEmpty(), qPrintable(m_server.errorString()));
 
         LogCapture log;
         bool done = false, found = false, timedOut = true;

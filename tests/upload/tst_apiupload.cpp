@@ -98,19 +98,13 @@ private:
         QTRY_VERIFY_WITH_TIMEOUT(put.done, timeoutMs);
     }
 
-    int injected(const char *fault) { return server.faultCounters().value("injected").toObject().value(fault).toInt(); }
-
 private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
         QVERIFY2(server.start(), qPrintable(server.errorString()));
-        token = server.addUser(
-            QStringLiteral("alice@example.com"), QStringLiteral("secret-pass"), QStringLiteral("alice"));
-        QVERIFY2(!token.isEmpty(), qPrintable(server.serverLog()));
-        qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
-        SettingsStore::instance().setToken(token);
-        SettingsStore::instance().setDomain(QStringLiteral("alice"));
+        token = server.signIn(QStringLiteral("alice"));
+        QVERIFY2(!token.isEmpty(), qPrintable(server.errorString()));
     }
 
     void init()
@@ -252,7 +246,7 @@ private Q_SLOTS:
         QVERIFY(put.success); // only a transport failure fails the upload
         QCOMPARE(put.response, presigned.response);
         QCOMPARE(complete.objects(), QList<QVariantMap> { presigned.response });
-        QCOMPARE(injected("put.500"), 1);
+        QCOMPARE(server.injected("put.500"), 1);
         const QString block = log.lines().filter(QStringLiteral("❌ S3 PUT failed for refused.bin\n")).value(0);
         QVERIFY2(block.startsWith(QStringLiteral("❌ S3 PUT failed for refused.bin\n  error: (null)\n  status: 500\n  "
                                                  "url: http://127.0.0.1:")),
@@ -334,7 +328,7 @@ private Q_SLOTS:
         // than ten ran at once, the store could not hold ten before the
         // first is let go.
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=6000")));
-        const int stalledBefore = injected("put.stall"); // the counts run on across fault lists
+        const int stalledBefore = server.injected("put.stall"); // the counts run on across fault lists
         constexpr int kCount = 10;
         std::array<Presign, kCount> presigned;
         std::array<Put, kCount> puts;
@@ -348,9 +342,9 @@ private Q_SLOTS:
             startPut(presigned[i].response, paths[i], QString::number(i), puts[i]);
         const auto finished
             = [&] { return std::count_if(puts.begin(), puts.end(), [](const Put &p) { return p.done; }); };
-        QTRY_VERIFY_WITH_TIMEOUT(injected("put.stall") - stalledBefore == kCount || finished() > 0, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(server.injected("put.stall") - stalledBefore == kCount || finished() > 0, 20000);
         QCOMPARE(finished(), 0);
-        QCOMPARE(injected("put.stall") - stalledBefore, kCount);
+        QCOMPARE(server.injected("put.stall") - stalledBefore, kCount);
 
         QTRY_VERIFY_WITH_TIMEOUT(finished() == kCount, 30000);
         for (int i = 0; i < kCount; ++i) {
@@ -369,7 +363,7 @@ private Q_SLOTS:
         log.clear();
 
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
-        const int stalledBefore = injected("put.stall");
+        const int stalledBefore = server.injected("put.stall");
         constexpr int kCount = 3;
         std::array<Presign, kCount> presigned;
         std::array<Put, kCount> puts;
@@ -379,7 +373,7 @@ private Q_SLOTS:
             presign(paths.last(), QString(), QVariant(), presigned[i]);
             startPut(presigned[i].response, paths[i], QString::number(i), puts[i]);
         }
-        QTRY_COMPARE_WITH_TIMEOUT(injected("put.stall") - stalledBefore, kCount, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(server.injected("put.stall") - stalledBefore, kCount, 10000);
         NotificationRecorder complete(Notifications::UploadCompleteNotification);
         API::instance().cancelAllS3Uploads();
         for (const Put &put : puts) {

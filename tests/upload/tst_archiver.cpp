@@ -3,6 +3,7 @@
 #include "capturenaming.h"
 #include "dispatch.h"
 #include "logcapture.h"
+#include "testfiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -17,14 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write fixture %s", qPrintable(path));
-}
 
 QByteArray unzip(const QStringList &arguments)
 {
@@ -77,10 +70,10 @@ private Q_SLOTS:
     {
         QVERIFY(QFileInfo::exists("/usr/bin/zip"));
         QVERIFY(m_home.isValid());
-        writeFile(m_home.filePath("Photos/beach.jpg"), "jpeg bytes");
-        writeFile(m_home.filePath("Photos/2024/snow.png"), "png bytes");
-        writeFile(m_home.filePath("Photos/.DS_Store"), "finder");
-        writeFile(m_home.filePath("Photos/2024/.DS_Store"), "finder");
+        TestFiles::write(m_home.filePath("Photos/beach.jpg"), "jpeg bytes");
+        TestFiles::write(m_home.filePath("Photos/2024/snow.png"), "png bytes");
+        TestFiles::write(m_home.filePath("Photos/.DS_Store"), "finder");
+        TestFiles::write(m_home.filePath("Photos/2024/.DS_Store"), "finder");
         QDir().mkpath(m_home.filePath("Photos/empty"));
     }
 
@@ -105,8 +98,8 @@ private Q_SLOTS:
     // would pick, never one shared with another folder of the same name.
     void everyArchiveIsNewAndOwn()
     {
-        writeFile(m_home.filePath("one/src/a.txt"), "one");
-        writeFile(m_home.filePath("two/src/b.txt"), "two");
+        TestFiles::write(m_home.filePath("one/src/a.txt"), "one");
+        TestFiles::write(m_home.filePath("two/src/b.txt"), "two");
         const QString planted = QDir::tempPath() + "/src.zip";
         const bool plantedHere = !QFileInfo::exists(planted) && QFile::copy(m_home.filePath("one/src/a.txt"), planted);
 
@@ -121,7 +114,7 @@ private Q_SLOTS:
 
         // Archiving the folder again does not add to the earlier archive.
         QFile::remove(m_home.filePath("one/src/a.txt"));
-        writeFile(m_home.filePath("one/src/new.txt"), "new");
+        TestFiles::write(m_home.filePath("one/src/new.txt"), "new");
         const QUrl again = Archiver::zipFiles({ m_home.filePath("one/src") });
         QCOMPARE(entries(again), QStringList({ "src/new.txt" }));
         for (const QUrl &archive : { one, two, again })
@@ -132,8 +125,8 @@ private Q_SLOTS:
     // token into the archive, and a loop must not run without end.
     void linksAreStoredNotFollowed()
     {
-        writeFile(m_home.filePath("secret.ini"), "token=tk_secret");
-        writeFile(m_home.filePath("Linked/plain.txt"), "plain");
+        TestFiles::write(m_home.filePath("secret.ini"), "token=tk_secret");
+        TestFiles::write(m_home.filePath("Linked/plain.txt"), "plain");
         QVERIFY(QFile::link(m_home.filePath("secret.ini"), m_home.filePath("Linked/settings")));
         QVERIFY(QFile::link(m_home.filePath("Linked"), m_home.filePath("Linked/loop")));
         const QUrl archive = Archiver::zipFiles({ m_home.filePath("Linked") });
@@ -150,11 +143,11 @@ private Q_SLOTS:
         const QString dir = m_home.filePath("awkward");
         QStringList paths;
         for (const QString &name : names) {
-            writeFile(dir + "/" + name, name.toUtf8());
+            TestFiles::write(dir + "/" + name, name.toUtf8());
             if (name != "ab") // "a*b" must not pull in its sibling
                 paths << dir + "/" + name;
         }
-        writeFile(dir + "/-Dashed folder/inside.txt", "inside");
+        TestFiles::write(dir + "/-Dashed folder/inside.txt", "inside");
         paths << dir + "/-Dashed folder";
 
         const QUrl archive = Archiver::zipFiles(paths);
@@ -206,7 +199,7 @@ private Q_SLOTS:
         const QString missing = m_home.filePath("does not exist");
         QCOMPARE(Archiver::zipFiles({ missing }), QUrl());
         QVERIFY(log.containsText("zip could not add " + missing + ": exit code 12"));
-        writeFile(m_home.filePath("present.txt"), "here");
+        TestFiles::write(m_home.filePath("present.txt"), "here");
         QCOMPARE(Archiver::zipFiles({ m_home.filePath("present.txt"), missing }), QUrl());
         QCOMPARE(temporaryEntries(), before);
     }

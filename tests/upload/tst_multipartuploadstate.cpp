@@ -1,5 +1,6 @@
 #include "logcapture.h"
 #include "multipartuploadstate.h"
+#include "testfiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,13 +13,6 @@ class TestMultipartUploadState : public QObject
 {
     Q_OBJECT
 private:
-    static void writeFile(const QString &path, const QByteArray &data)
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(data);
-    }
-
     static TLMultipartUploadState sampleRecord()
     {
         TLMultipartUploadState s(QStringLiteral("up-1"), QStringLiteral("u/alice/big.mov"),
@@ -291,10 +285,10 @@ private Q_SLOTS:
         TLMultipartUploadState good = sampleRecord();
         TLMultipartUploadState::saveState(good);
         const QString dir = TLMultipartUploadState::storageDirectory();
-        writeFile(dir + QStringLiteral("/corrupt.plist"), "<plist><dict><key>$class</key>");
-        writeFile(dir + QStringLiteral("/notes.txt"), good.encode());
-        writeFile(dir + QStringLiteral("/.hidden.plist"), good.encode());
-        writeFile(dir + QStringLiteral("/upper.PLIST"), good.encode());
+        TestFiles::write(dir + QStringLiteral("/corrupt.plist"), "<plist><dict><key>$class</key>");
+        TestFiles::write(dir + QStringLiteral("/notes.txt"), good.encode());
+        TestFiles::write(dir + QStringLiteral("/.hidden.plist"), good.encode());
+        TestFiles::write(dir + QStringLiteral("/upper.PLIST"), good.encode());
 
         const auto all = TLMultipartUploadState::loadAllPendingUploads();
         QCOMPARE(all.size(), 1);

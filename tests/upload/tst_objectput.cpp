@@ -83,7 +83,6 @@ private Q_SLOTS:
     void serviceCertificateNamedInTheConfigurationIsTrusted()
     {
         ReferenceServer tls;
-        ClosedPort closed;
         ReferenceServer::Options options;
         options.tls = true;
         QVERIFY2(tls.start(options), qPrintable(tls.errorString()));
@@ -117,42 +116,22 @@ private Q_SLOTS:
         if (cause == QLatin1String("dns") && TransportError::machineIsOffline())
             QSKIP("this machine has no network, so a failed lookup is reported as offline");
 
-        LoopbackPeer drop(LoopbackPeer::Mode::Drop), silent(LoopbackPeer::Mode::Silent), sink;
-        ReferenceServer tls;
-        ClosedPort closed;
-        ObjectPut::Request request = bytesTo(QString(), randomBytes(64 * 1024));
-        std::shared_ptr<QFile> shrinking;
-        if (cause == QLatin1String("closed")) {
-            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(closed.port());
-        } else if (cause == QLatin1String("dns")) {
-            request.url = QStringLiteral("http://no-such-host.invalid/store/x");
-        } else if (cause == QLatin1String("drop")) {
-            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(drop.port());
-        } else if (cause == QLatin1String("silent")) {
-            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(silent.port());
+        const TransportCause setup(cause, m_plain);
+        ObjectPut::Request request = bytesTo(setup.url(QStringLiteral("/store/x")), randomBytes(64 * 1024));
+        if (cause == QLatin1String("silent"))
             request.idleTimeoutMs = 1000;
-        } else if (cause == QLatin1String("tls-plain")) {
-            request.url = QStringLiteral("https://127.0.0.1:%1/store/x").arg(m_plain.port());
-        } else if (cause == QLatin1String("self-signed")) {
-            ReferenceServer::Options options;
-            options.tls = true;
-            QVERIFY2(tls.start(options), qPrintable(tls.errorString()));
-            request.url = QUrl(tls.baseUrl().toString() + QStringLiteral("/store/x"));
-        } else {
-            const QString path = TestFiles::random(m_dir.path(), QStringLiteral("shrinks.bin"), 4 * 1024 * 1024);
-            shrinking = std::make_shared<QFile>(path);
-            QVERIFY(shrinking->open(QIODevice::ReadOnly));
-            request.file = shrinking;
-            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(sink.port());
-        }
-
         CurlSession session(4);
         Outcome outcome;
-        if (shrinking) {
+        if (cause == QLatin1String("shrink")) {
             // The size is announced when the PUT is made; the file then loses
             // half of it before the first byte is read.
+            LoopbackPeer sink;
+            request.url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(sink.port());
+            request.file = std::make_shared<QFile>(
+                TestFiles::random(m_dir.path(), QStringLiteral("shrinks.bin"), 4 * 1024 * 1024));
+            QVERIFY(request.file->open(QIODevice::ReadOnly));
             ObjectPut *put = session.put(request);
-            QVERIFY(QFile::resize(shrinking->fileName(), 2 * 1024 * 1024));
+            QVERIFY(QFile::resize(request.file->fileName(), 2 * 1024 * 1024));
             connect(put, &ObjectPut::finished, put, [&outcome, put] {
                 ++outcome.finishedCount;
                 outcome.finished = true;
@@ -163,6 +142,7 @@ private Q_SLOTS:
                 qPrintable(outcome.error.localizedDescription));
             QCOMPARE(sink.requests().size(), 0); // the store never got a whole request
         } else {
+            QVERIFY(request.url.isValid());
             outcome = run(session, request);
         }
         QVERIFY(outcome.finished);

@@ -5,8 +5,8 @@
 #include "capturenaming.h"
 #include "logcapture.h"
 #include "pasteboard.h"
+#include "testfiles.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -19,23 +19,6 @@ namespace {
 
 // A 1x1 GIF: Qt reads GIF but cannot write it.
 const QByteArray kGif = QByteArray::fromBase64("R0lGODlhAQABAIAAAAAAAP///yH5BAEAAAAALAAAAAABAAEAAAIBRAA7");
-
-QByteArray encoded(const char *format, QColor color = Qt::red)
-{
-    QImage image(4, 3, QImage::Format_RGB32);
-    image.fill(color);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, format);
-    return bytes;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 const QRegularExpression kDefaultName(R"(^Image upload at \d{4}-\d\d-\d\d \d\d-\d\d-\d\d\.(png|jpg|gif)$)");
 
@@ -53,11 +36,7 @@ class TestPasteboard : public QObject
 
     QString writeFile(const QString &name, const QByteArray &bytes)
     {
-        const QString path = m_files.filePath(name);
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write fixture %s", qPrintable(path));
-        return path;
+        return TestFiles::write(m_files.filePath(name), bytes);
     }
 
 private Q_SLOTS:
@@ -83,7 +62,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("extension");
         QTest::addColumn<QByteArray>("written");
 
-        const QByteArray png = encoded("PNG"), jpg = encoded("JPEG");
+        const QByteArray png = TestFiles::image("PNG", Qt::red), jpg = TestFiles::image("JPEG", Qt::red);
         const QString pageWithJpeg = "<p>hi</p><img src=\"data:image/jpeg;base64," + jpg.toBase64() + "\">";
         QTest::newRow("GIF ahead of everything")
             << QVariantMap { { "image/png", png }, { "image/jpeg", jpg }, { "image/gif", kGif } } << "gif" << kGif;
@@ -111,7 +90,7 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(path).absolutePath() + "/", tmp());
         QVERIFY2(kDefaultName.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
         QVERIFY(path.endsWith("." + extension));
-        QCOMPARE(readFile(path), written);
+        QCOMPARE(TestFiles::read(path), written);
         QVERIFY(log.contains("Got default data: " + extension));
         for (auto it = offered.cbegin(); it != offered.cend(); ++it)
             QVERIFY(log.contains(QStringLiteral("%1 %2").arg(it.key()).arg(it.value().toByteArray().size())));
@@ -120,7 +99,7 @@ private Q_SLOTS:
     void otherImagesBecomePng()
     {
         QMimeData tiff;
-        tiff.setData("image/tiff", encoded("TIFF", Qt::blue));
+        tiff.setData("image/tiff", TestFiles::image("TIFF", Qt::blue));
         QMimeData decoded; // what Qt offers for any image it can decode
         QImage image(4, 3, QImage::Format_RGB32);
         image.fill(Qt::blue);
@@ -130,7 +109,7 @@ private Q_SLOTS:
             const QString path = Pasteboard(mime).imageDataPath();
             QVERIFY(path.endsWith(".png"));
             QImage written;
-            QVERIFY(written.loadFromData(readFile(path), "PNG"));
+            QVERIFY(written.loadFromData(TestFiles::read(path), "PNG"));
             QCOMPARE(written.size(), QSize(4, 3));
             QCOMPARE(written.pixelColor(2, 1), QColor(Qt::blue));
             QFile::remove(path);
@@ -152,7 +131,7 @@ private Q_SLOTS:
         // A folder already holds the name the image would be written under.
         QVERIFY(QDir(tmp()).mkdir("cat.png"));
         QMimeData mime;
-        mime.setData("image/png", encoded("PNG"));
+        mime.setData("image/png", TestFiles::image("PNG", Qt::red));
         mime.setData("text/uri-list", "https://example.com/cat.png");
         LogCapture log;
         QCOMPARE(Pasteboard(&mime).imageDataPath(), QString());
@@ -166,7 +145,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("html");
         QTest::addColumn<QString>("extension"); // empty: no image
 
-        const QString jpegFile = writeFile("photo & co.jpg", encoded("JPEG"));
+        const QString jpegFile = writeFile("photo & co.jpg", TestFiles::image("JPEG", Qt::red));
         const QString gif = "data:image/gif;base64," + kGif.toBase64();
         QTest::newRow("remote sources are skipped, never fetched")
             << "<img src=\"http://127.0.0.1:9/x.png\"><IMG alt=x SRC='" + gif + "'>"
@@ -283,12 +262,12 @@ private Q_SLOTS:
             return;
         }
         QCOMPARE(path, tmp() + "Quarterly report 100%.pdf");
-        QCOMPARE(readFile(path), QByteArray("%PDF-1.4 body"));
+        QCOMPARE(TestFiles::read(path), QByteArray("%PDF-1.4 body"));
         // Offering the copy itself again leaves it in place.
         QMimeData again;
         again.setData("text/uri-list", QUrl::fromLocalFile(path).toEncoded());
         QCOMPARE(Pasteboard(&again).filePromisePath(), path);
-        QCOMPARE(readFile(path), QByteArray("%PDF-1.4 body"));
+        QCOMPARE(TestFiles::read(path), QByteArray("%PDF-1.4 body"));
     }
 };
 

@@ -16,7 +16,6 @@
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QJsonArray>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -101,12 +100,8 @@ private Q_SLOTS:
         options.s3AccessKey = QStringLiteral("S3RVER");
         options.s3SecretKey = QStringLiteral("S3RVER");
         QVERIFY2(server.start(options), qPrintable(server.errorString()));
-        token = server.addUser(
-            QStringLiteral("s3@example.com"), QStringLiteral("s3-user-pass"), QStringLiteral("s3user"));
-        QVERIFY(!token.isEmpty());
-        qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
-        SettingsStore::instance().setToken(token);
-        SettingsStore::instance().setDomain(QStringLiteral("s3user"));
+        token = server.signIn(QStringLiteral("s3user"));
+        QVERIFY2(!token.isEmpty(), qPrintable(server.errorString()));
     }
 
     void cleanupTestCase()
@@ -163,16 +158,10 @@ private Q_SLOTS:
 
     void abortEndsTheUploadForTheService()
     {
-        const QJsonObject upload = server
-                                       .api("POST", "/v1/files/s3user", token,
-                                           { { "name", "big.bin" }, { "mimeType", "application/octet-stream" },
-                                               { "size", double(kMultipartThreshold) }, { "type", "multipart" } })
-                                       .json();
-        const QJsonObject ids { { "key", upload["key"] }, { "uploadId", upload["uploadId"] } };
-        QCOMPARE(server.api("POST", "/v1/files/s3user/abort", token, ids).status, 204);
-        QJsonObject more = ids;
-        more.insert("partNumbers", QJsonArray { 1 });
-        const auto late = server.api("POST", "/v1/files/s3user/parts", token, more);
+        const ReferenceServer::Multipart upload = server.initiateMultipart(
+            token, QStringLiteral("s3user"), QByteArray(kMultipartThreshold, Qt::Uninitialized));
+        QCOMPARE(server.abort(upload).status, 204);
+        const auto late = server.partUrls(upload, { 1 });
         QCOMPARE(late.status, 404);
         QCOMPARE(late.json()["error"].toString(), QStringLiteral("NoSuchUpload"));
     }

@@ -101,35 +101,14 @@ private Q_SLOTS:
         QFETCH(QString, title);
         QFETCH(QString, message);
 
-        LoopbackPeer drop(LoopbackPeer::Mode::Drop), silent(LoopbackPeer::Mode::Silent);
-        ReferenceServer tls;
-        ClosedPort closed;
-        QString url;
-        int timeoutMs = 60000;
-        if (cause == QLatin1String("closed")) {
-            url = QStringLiteral("http://127.0.0.1:%1/v1/").arg(closed.port());
-        } else if (cause == QLatin1String("dns")) {
-            url = QStringLiteral("http://no-such-host.invalid/v1/");
-        } else if (cause == QLatin1String("drop")) {
-            url = drop.apiUrl();
-        } else if (cause == QLatin1String("silent")) {
-            url = silent.apiUrl();
-            timeoutMs = 300;
-        } else if (cause == QLatin1String("tls-plain")) {
-            url = QStringLiteral("https://127.0.0.1:%1/v1/").arg(m_plain.port());
-        } else {
-            ReferenceServer::Options options;
-            options.tls = true;
-            QVERIFY2(tls.start(options), qPrintable(tls.errorString()));
-            url = tls.apiUrl();
-            QVERIFY(url.startsWith(QLatin1String("https://")));
-        }
-
+        const TransportCause setup(cause, m_plain);
+        const QString url = setup.url(QStringLiteral("/v1/"));
+        QVERIFY(!url.isEmpty());
         if (cause == QLatin1String("dns") && TransportError::machineIsOffline())
             QSKIP("this machine has no network, so a failed lookup is reported as offline (tested below)");
 
         LogCapture log;
-        const Seen seen = callThroughApi(url, timeoutMs);
+        const Seen seen = callThroughApi(url, cause == QLatin1String("silent") ? 300 : 60000);
         QVERIFY(!seen.success);
         QCOMPARE(seen.error.domain, QStringLiteral("TesslyURLErrorDomain"));
         QCOMPARE(seen.error.code, code);
