@@ -10,9 +10,10 @@
 // keyring runs in the session, so it is encrypted at rest and unlocked with
 // the user's login; otherwise it stays in the owner-only settings file.
 //
-// Only a keyring that already runs is used: one that D-Bus would merely
-// start on demand may never have been set up, and asking it would put a
-// "create a keyring" prompt in front of a user who never chose one.
+// Only a keyring that already runs and has a default collection is used:
+// one that D-Bus would merely start on demand, or that another program
+// started without ever setting it up, would put a "create a keyring" prompt
+// in front of a user who never chose one.
 // TESSLY_PLATFORM_BACKEND=null selects the null backend, which stores
 // nothing.
 //

@@ -2,6 +2,9 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusReply>
 #include <QEventLoop>
 #include <QLoggingCategory>
 #include <qt6keychain/keychain.h>
@@ -67,5 +70,15 @@ std::unique_ptr<SecretStore> createKeychainSecretStore()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !bus.interface() || !bus.interface()->isServiceRegistered(kSecretService))
         return {};
+    // A keyring without a default collection (started for another program,
+    // never set up) would ask the user to create one at our first write.
+    const QDBusReply<QDBusObjectPath> alias
+        = bus.call(QDBusMessage::createMethodCall(kSecretService, QStringLiteral("/org/freedesktop/secrets"),
+                       QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("ReadAlias"))
+            << QStringLiteral("default"));
+    if (!alias.isValid() || alias.value().path() == QLatin1String("/")) {
+        qCInfo(lcSecretStore) << "the keyring has no default collection";
+        return {};
+    }
     return std::make_unique<KeychainSecretStore>();
 }
