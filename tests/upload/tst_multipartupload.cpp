@@ -385,9 +385,13 @@ private Q_SLOTS:
         auto session
             = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("9"));
         Outcome outcome;
+        LogCapture log;
         run(session, outcome);
         QVERIFY(!outcome.success);
         QCOMPARE(outcome.error.localizedDescription, QStringLiteral("Part 1 failed after max retries"));
+        // The third failure is the last: no "retrying (3/3)".
+        QVERIFY(log.contains(QStringLiteral("[TLMultipartUploadSession] Part 1 failed after max retries")));
+        QVERIFY(!log.containsText(QStringLiteral("retrying (3/3)")));
         QCOMPARE(server.partPutCounts(session->uploadId()), (QMap<int, int> { { 1, 3 }, { 2, 3 } }));
         const auto record = TLMultipartUploadState::stateForUploadId(session->uploadId());
         QVERIFY(record);
