@@ -26,10 +26,10 @@ QIcon themeIcon(const QStringList &names, QStyle::StandardPixmap fallback, const
     return widget->style()->standardIcon(fallback);
 }
 
-QLabel *secondaryLabel(const QString &text = {})
+QLabel *secondaryLabel(const QString &text = {}, bool wrap = false)
 {
     auto *label = new QLabel(text);
-    label->setWordWrap(true);
+    label->setWordWrap(wrap);
     label->setForegroundRole(QPalette::PlaceholderText);
     return label;
 }
@@ -70,6 +70,9 @@ SettingsWindow::SettingsWindow(SettingsWindowController *controller, QWidget *pa
     connect(m_controller, &SettingsWindowController::closeRequested, this, &QWidget::close);
     m_controller->windowDidLoad();
     refresh();
+    // Nothing looks like it is recording until the user picks a field.
+    m_contentContainerView->setFocusPolicy(Qt::StrongFocus);
+    m_contentContainerView->setFocus();
 }
 
 void SettingsWindow::setupToolbar()
@@ -113,7 +116,7 @@ QWidget *SettingsWindow::buildGeneralPane()
     auto *form = new QFormLayout(pane);
     form->setContentsMargins(24, 18, 24, 18);
     form->setHorizontalSpacing(12);
-    form->setVerticalSpacing(10);
+    form->setVerticalSpacing(8);
     form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
 
@@ -136,12 +139,13 @@ QWidget *SettingsWindow::buildGeneralPane()
     auto *newProfile = new QPushButton(QStringLiteral("New Profile…"));
     connect(newProfile, &QPushButton::clicked, m_controller, &SettingsWindowController::newProfile);
     auto *profile = new QHBoxLayout;
+    profile->setSpacing(8);
     profile->addWidget(m_userDomainsPopupButton);
     profile->addWidget(newProfile);
     profile->addStretch();
     form->addRow(QStringLiteral("Profile:"), profile);
 
-    form->addItem(new QSpacerItem(0, 6));
+    form->addItem(new QSpacerItem(0, 4));
     m_startAtLoginButton = new QCheckBox(QStringLiteral("Start Tessly Cloud when you log in"));
     connect(m_startAtLoginButton, &QCheckBox::toggled, m_controller, &SettingsWindowController::setLaunchAtLogin);
     form->addRow(QStringLiteral("Startup:"), m_startAtLoginButton);
@@ -152,21 +156,22 @@ QWidget *SettingsWindow::buildGeneralPane()
     connect(m_hideDesktopIcons, &QCheckBox::toggled, m_controller, &SettingsWindowController::setHideIcons);
     form->addRow(QString(), m_hideDesktopIcons);
 
-    form->addItem(new QSpacerItem(0, 6));
+    form->addItem(new QSpacerItem(0, 4));
     m_notificationSoundPopupButton = new QComboBox;
     m_notificationSoundPopupButton->setMaxVisibleItems(14);
+    m_notificationSoundPopupButton->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_notificationSoundPopupButton->setMinimumContentsLength(18);
     connect(m_notificationSoundPopupButton, &QComboBox::textActivated, m_controller,
         &SettingsWindowController::setNotificationSound);
     form->addRow(QStringLiteral("Link copied sound:"), m_notificationSoundPopupButton);
     m_multiFileUploadPopupButton = new QComboBox;
     connect(m_multiFileUploadPopupButton, &QComboBox::activated, m_controller,
         &SettingsWindowController::setMultiFileUploadMode);
-    auto *multiFile = new QHBoxLayout;
-    multiFile->addWidget(m_multiFileUploadPopupButton);
-    multiFile->addWidget(secondaryLabel(QStringLiteral("when several files are uploaded at once")));
-    form->addRow(QStringLiteral("Upload as:"), multiFile);
+    m_multiFileUploadPopupButton->setToolTip(
+        QStringLiteral("Several files uploaded at once go into a new folder, or into one ZIP archive"));
+    form->addRow(QStringLiteral("Several files as:"), m_multiFileUploadPopupButton);
 
-    form->addItem(new QSpacerItem(0, 6));
+    form->addItem(new QSpacerItem(0, 4));
     m_bundleVersionTextField = new QLabel;
     m_checkForUpdatesButton = new QPushButton;
     connect(m_checkForUpdatesButton, &QPushButton::clicked, m_controller, &SettingsWindowController::checkForUpdates);
@@ -205,7 +210,9 @@ QWidget *SettingsWindow::buildShortcutsPane()
         });
         auto *problem = secondaryLabel();
         QPalette warning = problem->palette();
-        warning.setColor(QPalette::WindowText, QColor(0xc0, 0x1c, 0x28));
+        // The desktops' error red, lighter on a dark window.
+        const bool dark = warning.color(QPalette::Window).lightness() < 128;
+        warning.setColor(QPalette::WindowText, dark ? QColor(0xff, 0x7b, 0x63) : QColor(0xc0, 0x1c, 0x28));
         problem->setPalette(warning);
         problem->setForegroundRole(QPalette::WindowText);
         auto *field = new QVBoxLayout;
@@ -217,9 +224,11 @@ QWidget *SettingsWindow::buildShortcutsPane()
         m_problems << problem;
     }
     layout->addLayout(form);
-    layout->addWidget(secondaryLabel(QStringLiteral(
-        "Click a field and type the new shortcut; Backspace clears it. The screen recording shortcut is shown in "
-        "the tray menu.")));
+    layout->addWidget(secondaryLabel(
+        QStringLiteral(
+            "Click a field and type the new shortcut; Backspace clears it. The screen recording shortcut is shown in "
+            "the tray menu."),
+        true));
     layout->addStretch();
     return pane;
 }

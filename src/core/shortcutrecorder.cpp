@@ -73,7 +73,8 @@ void ShortcutRecorder::paintEvent(QPaintEvent *)
         frame.state |= QStyle::State_HasFocus;
     style()->drawPrimitive(QStyle::PE_PanelLineEdit, &frame, &painter, this);
     if (m_problem && !m_recording) {
-        QColor warning(0xc0, 0x1c, 0x28); // the desktops' destructive red
+        const bool dark = palette().color(QPalette::Window).lightness() < 128;
+        const QColor warning = dark ? QColor(0xff, 0x7b, 0x63) : QColor(0xc0, 0x1c, 0x28); // the desktops' error red
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(QPen(warning, 1.5));
         painter.setBrush(Qt::NoBrush);
