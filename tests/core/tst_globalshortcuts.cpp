@@ -134,6 +134,24 @@ private Q_SLOTS:
         reregister();
     }
 
+    // AZERTY puts Q where QWERTY has A: the grab follows the layout.
+    void aLayoutSwitchGrabsTheKeysAnew()
+    {
+        SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧Q"));
+        reregister();
+        QTRY_COMPARE(
+            m_monitor->registration(combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_Q)), Registration::Registered);
+        QSignalSpy regrabbed(m_monitor, &GlobalShortcutMonitor::registrationsChanged);
+        E2E::runTool(QStringLiteral("setxkbmap"), { QStringLiteral("fr") });
+        QTRY_VERIFY(!regrabbed.isEmpty());
+        QSignalSpy activated(m_monitor, &GlobalShortcutMonitor::activated);
+        type(QStringLiteral("alt+shift+q"));
+        QTRY_COMPARE(activated.size(), 1);
+        E2E::runTool(QStringLiteral("setxkbmap"), { QStringLiteral("us") });
+        SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧V"));
+        reregister();
+    }
+
     // Typed into the settings window's recorder: stored, registered again,
     // and the old combination no longer triggers anything.
     void aRecordedShortcutReplacesTheOldOne()
