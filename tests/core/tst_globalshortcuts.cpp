@@ -32,10 +32,7 @@ class TestGlobalShortcuts : public QObject
     GlobalShortcutMonitor *m_monitor = nullptr;
 
     static void type(const QString &keys) { E2E::runTool(QStringLiteral("xdotool"), { QStringLiteral("key"), keys }); }
-    static QKeyCombination combo(Qt::KeyboardModifiers modifiers, Qt::Key key)
-    {
-        return QKeyCombination(modifiers, key);
-    }
+    static QKeyCombination altShift(Qt::Key key) { return QKeyCombination(Qt::AltModifier | Qt::ShiftModifier, key); }
     static void reregister()
     {
         NotificationCenter::defaultCenter().post(QString::fromLatin1(Notifications::ShortcutUpdatedNotification));
@@ -101,8 +98,7 @@ private Q_SLOTS:
         type(QStringLiteral("alt+shift+v"));
         type(lock);
         QTRY_COMPARE(activated.size(), 1);
-        QCOMPARE(
-            activated.first().first().value<QKeyCombination>(), combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_V));
+        QCOMPARE(activated.first().first().value<QKeyCombination>(), altShift(Qt::Key_V));
     }
 
     // Another X client grabbed Alt+Shift+8 first: the log and the settings
@@ -121,14 +117,12 @@ private Q_SLOTS:
         LogCapture log;
         SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧8"));
         reregister();
-        QTRY_COMPARE(
-            m_monitor->registration(combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_8)), Registration::Taken);
+        QTRY_COMPARE(m_monitor->registration(altShift(Qt::Key_8)), Registration::Taken);
         QVERIFY(log.contains(QStringLiteral("Shortcut Alt+Shift+8 for uploadClipboard is taken by another program")));
         SettingsWindowController controller;
         QCOMPARE(controller.shortcuts().at(3).problem, QStringLiteral("Taken by another program"));
         QCOMPARE(controller.shortcuts().at(1).problem, QString());
-        QCOMPARE(
-            m_monitor->registration(combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_4)), Registration::Registered);
+        QCOMPARE(m_monitor->registration(altShift(Qt::Key_4)), Registration::Registered);
         xcb_disconnect(other);
         SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧V"));
         reregister();
@@ -139,8 +133,7 @@ private Q_SLOTS:
     {
         SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧Q"));
         reregister();
-        QTRY_COMPARE(
-            m_monitor->registration(combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_Q)), Registration::Registered);
+        QTRY_COMPARE(m_monitor->registration(altShift(Qt::Key_Q)), Registration::Registered);
         QSignalSpy regrabbed(m_monitor, &GlobalShortcutMonitor::registrationsChanged);
         E2E::runTool(QStringLiteral("setxkbmap"), { QStringLiteral("fr") });
         QTRY_VERIFY(!regrabbed.isEmpty());
@@ -167,16 +160,14 @@ private Q_SLOTS:
         type(QStringLiteral("alt+shift+7"));
         QTRY_COMPARE(SettingsStore::instance().clipboardHotKey(), QStringLiteral("⌥⇧7"));
         QCOMPARE(recorder->shortcut().displayText(), QStringLiteral("Alt+Shift+7"));
-        QTRY_COMPARE(
-            m_monitor->registration(combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_7)), Registration::Registered);
+        QTRY_COMPARE(m_monitor->registration(altShift(Qt::Key_7)), Registration::Registered);
         window->close();
 
         QSignalSpy activated(m_monitor, &GlobalShortcutMonitor::activated);
         type(QStringLiteral("alt+shift+v"));
         type(QStringLiteral("alt+shift+7"));
         QTRY_COMPARE(activated.size(), 1); // X delivers in order: the old one would have come first
-        QCOMPARE(
-            activated.first().first().value<QKeyCombination>(), combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_7));
+        QCOMPARE(activated.first().first().value<QKeyCombination>(), altShift(Qt::Key_7));
     }
 
     void unreadableStoredShortcutsAreSkipped_data()
@@ -204,8 +195,7 @@ private Q_SLOTS:
         reregister();
         QTRY_VERIFY(log.contains(logged));
         for (const QKeyCombination registered :
-            { combo(Qt::AltModifier, Qt::Key_C), combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_4),
-                combo(Qt::AltModifier | Qt::ShiftModifier, Qt::Key_V) })
+            { QKeyCombination(Qt::AltModifier, Qt::Key_C), altShift(Qt::Key_4), altShift(Qt::Key_V) })
             QCOMPARE(m_monitor->registration(registered), Registration::Registered);
         QSignalSpy activated(m_monitor, &GlobalShortcutMonitor::activated);
         type(QStringLiteral("alt+shift+v"));
