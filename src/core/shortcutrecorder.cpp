@@ -29,6 +29,12 @@ ShortcutRecorder::ShortcutRecorder(QWidget *parent)
     connect(this, &QAbstractButton::clicked, this, [this] { setRecording(!m_recording); });
 }
 
+ShortcutRecorder::~ShortcutRecorder()
+{
+    if (m_recording)
+        GlobalShortcutMonitor::sharedMonitor().setPaused(false);
+}
+
 void ShortcutRecorder::setShortcut(const KeyEquivalent &shortcut)
 {
     m_shortcut = shortcut;
@@ -89,6 +95,9 @@ void ShortcutRecorder::paintEvent(QPaintEvent *)
 
 void ShortcutRecorder::setRecording(bool recording)
 {
+    // The global shortcuts would take their keys before this field sees them.
+    if (recording != m_recording)
+        GlobalShortcutMonitor::sharedMonitor().setPaused(recording);
     m_recording = recording;
     m_held = {};
     if (recording)

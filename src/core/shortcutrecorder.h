@@ -15,6 +15,7 @@ class ShortcutRecorder : public QAbstractButton
     Q_OBJECT
 public:
     explicit ShortcutRecorder(QWidget *parent = nullptr);
+    ~ShortcutRecorder() override;
 
     KeyEquivalent shortcut() const { return m_shortcut; }
     void setShortcut(const KeyEquivalent &shortcut);

@@ -37,17 +37,32 @@ GlobalShortcutMonitor::Registration GlobalShortcutMonitor::addAction(
             ungrab(shortcut); // replaced below, as a second grab of our own would fail
     }
     m_actions.removeIf([&](const Action &action) { return action.shortcut == shortcut; });
-    const Registration registration = grab(shortcut);
+    const Registration registration = m_paused ? Registration::Registered : grab(shortcut);
     m_actions.append({ shortcut, std::move(handler), registration });
     qCDebug(lcGlobalShortcutMonitor) << shortcut << registration;
     Q_EMIT registrationsChanged();
     return registration;
 }
 
+void GlobalShortcutMonitor::setPaused(bool paused)
+{
+    if (paused == m_paused)
+        return;
+    if (paused) {
+        for (const Action &action : std::as_const(m_actions)) {
+            if (action.registration == Registration::Registered)
+                ungrab(action.shortcut);
+        }
+    }
+    m_paused = paused;
+    if (!paused)
+        regrabAll();
+}
+
 void GlobalShortcutMonitor::removeAllActions()
 {
     for (const Action &action : std::as_const(m_actions)) {
-        if (action.registration == Registration::Registered)
+        if (action.registration == Registration::Registered && !m_paused)
             ungrab(action.shortcut);
     }
     m_actions.clear();
@@ -76,6 +91,8 @@ void GlobalShortcutMonitor::perform(QKeyCombination shortcut)
 
 void GlobalShortcutMonitor::regrabAll()
 {
+    if (m_paused)
+        return; // setPaused(false) grabs them
     for (Action &action : m_actions) {
         if (action.registration == Registration::Registered)
             ungrab(action.shortcut);

@@ -46,6 +46,10 @@ public:
     Registration addAction(QKeyCombination shortcut, std::function<void()> handler);
     void removeAllActions();
 
+    // While paused no combination is held, so a shortcut recorder sees
+    // every key, also the ones registered here.
+    void setPaused(bool paused);
+
     // What addAction() achieved for a combination, kept up to date when the
     // keyboard's layout changes; Unavailable for one that was never added.
     Registration registration(QKeyCombination shortcut) const;
@@ -74,4 +78,5 @@ private:
         Registration registration;
     };
     QList<Action> m_actions;
+    bool m_paused = false;
 };

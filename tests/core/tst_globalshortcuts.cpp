@@ -1,9 +1,10 @@
 // Global shortcuts on the harness's X server, typed with xdotool (XTEST, as a
 // keyboard would): the first-run shortcuts start their actions through the
-// tray application's delegate, CapsLock and NumLock do not stop them, a
-// combination another X client grabbed first is reported as taken, a
-// shortcut recorded in the settings window replaces the old one, and stored
-// strings that are not shortcuts are skipped without losing the others.
+// tray application's delegate; CapsLock, NumLock and a layout switch do not
+// stop them; a combination another X client grabbed first is reported as
+// taken; a shortcut recorded in the settings window (also one registered
+// already) replaces the old one; stored strings that are not shortcuts are
+// skipped without losing the others.
 #include "appdelegate.h"
 #include "e2e.h"
 #include "globalshortcutmonitor.h"
@@ -153,6 +154,10 @@ private Q_SLOTS:
         SettingsWindow *window = m_delegate->settingsWindow();
         QVERIFY(window && QTest::qWaitForWindowExposed(window));
         window->controller()->switchToPanelWithIdentifier(QStringLiteral("toolbar.shortcuts"));
+        LogCapture log; // a registered combination reaches the recorder, not its action
+        QTest::mouseClick(window->recorder(1), Qt::LeftButton);
+        type(QStringLiteral("alt+shift+4"));
+        QTRY_VERIFY(log.contains(QStringLiteral("Setting ⌥⇧4")));
         ShortcutRecorder *recorder = window->recorder(3);
         QVERIFY(recorder->isVisible());
         QTest::mouseClick(recorder, Qt::LeftButton);
