@@ -37,11 +37,12 @@ int main(int argc, char *argv[])
     if (state == QLatin1String("update"))
         controller->checkForUpdates();
     window.show();
-    QTest::qWaitFor([&] {
+    const bool shown = QTest::qWaitFor([&] {
         return !controller->userEmail().isEmpty()
             && (state != QLatin1String("update") || !controller->isCheckingForUpdates());
     });
-    QTest::qWaitForWindowExposed(&window);
+    if (!shown || !QTest::qWaitForWindowExposed(&window))
+        std::fputs("settings gallery: the window did not reach its state; shown as it is\n", stderr);
     std::puts("ready");
     std::fflush(stdout);
     const int code = app.exec();
