@@ -6,3 +6,4 @@ set(TESSLY_URL_SCHEME         "tessly"                       CACHE STRING "The a
 set(TESSLY_APP_ID             "com.tessly.Cloud"             CACHE STRING "Application identifier (data folder, desktop entry)")
 set(TESSLY_SUPPORT_EMAIL      "support@tessly.cloud"         CACHE STRING "Support mail address")
 set(TESSLY_SHORTCUTS_HELP_URL "https://tessly.cloud/help/shortcuts" CACHE STRING "Help page for global shortcuts")
+set(TESSLY_BUILD_NUMBER     "1"                            CACHE STRING "Build number shown beside the version")

@@ -4,6 +4,7 @@
 //   GET  /admin/uploads/ID/parts  PUT attempts and stored parts per part number
 //   POST /admin/users             {"email","password","profile","customDomain"} -> {"token"}
 //   PUT  /admin/clock             {"offsetSeconds": N} moves the clock expiry is judged by
+//   PUT  /admin/client-release    {"version","downloadUrl"} the client release offered for download
 // Every request needs the admin token as a bearer token, must come from a
 // loopback peer and name a loopback host (a browser tricked by DNS
 // rebinding sends its own Host), and bodies must be JSON (a cross-site form
@@ -146,6 +147,8 @@ void registerAdminRoutes(httplib::Server &server, ServiceContext &ctx)
         sendJson(res, 200, { { "offsetSeconds", ctx.clockOffsetSeconds.load() } });
     }));
     server.Post("/admin/users", adminRoute(ctx, true, [&ctx](const auto &req, auto &res) { addUser(ctx, req, res); }));
+    server.Put("/admin/client-release",
+        adminRoute(ctx, true, [&ctx](const auto &req, auto &res) { publishClientRelease(ctx, req, res); }));
 }
 
 } // namespace tessly::server

@@ -5,7 +5,9 @@
 
 namespace httplib {
 class Server;
-}
+struct Request;
+struct Response;
+} // namespace httplib
 
 namespace tessly::server {
 
@@ -23,5 +25,9 @@ void registerFolderAndLinkRoutes(httplib::Server &server, ServiceContext &ctx);
 void registerStoreRoutes(httplib::Server &server, ServiceContext &ctx);
 void registerAdminRoutes(httplib::Server &server, ServiceContext &ctx);
 void registerWebRoutes(httplib::Server &server, ServiceContext &ctx);
+void registerClientRoutes(httplib::Server &server, ServiceContext &ctx);
+
+// PUT /admin/client-release (an admin route): the client release offered for download.
+void publishClientRelease(ServiceContext &ctx, const httplib::Request &req, httplib::Response &res);
 
 } // namespace tessly::server

@@ -75,6 +75,7 @@ void Service::installHandlers(httplib::Server &server)
     });
 
     registerAccountRoutes(server, ctx);
+    registerClientRoutes(server, ctx);
     registerMultipartRoutes(server, ctx);
     registerFileRoutes(server, ctx);
     registerFolderAndLinkRoutes(server, ctx);

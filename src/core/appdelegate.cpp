@@ -9,6 +9,7 @@
 #include "errorviewcontroller.h"
 #include "filegrabber.h"
 #include "folderuploader.h"
+#include "globalshortcutmonitor.h"
 #include "loginurl.h"
 #include "notificationcenter.h"
 #include "notifications.h"
@@ -16,7 +17,10 @@
 #include "processingpopoverviewcontroller.h"
 #include "screengrabber.h"
 #include "settingsstore.h"
+#include "settingswindow.h"
+#include "settingswindowcontroller.h"
 #include "sharelink.h"
+#include "shortcuttable.h"
 #include "singleinstance.h"
 #include "soundplayer.h"
 #include "statusitem.h"
@@ -82,6 +86,7 @@ AppDelegate::~AppDelegate()
     delete m_statusMenu;
     delete m_errorPopover;
     delete m_processingPopover;
+    delete m_settingsWindow;
     delete m_dropHandler;
     delete m_folderUploader;
 }
@@ -217,7 +222,7 @@ void AppDelegate::subscribe()
 
 void AppDelegate::subscribeGlobalShortcuts()
 {
-    qCInfo(lcAppDelegate) << "Global shortcuts are not available in this build; the tray menu has every action";
+    ShortcutTable::subscribe(GlobalShortcutMonitor::sharedMonitor(), this);
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
@@ -611,9 +616,31 @@ void AppDelegate::openDashboard()
     openUrl(WebPage::url(QStringLiteral("/me?domain=%1").arg(SettingsStore::instance().domain())));
 }
 
+SettingsWindow *AppDelegate::settingsWindow() const
+{
+    return m_settingsWindow;
+}
+
 void AppDelegate::showSettings()
 {
-    qCWarning(lcAppDelegate) << "The settings window is not available in this build";
+    // A new window each time, reading every value afresh.
+    if (m_settingsWindow)
+        m_settingsWindow->close();
+    auto *controller = new SettingsWindowController;
+    controller->setUrlOpener([this](const QUrl &url) { openUrl(url); });
+    controller->setAlertRunner(m_runAlert);
+    QPointer<DashboardPanel> panel(m_popoverController);
+    // Listed in the taskbar: the dashboard is a normal window instead of a popup.
+    controller->setTaskbarPresence([panel] { return panel && panel->windowType() != Qt::Popup; },
+        [panel](bool shown) {
+            if (panel)
+                panel->setWindowFlags((panel->windowFlags() & ~Qt::WindowType_Mask) | (shown ? Qt::Window : Qt::Popup));
+        });
+    m_settingsWindow = new SettingsWindow(controller);
+    controller->setParent(m_settingsWindow);
+    m_settingsWindow->show();
+    m_settingsWindow->raise();
+    m_settingsWindow->activateWindow();
 }
 
 void AppDelegate::loadFiles()

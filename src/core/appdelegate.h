@@ -14,6 +14,7 @@ class ErrorViewController;
 class FolderUploader;
 class ProcessingPopoverViewController;
 class QMimeData;
+class SettingsWindow;
 class SingleInstance;
 class StatusItem;
 class StatusMenu;
@@ -82,6 +83,12 @@ public:
 
     bool pauseNotifications() const;
 
+    // (Re)registers the global shortcuts of the settings, as the settings
+    // window's "ShortcutUpdatedNotification" asks for.
+    void subscribeGlobalShortcuts();
+    // The settings window showSettings() opened, while it is open.
+    SettingsWindow *settingsWindow() const;
+
     // Shows an image for a while, then "MenuIcon" again. Every call has its
     // own restore: a later one never cancels an earlier one.
     void showIconFor(const QString &imageName, double seconds);
@@ -128,7 +135,6 @@ Q_SIGNALS:
 
 private:
     void subscribe();
-    void subscribeGlobalShortcuts();
     void handleUploadProgress(const Notification &note);
     void handleUploadComplete(const Notification &note);
     void handleBatchUploadComplete(const Notification &note);
@@ -149,6 +155,7 @@ private:
     SingleInstance *m_singleInstance = nullptr;
     QPointer<ErrorViewController> m_errorPopover;
     QPointer<ProcessingPopoverViewController> m_processingPopover;
+    QPointer<SettingsWindow> m_settingsWindow;
     QVariantList m_fileItems;
     double m_uploadProgress = 0;
     UrlOpener m_openUrl;

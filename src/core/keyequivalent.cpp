@@ -47,6 +47,16 @@ const std::array<NamedKey, 15> kNamedKeys { {
     { u"\u2423", Qt::Key_Space, "Space" },
 } };
 
+QString modifierGlyphs(Qt::KeyboardModifiers modifiers)
+{
+    QString glyphs;
+    for (const Modifier &m : kModifiers) {
+        if (modifiers & m.modifier)
+            glyphs += m.glyph;
+    }
+    return glyphs;
+}
+
 } // namespace
 
 KeyEquivalent KeyEquivalent::fromString(const QString &stored)
@@ -71,6 +81,7 @@ KeyEquivalent KeyEquivalent::fromString(const QString &stored)
         if (key == QString::fromUtf16(named.stored)) {
             result.m_key = named.key;
             result.m_keyText = QString::fromLatin1(named.text);
+            result.m_storedKey = key;
             return result;
         }
     }
@@ -80,6 +91,7 @@ KeyEquivalent KeyEquivalent::fromString(const QString &stored)
         if (ok && n >= 1 && n <= 35) {
             result.m_key = Qt::Key_F1 + n - 1;
             result.m_keyText = key;
+            result.m_storedKey = key;
             return result;
         }
         return {};
@@ -94,7 +106,29 @@ KeyEquivalent KeyEquivalent::fromString(const QString &stored)
         return {};
     result.m_key = c.unicode();
     result.m_keyText = QString(c);
+    result.m_storedKey = QString(c);
     return result;
+}
+
+KeyEquivalent KeyEquivalent::fromKeyCombination(QKeyCombination combination)
+{
+    const int key = combination.key();
+    QString stored;
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F35) {
+        stored = QStringLiteral("F%1").arg(key - Qt::Key_F1 + 1);
+    } else if (key > 0x20 && key < 0x7f) {
+        stored = QChar(key).toUpper();
+    } else {
+        for (const NamedKey &named : kNamedKeys) {
+            if (named.key == key) {
+                stored = QString::fromUtf16(named.stored);
+                break;
+            }
+        }
+    }
+    if (stored.isEmpty())
+        return {};
+    return fromString(modifierGlyphs(combination.keyboardModifiers()) + stored);
 }
 
 QKeySequence KeyEquivalent::keySequence() const
@@ -102,6 +136,18 @@ QKeySequence KeyEquivalent::keySequence() const
     if (!isValid())
         return {};
     return QKeySequence(QKeyCombination(m_modifiers, Qt::Key(m_key)));
+}
+
+QKeyCombination KeyEquivalent::keyCombination() const
+{
+    return QKeyCombination(m_modifiers, Qt::Key(m_key));
+}
+
+QString KeyEquivalent::toString() const
+{
+    if (!isValid())
+        return {};
+    return modifierGlyphs(m_modifiers) + m_storedKey;
 }
 
 QString KeyEquivalent::displayText() const

@@ -1,7 +1,10 @@
 #include "soundplayer.h"
 
+#include <QDir>
 #include <QHash>
 #include <QLoggingCategory>
+#include <QSet>
+#include <QStandardPaths>
 
 Q_LOGGING_CATEGORY(lcSoundPlayer, "tessly.platform.soundplayer")
 
@@ -40,6 +43,20 @@ QString SoundPlayer::eventIdForName(const QString &name)
     if (name.isEmpty() || name == QLatin1String("None"))
         return {};
     return soundTable().value(name, name);
+}
+
+QStringList SoundPlayer::themeSoundNames()
+{
+    QSet<QString> names;
+    for (const QString &dataDir : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation)) {
+        const QDir stereo(dataDir + QStringLiteral("/sounds/freedesktop/stereo"));
+        for (const QFileInfo &file : stereo.entryInfoList(
+                 { QStringLiteral("*.oga"), QStringLiteral("*.ogg"), QStringLiteral("*.wav") }, QDir::Files))
+            names.insert(file.completeBaseName());
+    }
+    QStringList sorted(names.begin(), names.end());
+    sorted.sort();
+    return sorted;
 }
 
 void SoundPlayer::playNamed(const QString &name)

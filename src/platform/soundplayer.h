@@ -3,6 +3,7 @@
 #include <memory>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 // Plays the short sound that tells a link was copied.
 //
@@ -22,6 +23,11 @@ public:
     // The theme event for a stored name: empty for "None" (and an empty name);
     // a name that is not in the table is taken as a theme event id itself.
     static QString eventIdForName(const QString &name);
+
+    // The event sounds the freedesktop sound theme installs
+    // ($XDG_DATA_DIRS/sounds/freedesktop/stereo), by event id, sorted; what
+    // the settings window offers next to "None" and the classic names.
+    static QStringList themeSoundNames();
 
     virtual QString backendName() const = 0;
 

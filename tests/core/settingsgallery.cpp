@@ -1,0 +1,52 @@
+// The settings window in the states scripts/gallery shows:
+//   tessly-settingsgallery general|shortcuts|taken|update
+// "taken" has another X client grab Alt+Shift+4 (the screenshot shortcut)
+// first; "update" checks for updates (the gallery publishes a newer client).
+// Prints "ready" once the window shows its state, then runs until killed.
+#include "globalshortcutmonitor.h"
+#include "settingswindow.h"
+#include "settingswindowcontroller.h"
+#include "shortcuttable.h"
+
+#include <cstdio>
+#include <QApplication>
+#include <QTest>
+#include <xcb/xcb.h>
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    const QString state = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("general");
+    xcb_connection_t *other = nullptr;
+    if (state == QLatin1String("taken")) {
+        other = xcb_connect(nullptr, nullptr);
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
+        xcb_grab_key(other, 1, root, XCB_MOD_MASK_1 | XCB_MOD_MASK_SHIFT, 13 /* "4" on the us layout */,
+            XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        std::free(xcb_get_input_focus_reply(other, xcb_get_input_focus(other), nullptr));
+    }
+    QObject actions; // the shortcuts only need to be registered
+    ShortcutTable::subscribe(GlobalShortcutMonitor::sharedMonitor(), &actions);
+
+    auto *controller = new SettingsWindowController;
+    SettingsWindow window(controller);
+    controller->setParent(&window);
+    window.setAttribute(Qt::WA_DeleteOnClose, false);
+    if (state != QLatin1String("general") && state != QLatin1String("update"))
+        controller->switchToPanelWithIdentifier(QStringLiteral("toolbar.shortcuts"));
+    if (state == QLatin1String("update"))
+        controller->checkForUpdates();
+    window.show();
+    const bool shown = QTest::qWaitFor([&] {
+        return !controller->userEmail().isEmpty()
+            && (state != QLatin1String("update") || !controller->isCheckingForUpdates());
+    });
+    if (!shown || !QTest::qWaitForWindowExposed(&window))
+        std::fputs("settings gallery: the window did not reach its state; shown as it is\n", stderr);
+    std::puts("ready");
+    std::fflush(stdout);
+    const int code = app.exec();
+    if (other)
+        xcb_disconnect(other);
+    return code;
+}

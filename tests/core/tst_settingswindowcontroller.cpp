@@ -1,0 +1,230 @@
+// The settings window's behaviour without a display, against the reference
+// service: what each action of the general pane stores, the autostart file,
+// the taskbar switch following the application's present state, the Option
+// rule that applies to no Linux system, the stored shortcut strings, and the
+// profiles and update check that come from the service.
+#include "api.h"
+#include "keyequivalent.h"
+#include "loginitem.h"
+#include "notificationcenter.h"
+#include "notifications.h"
+#include "referenceserver.h"
+#include "settingsstore.h"
+#include "settingswindowcontroller.h"
+#include "soundplayer.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+using Action = std::function<void(SettingsWindowController &)>;
+Q_DECLARE_METATYPE(Action)
+
+class TestSettingsWindowController : public QObject
+{
+    Q_OBJECT
+    ReferenceServer m_server;
+    QString m_token;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        qputenv("TESSLY_API_URL", m_server.apiUrl().toUtf8());
+        qputenv("TESSLY_WEB_DOMAIN", "tessly.test");
+        m_token
+            = m_server.addUser(QStringLiteral("ada@tessly.test"), QStringLiteral("pw-123456"), QStringLiteral("ada"));
+        QVERIFY(!m_token.isEmpty());
+        qputenv("TESSLY_PLATFORM_BACKEND", "null");
+    }
+
+    void init()
+    {
+        SettingsStore::instance().setToken(m_token);
+        SettingsStore::instance().setDomain(QStringLiteral("ada"));
+    }
+
+    void generalPaneActionsStoreTheirSettings_data()
+    {
+        QTest::addColumn<Action>("action");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<QStringList>("played");
+        const auto row
+            = [](const char *name, Action action, const char *key, QVariant stored, QStringList played = {}) {
+                  QTest::newRow(name) << action << QString::fromLatin1(key) << stored << played;
+              };
+        row(
+            "hide icons", [](auto &c) { c.setHideIcons(true); }, "hideDesktopIcons", true);
+        row(
+            "zip", [](auto &c) { c.setMultiFileUploadMode(0); }, "multiFileUploadAsFolder", false);
+        row(
+            "folder", [](auto &c) { c.setMultiFileUploadMode(1); }, "multiFileUploadAsFolder", true);
+        row("theme sound", [](auto &c) { c.setNotificationSound(QStringLiteral("bell")); }, "sound",
+            QStringLiteral("bell"), { QStringLiteral("bell") });
+        row("classic sound", [](auto &c) { c.setNotificationSound(QStringLiteral("Purr")); }, "sound",
+            QStringLiteral("Purr"), { QStringLiteral("complete") });
+        row(
+            "silence", [](auto &c) { c.setNotificationSound(QStringLiteral("None")); }, "sound",
+            QStringLiteral("None"));
+        row(
+            "profile", [](auto &c) { c.setSelectedDomain(QStringLiteral("work.tessly.test")); }, "domain",
+            QStringLiteral("work"));
+        row(
+            "log out", [](auto &c) { c.logout(); }, "token", QVariant());
+    }
+
+    void generalPaneActionsStoreTheirSettings()
+    {
+        QFETCH(Action, action);
+        QFETCH(QString, key);
+        QFETCH(QVariant, stored);
+        QFETCH(QStringList, played);
+        SettingsWindowController controller;
+        QSignalSpy sounds(&SoundPlayer::instance(), &SoundPlayer::played);
+        action(controller);
+        QCOMPARE(SettingsStore::instance().objectForKey(key).toString(), stored.toString());
+        QCOMPARE(SettingsStore::instance().objectForKey(key).isNull(), stored.isNull());
+        QStringList heard;
+        for (const QList<QVariant> &sound : sounds)
+            heard << sound.first().toString();
+        QCOMPARE(heard, played);
+    }
+
+    void startAtLoginIsAnAutostartFile()
+    {
+        SettingsWindowController controller;
+        controller.setLaunchAtLogin(true);
+        QVERIFY(QFile::exists(LoginItem::filePath()));
+        QProcess validate;
+        validate.start(QStringLiteral("desktop-file-validate"), { LoginItem::filePath() });
+        QVERIFY(validate.waitForFinished() && validate.exitCode() == 0);
+        QCOMPARE(validate.readAllStandardOutput(), QByteArray()); // no warnings either
+        SettingsWindowController reopened; // reads the file, not what it was told
+        reopened.configureViews();
+        QVERIFY(reopened.startAtLogin());
+        reopened.setLaunchAtLogin(false);
+        QVERIFY(!QFile::exists(LoginItem::filePath()) && !LoginItem::isEnabled());
+    }
+
+    void taskbarSwitchFollowsThePresentState_data()
+    {
+        QTest::addColumn<bool>("stored");
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("agreeing, hidden") << false << false;
+        QTest::newRow("agreeing, shown") << true << true;
+        QTest::newRow("stored on, hidden") << true << false;
+        QTest::newRow("stored off, shown") << false << true;
+    }
+
+    void taskbarSwitchFollowsThePresentState()
+    {
+        QFETCH(bool, stored);
+        QFETCH(bool, shown);
+        SettingsStore::instance().setShowDockIcon(stored);
+        QList<bool> switched;
+        SettingsWindowController controller;
+        controller.setTaskbarPresence([&] { return shown; }, [&](bool on) { switched << on; });
+        controller.toggleDockIcon();
+        QCOMPARE(SettingsStore::instance().showDockIcon(), !shown);
+        QCOMPARE(switched, QList<bool> { !shown });
+    }
+
+    void optionRuleAppliesToNoLinuxSystem_data()
+    {
+        QTest::addColumn<QOperatingSystemVersion>("system");
+        QTest::addColumn<bool>("refused");
+        using OS = QOperatingSystemVersion;
+        QTest::newRow("this system") << OS::current() << false;
+        QTest::newRow("macOS 15.1") << OS(OS::MacOS, 15, 1) << true;
+        QTest::newRow("macOS 15.2") << OS(OS::MacOS, 15, 2) << false;
+        QTest::newRow("macOS 14.6") << OS(OS::MacOS, 14, 6) << false;
+    }
+
+    void optionRuleAppliesToNoLinuxSystem()
+    {
+        QFETCH(QOperatingSystemVersion, system);
+        QFETCH(bool, refused);
+        SettingsStore::instance().setScreenshotHotkey(QStringLiteral("⌃4"));
+        QStringList alerts;
+        QList<QUrl> opened;
+        int updates = 0;
+        NotificationCenter::defaultCenter().addObserver(this,
+            QString::fromLatin1(Notifications::ShortcutUpdatedNotification), [&](const Notification &) { ++updates; });
+        SettingsWindowController controller;
+        controller.setOperatingSystemVersion(system);
+        controller.setAlertRunner([&](const QString &title, const QString &, const QStringList &) {
+            alerts << title;
+            return 1; // "Learn More"
+        });
+        controller.setUrlOpener([&](const QUrl &url) { opened << url; });
+        const bool stored
+            = controller.recorderControlDidEndRecording(1, KeyEquivalent::fromString(QStringLiteral("⌥⇧4")));
+        NotificationCenter::defaultCenter().removeObserver(this);
+        QCOMPARE(stored, !refused);
+        QCOMPARE(SettingsStore::instance().screenshotHotkey(), refused ? QStringLiteral("⌃4") : QStringLiteral("⌥⇧4"));
+        QCOMPARE(updates, refused ? 0 : 1);
+        QCOMPARE(alerts, refused ? QStringList { QStringLiteral("Shortcut Requirements") } : QStringList {});
+        QCOMPARE(opened.size(), refused ? 1 : 0);
+    }
+
+    void storedShortcutsRoundTrip_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("markup") << QStringLiteral("⌥⇧3") << QStringLiteral("Alt+Shift+3");
+        QTest::newRow("clipboard") << QStringLiteral("⌥⇧V") << QStringLiteral("Alt+Shift+V");
+        QTest::newRow("upload") << QStringLiteral("⌥C") << QStringLiteral("Alt+C");
+        QTest::newRow("screenshot") << QStringLiteral("⌥⇧4") << QStringLiteral("Alt+Shift+4");
+        QTest::newRow("record") << QStringLiteral("⌥⇧R") << QStringLiteral("Alt+Shift+R");
+        QTest::newRow("all modifiers") << QStringLiteral("⌃⌥⇧⌘F12") << QStringLiteral("Ctrl+Alt+Shift+Super+F12");
+        QTest::newRow("named key") << QStringLiteral("⌘↩") << QStringLiteral("Super+Return");
+    }
+
+    // Read, shown, written back; and recorded from the keys as a recorder
+    // sees them.
+    void storedShortcutsRoundTrip()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, shown);
+        const KeyEquivalent key = KeyEquivalent::fromString(stored);
+        QCOMPARE(key.displayText(), shown);
+        QCOMPARE(key.toString(), stored);
+        QCOMPARE(KeyEquivalent::fromKeyCombination(key.keyCombination()).toString(), stored);
+    }
+
+    void profilesAndUpdatesComeFromTheService()
+    {
+        SettingsWindowController controller;
+        QList<QUrl> opened;
+        controller.setUrlOpener([&](const QUrl &url) { opened << url; });
+        controller.configureViews();
+        QTRY_COMPARE(controller.userEmail(), QStringLiteral("ada@tessly.test"));
+        QCOMPARE(controller.profiles(), QStringList { QStringLiteral("ada.tessly.test") });
+        QCOMPARE(controller.selectedProfile(), 0);
+
+        controller.checkForUpdates();
+        QTRY_COMPARE(controller.updateStatus(), QStringLiteral("Tessly Cloud is up to date."));
+        QCOMPARE(m_server
+                     .admin("PUT", QStringLiteral("/admin/client-release"),
+                         { { QStringLiteral("version"), QStringLiteral("latest") },
+                             { QStringLiteral("downloadUrl"), QStringLiteral("https://tessly.test/download") } })
+                     .status,
+            400);
+        QCOMPARE(m_server
+                     .admin("PUT", QStringLiteral("/admin/client-release"),
+                         { { QStringLiteral("version"), QStringLiteral("99.1") },
+                             { QStringLiteral("downloadUrl"), QStringLiteral("https://tessly.test/download") } })
+                     .status,
+            200);
+        controller.checkForUpdates();
+        QTRY_COMPARE(controller.updateStatus(), QStringLiteral("Tessly Cloud 99.1 is available."));
+        QCOMPARE(controller.updateButtonTitle(), QStringLiteral("Open Download Page"));
+        controller.checkForUpdates();
+        QCOMPARE(opened, QList<QUrl> { QUrl(QStringLiteral("https://tessly.test/download")) });
+    }
+};
+
+QTEST_MAIN(TestSettingsWindowController)
+#include "tst_settingswindowcontroller.moc"
