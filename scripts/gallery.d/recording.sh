@@ -18,6 +18,12 @@ show() {
   wait $pid 2>/dev/null || true
 }
 
+"$helper" window >/dev/null 2>&1 &
+window=$!
+trap 'kill $window 2>/dev/null; wait $window 2>/dev/null; true' EXIT
+wait_for_window Editor >/dev/null
+sleep 0.5
+
 show framing framing
 show windowselect windowselect
 show presets presets

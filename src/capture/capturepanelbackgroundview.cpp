@@ -41,6 +41,12 @@ void CapturePanelBackgroundView::setPreparing(bool preparing)
     update();
 }
 
+void CapturePanelBackgroundView::setRecording(bool recording)
+{
+    m_recording = recording;
+    update();
+}
+
 QPointF CapturePanelBackgroundView::toModel(const QPointF &p) const
 {
     return { p.x(), height() - p.y() };
@@ -116,7 +122,7 @@ void CapturePanelBackgroundView::paintEvent(QPaintEvent *)
     p.setBrush(Qt::NoBrush);
     p.drawRect(crop.adjusted(-0.5, -0.5, 0.5, 0.5));
 
-    for (int location = 0; location < CapturePanelModel::kHandleCount; ++location) {
+    for (int location = 0; location < CapturePanelModel::kHandleCount && !m_recording; ++location) {
         const QPointF c = toModel(CapturePanelModel::handlePoint(location, m_model->cropRect()));
         const QRectF oval(c.x() - 4, c.y() - 4, 8, 8);
         p.setPen(Qt::NoPen);

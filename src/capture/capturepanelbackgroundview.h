@@ -22,6 +22,8 @@ public:
 
     void setBackdrop(const QPixmap &picture);
     void setPreparing(bool preparing);
+    // While recording only the outline shows.
+    void setRecording(bool recording);
 
     // Model (bottom-left) and widget (top-left) coordinates.
     QPointF toModel(const QPointF &widget) const;
@@ -41,5 +43,6 @@ private:
     CapturePanelModel *m_model;
     QPixmap m_backdrop;
     bool m_preparing = false;
+    bool m_recording = false;
     int m_spin = 0;
 };

@@ -9,6 +9,13 @@
 
 Q_LOGGING_CATEGORY(lcFloatingCamera, "tessly.capture.floatingcamerapanel")
 
+QRegion roundedRegion(const QRect &rect, qreal radius)
+{
+    QPainterPath path;
+    path.addRoundedRect(QRectF(rect), radius, radius);
+    return QRegion(path.toFillPolygon().toPolygon());
+}
+
 namespace {
 
 qreal mainHeight()
@@ -134,6 +141,12 @@ void FloatingCameraPanel::setFrame(const QImage &frame)
 {
     m_picture = frame;
     update();
+}
+
+void FloatingCameraPanel::resizeEvent(QResizeEvent *)
+{
+    // Round corners without a compositing manager too.
+    setMask(roundedRegion(rect(), 14));
 }
 
 void FloatingCameraPanel::paintEvent(QPaintEvent *)

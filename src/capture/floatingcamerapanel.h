@@ -2,7 +2,11 @@
 
 #include <QImage>
 #include <QRectF>
+#include <QRegion>
 #include <QWidget>
+
+// A rectangle with round corners as a window shape.
+QRegion roundedRegion(const QRect &rect, qreal radius);
 
 // The round-cornered window that shows the webcam inside the recorded area.
 // It always sits in one of the area's four corners, 12 points in from its
@@ -45,6 +49,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;

@@ -150,6 +150,7 @@ void TLCapturePanel::setIsRecording(bool recording)
     if (recording)
         exitWindowSelectMode();
     m_controls->setVisible(!recording);
+    m_bgView->setRecording(recording);
     if (recording)
         releaseKeyboard();
     setAttribute(Qt::WA_TransparentForMouseEvents, recording);

@@ -1,4 +1,5 @@
 #include "tlrecordingcontrolspanel.h"
+#include "floatingcamerapanel.h"
 
 #include <QFrame>
 #include <QGuiApplication>
@@ -50,6 +51,7 @@ TLRecordingControlsPanel::TLRecordingControlsPanel()
     setWindowTitle(QStringLiteral("Tessly Cloud Recording"));
     setAttribute(Qt::WA_TranslucentBackground);
     setFixedSize(kSize.toSize());
+    setMask(roundedRegion(rect(), 12)); // round without a compositing manager too
 
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(16, 6, 10, 6);

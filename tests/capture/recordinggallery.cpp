@@ -1,8 +1,8 @@
 // Shows one state of the recording windows for scripts/gallery to photograph:
 //
 //   tessly-recordinggallery framing|windowselect|presets|options|countdown|recording|webcam SIZE
-//
-// A plain window stands behind as something to frame. The webcam is fed a
+//   tessly-recordinggallery window      another application's window to frame
+// The webcam is fed a
 // test pattern: the gallery's desktop has no camera. Prints "ready" once the
 // state is on screen and runs until killed.
 #include "capturepanelmodel.h"
@@ -32,6 +32,7 @@ class PatternSource : public WebcamFrameSource
 public:
     void start() override
     {
+        m_running = true;
         QImage frame(320, 240, QImage::Format_RGB32);
         QPainter p(&frame);
         QLinearGradient g(0, 0, 320, 240);
@@ -45,9 +46,12 @@ public:
         p.end();
         Q_EMIT frameReady(frame);
     }
-    void stop() override { }
-    bool isRunning() const override { return true; }
+    void stop() override { m_running = false; }
+    bool isRunning() const override { return m_running; }
     void switchToDeviceWithUniqueID(const QString &) override { }
+
+private:
+    bool m_running = false;
 };
 
 void ready(int afterMs = 700)
@@ -64,11 +68,15 @@ int main(int argc, char *argv[])
     QScreen *screen = QGuiApplication::primaryScreen();
     const QRect g = screen->geometry();
 
-    QLabel behind(QStringLiteral("A window to frame"));
-    behind.setAlignment(Qt::AlignCenter);
-    behind.setWindowTitle(QStringLiteral("Editor"));
-    behind.setGeometry(g.x() + 160, g.y() + 140, 520, 340);
-    behind.show();
+    // Another application's window, to frame and to pick.
+    if (state == QLatin1String("window")) {
+        QLabel behind(QStringLiteral("A window to frame"));
+        behind.setAlignment(Qt::AlignCenter);
+        behind.setWindowTitle(QStringLiteral("Editor"));
+        behind.setGeometry(g.x() + 160, g.y() + 140, 520, 340);
+        behind.show();
+        return app.exec();
+    }
 
     TLCaptureSessionOptions &options = TLCaptureSessionOptions::currentOptions();
     options.setStartDelay(5);
