@@ -12,4 +12,8 @@ complete -c tessly -n '__fish_seen_subcommand_from login' -l token -r -d 'the si
 complete -c tessly -n '__fish_seen_subcommand_from login' -l domain -r -d 'the profile'
 complete -c tessly -n '__fish_seen_subcommand_from screenshot' -l window -d 'capture a window'
 complete -c tessly -n '__fish_seen_subcommand_from screenshot' -l markup -d 'open the capture in the markup editor'
+complete -c tessly -n '__fish_seen_subcommand_from record' -l gif -d 'make a GIF'
+complete -c tessly -n '__fish_seen_subcommand_from record' -l region -r -d 'the area, x,y,width,height'
+complete -c tessly -n '__fish_seen_subcommand_from record' -l duration -r -d 'seconds to record'
+complete -c tessly -n '__fish_seen_subcommand_from record' -l no-audio -d 'record no sound'
 complete -c tessly -n '__fish_seen_subcommand_from upload open share gif optimize' -F

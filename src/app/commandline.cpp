@@ -19,6 +19,8 @@ const Command kCommands[] = {
     { "resume", "", "resume every unfinished large upload", false, Commands::resume },
     { "cancel-all", "", "abort every unfinished upload", false, Commands::cancelAll },
     { "screenshot", "[--window] [--markup]", "take a screenshot and upload it", true, Commands::screenshot },
+    { "record", "[--gif] [--region x,y,w,h] [--duration S] [--no-audio]",
+        "record the screen (until Ctrl-C) and upload the movie", true, Commands::record },
     { "open", "FILE", "upload a file handed to Tessly Cloud", false, Commands::open },
     { "share", "FILE...|URL", "share through the running tray: the link goes to the clipboard", false,
         Commands::share },

@@ -1,4 +1,5 @@
 #include "appdelegate.h"
+#include "cloudscreenrecorder.h"
 
 #include "api.h"
 #include "archiver.h"
@@ -148,9 +149,11 @@ void AppDelegate::applicationDidFinishLaunching()
     // 7. Without "show in taskbar" the application lives in the tray only.
     if (SettingsStore::instance().showDockIcon())
         m_popoverController->setWindowFlag(Qt::Popup, false);
-    // 8. The screen recorder is the grabber's tool-driven recording.
+    // 8.
     m_welcomeWindowController = new WelcomeWindowController;
     m_welcomeWindowController->setUrlOpener([this](const QUrl &url) { openUrl(url); });
+    m_screenRecorder = new CloudScreenRecorder(this);
+    m_screenRecorder->setStatusButton(m_statusItem);
     ScreenGrabber::instance();
     // 9. Later `tessly` runs and the file managers' "Share with Tessly Cloud".
     if (m_singleInstance) {
@@ -546,16 +549,23 @@ void AppDelegate::markupScreen()
 
 void AppDelegate::recordScreen()
 {
-    ensureDomainThenPerform([] {
-        // The tool records and hands the movie back through the desktop
-        // entry (a second `tessly` with the file), which uploads it.
-        ScreenGrabber::instance().recordScreen(QStringLiteral("Screen Capture"));
+    QPointer<AppDelegate> self(this);
+    ensureDomainThenPerform([self] {
+        if (!self || !self->m_screenRecorder)
+            return;
+        self->m_screenRecorder->beginRecordingWithFormat(0, {}, [self](bool success, const QUrl &file, double) {
+            if (!self || !success || file.isEmpty())
+                return;
+            qCInfo(lcAppDelegate).noquote() << QStringLiteral("Got video %1").arg(file.toString());
+            self->uploadFile(file);
+        });
     });
 }
 
 void AppDelegate::stopRecording()
 {
-    ScreenGrabber::instance().endRecording();
+    if (m_screenRecorder)
+        m_screenRecorder->endScreenCapture();
 }
 
 void AppDelegate::uploadSelection()

@@ -8,6 +8,7 @@
 #include <QUrl>
 #include <QVariant>
 
+class CloudScreenRecorder;
 class DashboardPanel;
 class DropHandler;
 class ErrorViewController;
@@ -98,6 +99,7 @@ public:
     DashboardPanel *popoverController() const { return m_popoverController; }
     WelcomeWindowController *welcomeWindowController() const { return m_welcomeWindowController; }
     DropHandler *dropHandler() const { return m_dropHandler; }
+    CloudScreenRecorder *screenRecorder() const { return m_screenRecorder; }
     ErrorViewController *errorView() const;
     ProcessingPopoverViewController *processingPopover() const;
 
@@ -153,6 +155,7 @@ private:
     DropHandler *m_dropHandler = nullptr;
     FolderUploader *m_folderUploader = nullptr;
     SingleInstance *m_singleInstance = nullptr;
+    CloudScreenRecorder *m_screenRecorder = nullptr;
     QPointer<ErrorViewController> m_errorPopover;
     QPointer<ProcessingPopoverViewController> m_processingPopover;
     QPointer<SettingsWindow> m_settingsWindow;

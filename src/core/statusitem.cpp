@@ -19,7 +19,11 @@ StatusItem::StatusItem(QObject *parent)
     m_tray->setToolTip(QStringLiteral("Tessly Cloud"));
     connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         m_lastClick = QCursor::pos();
-        if (reason == QSystemTrayIcon::Trigger)
+        if (reason != QSystemTrayIcon::Trigger)
+            return;
+        if (m_clickAction)
+            m_clickAction();
+        else
             Q_EMIT clicked();
     });
     setImageNamed(QStringLiteral("MenuIcon"));
@@ -68,6 +72,11 @@ void StatusItem::setImageNamed(const QString &name)
     m_tray->setIcon(icon);
     if (changed)
         Q_EMIT imageNameChanged(name);
+}
+
+void StatusItem::setAccessibilityDescription(const QString &text)
+{
+    m_tray->setToolTip(text.isEmpty() ? QStringLiteral("Tessly Cloud") : text);
 }
 
 void StatusItem::setMenu(QMenu *menu)

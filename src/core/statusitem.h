@@ -1,5 +1,7 @@
 #pragma once
 
+#include "recordingstatusbutton.h"
+
 #include <QIcon>
 #include <QObject>
 #include <QPoint>
@@ -13,17 +15,22 @@ class QSystemTrayIcon;
 //
 // Images are named as the status item's template images are ("MenuIcon",
 // "MenuIcon-1" … "MenuIcon-9", "MenuIcon-Success-Alt", "MenuIcon-Error") and
-// drawn monochrome in the panel's text colour. A left click emits clicked(),
-// a right click shows the menu.
-class StatusItem : public QObject
+// drawn monochrome in the panel's text colour. A left click emits clicked()
+// (or runs the click action while one is set: the recorder's stop), a right
+// click shows the menu.
+class StatusItem : public QObject, public RecordingStatusButton
 {
     Q_OBJECT
 public:
     explicit StatusItem(QObject *parent = nullptr);
     ~StatusItem() override;
 
-    void setImageNamed(const QString &name);
-    QString imageName() const { return m_imageName; }
+    void setImageNamed(const QString &name) override;
+    QString imageName() const override { return m_imageName; }
+    // The tooltip; empty gives back the application's name.
+    void setAccessibilityDescription(const QString &text) override;
+    ClickAction clickAction() const override { return m_clickAction; }
+    void setClickAction(ClickAction action) override { m_clickAction = std::move(action); }
 
     void setMenu(QMenu *menu);
     void show();
@@ -49,4 +56,5 @@ private:
     QSystemTrayIcon *m_tray;
     QString m_imageName;
     QPoint m_lastClick;
+    ClickAction m_clickAction;
 };

@@ -104,26 +104,6 @@ class TestScreenRecording : public QObject
         return code == 0 ? out : QByteArray("ffprobe failed");
     }
 
-    // Every frame of the movie, cut to `crop` (movie pixels).
-    static QList<QImage> frames(const QString &movie, const QRect &crop)
-    {
-        int code = -1;
-        const QByteArray raw = E2E::runTool(QStringLiteral("ffmpeg"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), movie, QStringLiteral("-vf"),
-                QStringLiteral("crop=%1:%2:%3:%4").arg(crop.width()).arg(crop.height()).arg(crop.x()).arg(crop.y()),
-                QStringLiteral("-f"), QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgb24"),
-                QStringLiteral("-") },
-            &code);
-        QList<QImage> result;
-        const qsizetype size = qsizetype(crop.width()) * crop.height() * 3;
-        for (qsizetype at = 0; code == 0 && at + size <= raw.size(); at += size) {
-            result << QImage(reinterpret_cast<const uchar *>(raw.constData() + at), crop.width(), crop.height(),
-                crop.width() * 3, QImage::Format_RGB888)
-                          .copy();
-        }
-        return result;
-    }
-
     // Mean loudness of the movie's sound in dB.
     static double meanVolume(const QString &movie)
     {
@@ -208,7 +188,7 @@ private Q_SLOTS:
         // the target).
         const QPoint inMovie = click - m_target->geometry().topLeft() + QPoint(20, 20);
         const int r = ClickMarker::kDiameter;
-        const QList<QImage> shots = frames(movie, QRect(inMovie - QPoint(r, r), QSize(2 * r, 2 * r)));
+        const QList<QImage> shots = E2E::movieFrames(movie, QRect(inMovie - QPoint(r, r), QSize(2 * r, 2 * r)));
         QVERIFY2(shots.size() > 20, qPrintable(QString::number(shots.size())));
         int withRing = 0;
         for (const QImage &shot : shots) {

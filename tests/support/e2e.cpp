@@ -79,6 +79,25 @@ QByteArray runTool(const QString &program, const QStringList &args, int *exitCod
     return process.readAllStandardOutput();
 }
 
+QList<QImage> movieFrames(const QString &movie, const QRect &crop)
+{
+    int code = -1;
+    const QByteArray raw = runTool(QStringLiteral("ffmpeg"),
+        { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), movie, QStringLiteral("-vf"),
+            QStringLiteral("crop=%1:%2:%3:%4").arg(crop.width()).arg(crop.height()).arg(crop.x()).arg(crop.y()),
+            QStringLiteral("-f"), QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgb24"),
+            QStringLiteral("-") },
+        &code);
+    QList<QImage> result;
+    const qsizetype size = qsizetype(crop.width()) * crop.height() * 3;
+    for (qsizetype at = 0; code == 0 && size > 0 && at + size <= raw.size(); at += size) {
+        result << QImage(reinterpret_cast<const uchar *>(raw.constData() + at), crop.width(), crop.height(),
+            crop.width() * 3, QImage::Format_RGB888)
+                      .copy();
+    }
+    return result;
+}
+
 int waitResponsively(QProcess &process, int timeoutMs)
 {
     QDeadlineTimer deadline(timeoutMs);

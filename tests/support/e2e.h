@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QImage>
+#include <QList>
+#include <QRect>
 #include <QStringList>
 
 #include <functional>
@@ -36,6 +38,9 @@ bool waitForCaptureTool(int timeoutMs = 10000);
 // Runs a tool to completion; returns its standard output. exitCode is -1 when
 // it could not start or did not finish within timeoutMs.
 QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000);
+
+// Every frame of a movie, cut to `crop` (movie pixels), decoded by ffmpeg.
+QList<QImage> movieFrames(const QString &movie, const QRect &crop);
 
 // Waits for a started process to end while this one goes on handling its
 // events (its windows repaint, take clicks); kills it after timeoutMs. Its

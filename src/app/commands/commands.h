@@ -11,6 +11,7 @@ int version(const QStringList &args);
 int login(const QStringList &args);
 int logout(const QStringList &args);
 int screenshot(const QStringList &args);
+int record(const QStringList &args);
 int open(const QStringList &args);
 int upload(const QStringList &args);
 int uploads(const QStringList &args);

@@ -1,8 +1,6 @@
 #include "captureoptions.h"
 
-namespace {
-
-std::optional<QRect> parseRect(const QString &text)
+std::optional<QRect> CaptureOptions::parseRect(const QString &text)
 {
     const QStringList parts = text.split(QLatin1Char(','));
     if (parts.size() != 4)
@@ -18,6 +16,8 @@ std::optional<QRect> parseRect(const QString &text)
         return std::nullopt;
     return QRect(values[0], values[1], values[2], values[3]);
 }
+
+namespace {
 
 std::optional<quint32> parseWindowId(const QString &text)
 {

@@ -40,4 +40,7 @@ struct CaptureOptions
     static std::optional<CaptureOptions> parse(const QStringList &args, QString *error);
 
     static QString usage();
+
+    // "x,y,w,h" with a width and height above 0; nothing otherwise.
+    static std::optional<QRect> parseRect(const QString &text);
 };

@@ -1,5 +1,6 @@
 #include "screenrecorder.h"
 
+#include <csignal>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -7,6 +8,7 @@
 #include <QLoggingCategory>
 #include <QStandardPaths>
 #include <QTimer>
+#include <sys/prctl.h>
 
 Q_LOGGING_CATEGORY(lcScreenRecorder, "tessly.capture.screenrecorder")
 
@@ -15,12 +17,18 @@ QStringList ScreenRecorder::arguments(const Settings &settings)
     const int width = std::max(2, settings.native.width() & ~1);
     const int height = std::max(2, settings.native.height() & ~1);
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostats"), QStringLiteral("-loglevel"),
-        QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("x11grab"),
-        QStringLiteral("-draw_mouse"), QStringLiteral("1"), QStringLiteral("-framerate"), QStringLiteral("30"),
-        QStringLiteral("-video_size"), QStringLiteral("%1x%2").arg(width).arg(height), QStringLiteral("-i"),
+        QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-thread_queue_size"), QStringLiteral("1024"),
+        QStringLiteral("-f"), QStringLiteral("x11grab"), QStringLiteral("-draw_mouse"), QStringLiteral("1"),
+        QStringLiteral("-framerate"), QStringLiteral("30"), QStringLiteral("-video_size"),
+        QStringLiteral("%1x%2").arg(width).arg(height), QStringLiteral("-i"),
         QStringLiteral("%1+%2,%3").arg(settings.display).arg(settings.native.x()).arg(settings.native.y()) };
-    if (settings.audio)
-        args << QStringLiteral("-f") << QStringLiteral("pulse") << QStringLiteral("-i") << QStringLiteral("default");
+    if (settings.audio) {
+        // Deep input queues: while the sound server starts up, frames wait
+        // instead of being dropped.
+        args << QStringLiteral("-thread_queue_size") << QStringLiteral("1024") << QStringLiteral("-f")
+             << QStringLiteral("pulse") << QStringLiteral("-i")
+             << (settings.audioSource.isEmpty() ? QStringLiteral("default") : settings.audioSource);
+    }
     args << QStringLiteral("-c:v") << QStringLiteral("libx264") << QStringLiteral("-preset")
          << QStringLiteral("ultrafast") << QStringLiteral("-pix_fmt") << QStringLiteral("yuv420p");
     if (settings.audio)
@@ -62,17 +70,46 @@ bool ScreenRecorder::hasSoundServer()
 ScreenRecorder::ScreenRecorder(QObject *parent)
     : QObject(parent)
 {
-    m_ffmpeg.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_ffmpeg.setStandardOutputFile(QProcess::nullDevice());
+    m_ffmpeg.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    // Its messages still reach our stderr; the last one explains a failure.
+    connect(&m_ffmpeg, &QProcess::readyReadStandardError, this, [this] {
+        const QByteArray text = m_ffmpeg.readAllStandardError();
+        fwrite(text.constData(), 1, size_t(text.size()), stderr);
+        const QList<QByteArray> lines = text.trimmed().split('\n');
+        if (!lines.isEmpty() && !lines.last().trimmed().isEmpty())
+            m_lastError = lines.last().trimmed();
+    });
     connect(&m_ffmpeg, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
         const bool ok = status == QProcess::NormalExit && code == 0;
-        Q_EMIT finished(ok, ok ? QString() : QStringLiteral("ffmpeg ended with status %1").arg(code));
+        QString error;
+        if (status != QProcess::NormalExit)
+            error = QStringLiteral("ffmpeg was stopped by a signal");
+        else if (code != 0)
+            error = QStringLiteral("ffmpeg ended with status %1").arg(code);
+        if (!ok && !m_lastError.isEmpty())
+            error += QStringLiteral(": ") + QString::fromLocal8Bit(m_lastError);
+        Q_EMIT finished(ok, error);
     });
+}
+
+ScreenRecorder::~ScreenRecorder()
+{
+    if (m_ffmpeg.state() == QProcess::NotRunning)
+        return;
+    disconnect(&m_ffmpeg, nullptr, this, nullptr);
+    m_ffmpeg.write("q");
+    m_ffmpeg.closeWriteChannel();
+    if (!m_ffmpeg.waitForFinished(5000)) {
+        m_ffmpeg.terminate();
+        if (!m_ffmpeg.waitForFinished(2000))
+            m_ffmpeg.kill();
+    }
 }
 
 bool ScreenRecorder::start(const Settings &settings, QString *error)
 {
-    const QString ffmpeg = ffmpegPath();
+    const QString ffmpeg = settings.ffmpeg.isEmpty() ? ffmpegPath() : settings.ffmpeg;
     if (ffmpeg.isEmpty()) {
         *error = QStringLiteral("ffmpeg is not installed");
         return false;
@@ -92,6 +129,7 @@ void ScreenRecorder::stop()
     if (m_stopping || m_ffmpeg.state() != QProcess::Running)
         return;
     m_stopping = true;
+    m_lastError.clear();
     m_ffmpeg.write("q");
     m_ffmpeg.closeWriteChannel();
     // A stuck encoder must not keep the movie from its owner for ever.
@@ -99,6 +137,8 @@ void ScreenRecorder::stop()
         if (m_ffmpeg.state() == QProcess::Running) {
             qCWarning(lcScreenRecorder).noquote() << "ffmpeg did not finish; stopping it";
             m_ffmpeg.terminate();
+            if (!m_ffmpeg.waitForFinished(5000))
+                m_ffmpeg.kill();
         }
     });
 }

@@ -9,6 +9,10 @@
 // Records a rectangle of the X display to a movie with ffmpeg's x11grab.
 // stop() asks ffmpeg to end by writing "q" to its input, so the movie is
 // finalised and plays; a signal would leave it without its index.
+//
+// ffmpeg never outlives its owner: destroying the recorder ends it, and the
+// kernel sends it SIGTERM (on which ffmpeg still finalises the movie) when
+// the process that started it dies.
 class ScreenRecorder : public QObject
 {
     Q_OBJECT
@@ -16,9 +20,11 @@ public:
     struct Settings
     {
         QRect native; // root-window pixels
-        bool audio = false; // add the sound server's default input
+        bool audio = false; // add a sound server's input
+        QString audioSource; // its PulseAudio source name; empty: the default
         QString display; // the X display, e.g. ":1"
         QString path;
+        QString ffmpeg; // the program; empty: ffmpegPath()
     };
 
     // ffmpeg's arguments. Width and height are made even, as H.264 in 4:2:0
@@ -33,9 +39,14 @@ public:
     static bool hasSoundServer();
 
     explicit ScreenRecorder(QObject *parent = nullptr);
+    // Ends a running ffmpeg the way stop() does and waits a little for it,
+    // so the movie so far is kept.
+    ~ScreenRecorder() override;
 
     bool start(const Settings &settings, QString *error);
     void stop();
+    bool isRunning() const { return m_ffmpeg.state() != QProcess::NotRunning; }
+    qint64 processId() const { return m_ffmpeg.processId(); }
 
 Q_SIGNALS:
     // ffmpeg has ended: after stop(), or by itself on an error.
@@ -43,5 +54,6 @@ Q_SIGNALS:
 
 private:
     QProcess m_ffmpeg;
+    QByteArray m_lastError; // ffmpeg's last line on stderr
     bool m_stopping = false;
 };

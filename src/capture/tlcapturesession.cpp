@@ -1,0 +1,197 @@
+#include "tlcapturesession.h"
+#include "capturenaming.h"
+#include "clickmarker.h"
+#include "dispatch.h"
+#include "screenrecorder.h"
+#include "tlcapturesessionoptions.h"
+#include "tlgifconverter.h"
+
+#include <cmath>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QScreen>
+#include <QTimer>
+
+Q_LOGGING_CATEGORY(lcCaptureSession, "tessly.capture.tlcapturesession")
+
+namespace {
+
+Error sessionError(const QString &text)
+{
+    return Error(QStringLiteral("TLCaptureSession"), -1, text);
+}
+
+} // namespace
+
+TLCaptureSession::TLCaptureSession(QObject *parent)
+    : QObject(parent)
+{
+}
+
+TLCaptureSession::~TLCaptureSession() = default; // the recorder finalises a running movie
+
+QRect TLCaptureSession::nativeRect(const QRectF &cropRect, const QRect &screenGeometry, qreal ratio)
+{
+    // Bottom-left points to top-left points, then to device pixels. Qt puts a
+    // screen's native origin at its logical origin and scales the extent.
+    // Edges are rounded, not origin and size apart, so an area that ends at
+    // the screen's edge ends there in pixels too.
+    const QRectF rect = cropRect.normalized();
+    const qreal top = screenGeometry.height() - rect.y() - rect.height();
+    const QPoint origin = screenGeometry.topLeft();
+    const auto px = [ratio](qreal points) { return int(std::lround(points * ratio)); };
+    QRect native(QPoint(origin.x() + px(rect.x()), origin.y() + px(top)),
+        QPoint(origin.x() + px(rect.x() + rect.width()) - 1, origin.y() + px(top + rect.height()) - 1));
+    const QSize screenNative(px(screenGeometry.width()), px(screenGeometry.height()));
+    native &= QRect(origin, screenNative);
+    native.setWidth(native.width() & ~1);
+    native.setHeight(native.height() & ~1);
+    if (native.width() < 2 || native.height() < 2)
+        return {};
+    return native;
+}
+
+QString TLCaptureSession::unsupportedReason()
+{
+    // Wayland: the ScreenCast portal and PipeWire will be the source; until
+    // then the user is told plainly.
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+        return QStringLiteral("Recording the screen on Wayland comes in a later version; log in to an X11 "
+                              "session (\"GNOME on Xorg\", \"Plasma (X11)\") to record");
+    }
+    return {};
+}
+
+bool TLCaptureSession::beginRecordingWithOptions(const TLCaptureSessionOptions &options, Error *error)
+{
+    const auto fail = [&](const QString &text) {
+        qCWarning(lcCaptureSession).noquote() << text;
+        if (error)
+            *error = sessionError(text);
+        return false;
+    };
+    if (const QString reason = unsupportedReason(); !reason.isEmpty())
+        return fail(reason);
+    QScreen *screen = options.targetScreen() ? options.targetScreen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return fail(QStringLiteral("There is no screen to record"));
+    m_native = nativeRect(options.captureRect(), screen->geometry(), screen->devicePixelRatio());
+    if (m_native.isEmpty()) {
+        const QRectF r = options.captureRect();
+        return fail(QStringLiteral("The area %1x%2 at %3,%4 has nothing to record on screen %5")
+                        .arg(r.width())
+                        .arg(r.height())
+                        .arg(r.x())
+                        .arg(r.y())
+                        .arg(screen->name()));
+    }
+
+    ScreenRecorder::Settings settings;
+    settings.native = m_native;
+    settings.display = qEnvironmentVariable("DISPLAY");
+    settings.ffmpeg = TLGIFConverter::executablePathNamed(QStringLiteral("ffmpeg"));
+    if (options.mic() && !options.disableAudioRecording()) {
+        if (ScreenRecorder::hasSoundServer()) {
+            settings.audio = true;
+            settings.audioSource = options.mic()->id;
+        } else {
+            qCWarning(lcCaptureSession) << "No sound server answers; recording without sound";
+        }
+    }
+
+    // 7. A file left under the name is replaced.
+    m_path = CaptureNaming::captureTemporaryFilePathVideo(QStringLiteral("Screen Capture"));
+    if (QFile::exists(m_path) && !QFile::remove(m_path))
+        qCWarning(lcCaptureSession).noquote() << QStringLiteral("Error deleting existing movie %1").arg(m_path);
+    settings.path = m_path;
+
+    if (options.showMouseClicks()) {
+        m_clickMarker = ClickMarker::create();
+        if (!m_clickMarker)
+            qCWarning(lcCaptureSession) << "Clicks cannot be shown on this display; recording without them";
+    }
+    m_recorder = new ScreenRecorder(this);
+    connect(m_recorder, &ScreenRecorder::finished, this, &TLCaptureSession::recorderFinished);
+    qCInfo(lcCaptureSession).noquote()
+        << QStringLiteral("Recording to: %1").arg(QUrl::fromLocalFile(m_path).toString());
+    QString message;
+    if (!m_recorder->start(settings, &message)) {
+        m_clickMarker.reset();
+        delete m_recorder;
+        m_recorder = nullptr;
+        return fail(QStringLiteral("Cannot record the screen: %1").arg(message));
+    }
+    // ffmpeg records once every input is open (the sound server can take
+    // a second or two); it creates the movie then.
+    auto *started = new QTimer(this);
+    started->setInterval(20);
+    connect(started, &QTimer::timeout, this, [this, started] {
+        if (!QFileInfo::exists(m_path) && m_recorder && m_recorder->isRunning())
+            return;
+        started->deleteLater();
+        if (!m_recorder || !m_recorder->isRunning() || m_ended)
+            return;
+        Q_EMIT recordingStarted();
+        if (m_recordingDidStart)
+            m_recordingDidStart();
+    });
+    started->start();
+    return true;
+}
+
+bool TLCaptureSession::isRecording() const
+{
+    return m_recorder && m_recorder->isRunning() && !m_ended;
+}
+
+qint64 TLCaptureSession::recorderProcessId() const
+{
+    return m_recorder && m_recorder->isRunning() ? m_recorder->processId() : 0;
+}
+
+void TLCaptureSession::endRecordingComplete(Complete complete)
+{
+    m_complete = std::move(complete);
+    if (m_ended || !m_recorder || !m_recorder->isRunning()) {
+        finish(m_failure ? m_failure : (m_recorder ? Error() : sessionError(QStringLiteral("Nothing was recorded"))));
+        return;
+    }
+    m_recorder->stop(); // recorderFinished() follows
+}
+
+void TLCaptureSession::recorderFinished(bool ok, const QString &message)
+{
+    m_clickMarker.reset();
+    const bool wanted = bool(m_complete);
+    m_ended = true;
+    Error error;
+    if (!ok) {
+        error = sessionError(QStringLiteral("The recording stopped: %1").arg(message));
+    } else if (!QFileInfo(m_path).isFile() || QFileInfo(m_path).size() == 0) {
+        error = sessionError(QStringLiteral("The recording stopped: no movie was written"));
+    }
+    qCInfo(lcCaptureSession).noquote() << QStringLiteral("Did finish recording to %1 due to error %2")
+                                              .arg(QUrl::fromLocalFile(m_path).toString(),
+                                                  error ? error.toString() : QStringLiteral("(null)"));
+    if (wanted) {
+        finish(error);
+        return;
+    }
+    // ffmpeg ended before anyone asked: keep what it says for the stop, and
+    // where the movie so far is.
+    m_failure = error ? error : sessionError(QStringLiteral("The recording stopped by itself"));
+    if (QFileInfo(m_path).size() > 0) {
+        m_failure.localizedDescription += QStringLiteral(". What was recorded is in %1").arg(m_path);
+        m_failure.userInfo.insert(QStringLiteral("file"), m_path);
+    }
+    Q_EMIT recordingFailed(m_failure);
+}
+
+void TLCaptureSession::finish(const Error &error)
+{
+    Complete complete = std::exchange(m_complete, {});
+    if (complete)
+        complete(error, QUrl::fromLocalFile(m_path));
+}

@@ -1,0 +1,226 @@
+// `tessly record` as a script runs it, on a real X desktop with its own sound
+// server (the harness's --audio), the real ffmpeg and the reference service:
+// a window of moving stripes is recorded, uploaded, downloaded through its
+// share link and looked at the way a viewer would.
+#include "e2e.h"
+#include "referenceserver.h"
+
+#include <QFile>
+#include <QPainter>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QWidget>
+
+#include <csignal>
+
+namespace {
+
+// Left half red; on the right a blue bar sliding over white, so frames
+// taken at different moments differ where the bar was.
+class MovingPattern : public QWidget
+{
+public:
+    MovingPattern()
+    {
+        setWindowTitle(QStringLiteral("Moving pattern"));
+        setGeometry(101, 121, 321, 241);
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            m_offset = (m_offset + 4) % 120;
+            update();
+        });
+        m_timer.start(30);
+        show();
+        [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(this);
+    }
+    static bool isRed(const QColor &c) { return c.red() > 180 && c.green() < 80 && c.blue() < 80; }
+    static bool isBlue(const QColor &c) { return c.blue() > 180 && c.red() < 80 && c.green() < 80; }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter p(this);
+        p.fillRect(0, 0, width() / 2, height(), Qt::red);
+        p.fillRect(width() / 2, 0, width() - width() / 2, height(), Qt::white);
+        p.fillRect(width() / 2 + m_offset, 0, 40, height(), Qt::blue);
+    }
+
+private:
+    QTimer m_timer;
+    int m_offset = 0;
+};
+
+struct Run
+{
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+} // namespace
+
+class TestRecordCommand : public QObject
+{
+    Q_OBJECT
+
+    ReferenceServer m_server;
+    QTemporaryDir m_tmp;
+    std::unique_ptr<MovingPattern> m_pattern;
+
+    QString region() const
+    {
+        const QRect g = m_pattern->geometry();
+        return QStringLiteral("%1,%2,%3,%4").arg(g.x()).arg(g.y()).arg(g.width()).arg(g.height());
+    }
+
+    void start(QProcess &process, const QStringList &args)
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("TESSLY_API_URL"), m_server.apiUrl());
+        env.insert(QStringLiteral("TESSLY_WEB_DOMAIN"), m_server.webDomain());
+        env.insert(QStringLiteral("TMPDIR"), m_tmp.path());
+        process.setProcessEnvironment(env);
+        process.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
+    }
+
+    Run run(const QStringList &args)
+    {
+        QProcess process;
+        start(process, args);
+        Run r;
+        r.status = E2E::waitResponsively(process, 90000); // the pattern keeps moving meanwhile
+        r.out = QString::fromUtf8(process.readAllStandardOutput());
+        r.err = QString::fromUtf8(process.readAllStandardError());
+        return r;
+    }
+
+    QString download(const QString &link, const QString &name)
+    {
+        const QString code = link.trimmed().section(QLatin1Char('/'), -1);
+        const QByteArray body = m_server.shareDownload(QStringLiteral("rec"), code).body;
+        const QString path = m_tmp.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(body) != body.size())
+            return {};
+        return path;
+    }
+
+    static QByteArray probe(const QString &movie)
+    {
+        return E2E::runTool(QStringLiteral("ffprobe"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                QStringLiteral("stream=codec_type,width,height"), QStringLiteral("-of"), QStringLiteral("default=nw=1"),
+                movie });
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(E2E::underHarness());
+        QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
+        const QString token
+            = m_server.addUser(QStringLiteral("rec@example.com"), QStringLiteral("secret-pass"), QStringLiteral("rec"));
+        QVERIFY(!token.isEmpty());
+        QCOMPARE(run({ QStringLiteral("login"), QStringLiteral("--token"), token, QStringLiteral("--domain"),
+                         QStringLiteral("rec") })
+                     .status,
+            0);
+        m_pattern = std::make_unique<MovingPattern>();
+    }
+
+    void recordsUploadsAndPlays_data()
+    {
+        QTest::addColumn<QStringList>("flags");
+        QTest::addColumn<bool>("gif");
+        QTest::addColumn<bool>("sound");
+        QTest::newRow("movie with the microphone") << QStringList() << false << true;
+        QTest::newRow("movie, --no-audio") << QStringList { QStringLiteral("--no-audio") } << false << false;
+        QTest::newRow("--gif") << QStringList { QStringLiteral("--gif") } << true << false;
+    }
+
+    void recordsUploadsAndPlays()
+    {
+        QFETCH(QStringList, flags);
+        QFETCH(bool, gif);
+        QFETCH(bool, sound);
+        const Run r = run(QStringList { QStringLiteral("record"), QStringLiteral("--region"), region(),
+                              QStringLiteral("--duration"), QStringLiteral("3") }
+            + flags);
+        QVERIFY2(r.status == 0, qPrintable(r.err));
+        QVERIFY2(r.out.startsWith(QStringLiteral("http")), qPrintable(r.out));
+        const QString file = download(r.out, gif ? QStringLiteral("got.gif") : QStringLiteral("got.mp4"));
+        QVERIFY(!file.isEmpty());
+
+        // The window's 321x241 points, made even in device pixels.
+        const QByteArray streams = probe(file);
+        QVERIFY2(streams.contains("width=320\nheight=240"), streams.constData());
+        QCOMPARE(streams.contains("codec_type=audio"), sound);
+        if (gif) {
+            QFile f(file);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.read(6), QByteArray("GIF89a"));
+        }
+
+        // Sampled frames show the pattern, and the bar moves between them.
+        const QList<QImage> frames = E2E::movieFrames(file, QRect(0, 0, 320, 240));
+        QVERIFY2(frames.size() >= (gif ? 20 : 60), qPrintable(QString::number(frames.size())));
+        QSet<int> barPositions;
+        for (qsizetype i = 0; i < frames.size(); i += frames.size() / 6) {
+            const QImage &frame = frames[i];
+            QVERIFY(MovingPattern::isRed(frame.pixelColor(80, 120)));
+            for (int x = 162; x < 320; ++x) {
+                if (MovingPattern::isBlue(frame.pixelColor(x, 120))) {
+                    barPositions << x;
+                    break;
+                }
+            }
+        }
+        QVERIFY2(barPositions.size() >= 3, qPrintable(QString::number(barPositions.size())));
+    }
+
+    // ffmpeg dying mid-recording: a clear message, a failure status, and no
+    // process left behind.
+    void ffmpegKilledMidRecording()
+    {
+        QProcess process;
+        start(process, { QStringLiteral("record"), QStringLiteral("--region"), region() });
+        QVERIFY(process.waitForStarted());
+        QString ffmpeg;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !(ffmpeg = QString::fromLatin1(E2E::runTool(QStringLiteral("pgrep"),
+                  { QStringLiteral("-P"), QString::number(process.processId()), QStringLiteral("ffmpeg") })
+                                               .trimmed()))
+                 .isEmpty(),
+            10000);
+        ::kill(pid_t(ffmpeg.toInt()), SIGKILL);
+        QCOMPARE(E2E::waitResponsively(process), 1);
+        const QString errors = QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(errors.contains(QStringLiteral("The recording stopped")), qPrintable(errors));
+        QVERIFY(process.readAllStandardOutput().isEmpty());
+        QCOMPARE(::kill(pid_t(ffmpeg.toInt()), 0), -1);
+    }
+
+    void badRegionsAreRefused_data()
+    {
+        QTest::addColumn<QString>("region");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("0x0") << QStringLiteral("10,10,0,0") << QStringLiteral("sizes above 0");
+        QTest::newRow("1x1") << QStringLiteral("10,10,1,1") << QStringLiteral("too small");
+        QTest::newRow("off screen") << QStringLiteral("5000,5000,100,100") << QStringLiteral("outside every screen");
+        QTest::newRow("not numbers") << QStringLiteral("a,b,c,d") << QStringLiteral("x,y,width,height");
+    }
+
+    void badRegionsAreRefused()
+    {
+        QFETCH(QString, region);
+        QFETCH(QString, message);
+        const Run r = run({ QStringLiteral("record"), QStringLiteral("--region"), region });
+        QCOMPARE(r.status, 2);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+        QVERIFY(r.out.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestRecordCommand)
+#include "tst_record_command.moc"

@@ -1,0 +1,294 @@
+// The recording's options and controls, driven without a display: what the
+// options load and store, the format choice, the countdown, the options
+// menu, the elapsed time, the tray icon as the stop button, the processing
+// step with the real ffmpeg, and the webcam bubble (fed by a test pattern:
+// a machine without a camera cannot run the real one).
+#include "cloudscreenrecorder.h"
+#include "defaultskeys.h"
+#include "floatingcamerapanel.h"
+#include "notificationrecorder.h"
+#include "notifications.h"
+#include "recordingstatusbutton.h"
+#include "settingsstore.h"
+#include "tlcapturesessionoptions.h"
+#include "tlrecordingcontrolspanel.h"
+#include "tlvideocontrolsviewcontroller.h"
+#include "tlwebcamwindowcontroller.h"
+#include "webcamframesource.h"
+
+#include <QFileInfo>
+#include <QMenu>
+#include <QProcess>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
+
+namespace {
+
+QString key(const char *name)
+{
+    return QString::fromLatin1(name);
+}
+
+QAction *item(QMenu *menu, int tag, const QString &title = {})
+{
+    for (QAction *a : menu->actions()) {
+        if (a->data().toInt() == tag && (title.isEmpty() || a->text() == title))
+            return a;
+    }
+    return nullptr;
+}
+
+// The webcam's stand-in: a machine without a camera cannot run QCamera, so
+// this one sends a plain test picture.
+class TestPatternSource : public WebcamFrameSource
+{
+public:
+    void start() override
+    {
+        m_running = true;
+        QImage frame(64, 48, QImage::Format_RGB32);
+        frame.fill(Qt::green);
+        Q_EMIT frameReady(frame);
+    }
+    void stop() override { m_running = false; }
+    bool isRunning() const override { return m_running; }
+    void switchToDeviceWithUniqueID(const QString &id) override { device = id; }
+    QString device;
+
+private:
+    bool m_running = false;
+};
+
+// The tray icon as the recorder sees it.
+class Button : public RecordingStatusButton
+{
+public:
+    QString image = QStringLiteral("MenuIcon");
+    QString description;
+    ClickAction action;
+    QString imageName() const override { return image; }
+    void setImageNamed(const QString &name) override { image = name; }
+    void setAccessibilityDescription(const QString &text) override { description = text; }
+    ClickAction clickAction() const override { return action; }
+    void setClickAction(ClickAction a) override { action = std::move(a); }
+};
+
+} // namespace
+
+class TestRecordingControls : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void optionsLoadAndStore()
+    {
+        SettingsStore &settings = SettingsStore::instance();
+        {
+            const TLCaptureSessionOptions fresh;
+            QCOMPARE(fresh.showMouseClicks(), true);
+            QCOMPARE(fresh.showWebcam(), true);
+            QCOMPARE(fresh.startDelay(), 5);
+            QCOMPARE(fresh.defaultWebcamSize(), 9);
+        }
+        // A camera id without a microphone id is not read.
+        settings.setObject(QStringLiteral("cam-1"), key(DefaultsKeys::DefaultCamId));
+        QCOMPARE(TLCaptureSessionOptions().defaultCameraID(), QString());
+        TLCaptureSessionOptions options;
+        options.setDefaultMicID(QStringLiteral("alsa_input.usb"));
+        options.setStartDelay(10);
+        options.setShowMouseClicks(false);
+        const TLCaptureSessionOptions reloaded;
+        QCOMPARE(reloaded.defaultMicID(), QStringLiteral("alsa_input.usb"));
+        QCOMPARE(reloaded.defaultCameraID(), QStringLiteral("cam-1"));
+        QCOMPARE(reloaded.startDelay(), 10);
+        QCOMPARE(reloaded.showMouseClicks(), false);
+        options.setDefaultMicID(QString());
+        QVERIFY(!settings.objectForKey(key(DefaultsKeys::DefaultMicId)).isValid());
+        options.setStartDelay(5);
+        options.setShowMouseClicks(true);
+    }
+
+    void formatCountdownAndMenu()
+    {
+        NotificationRecorder begin(key(Notifications::TLVideoControllerBeginRecordingNotification));
+        NotificationRecorder end(key(Notifications::TLVideoControllerEndCaptureNotification));
+        TLCaptureSessionOptions &options = TLCaptureSessionOptions::currentOptions();
+        TLVideoControlsViewController controls;
+        controls.setDeviceSources(
+            [] {
+                return QList<CaptureDevice> { { QStringLiteral("mic-a"), QStringLiteral("Headset") } };
+            },
+            [] { return QList<CaptureDevice> {}; });
+        QMenu *menu = controls.captureOptionsMenu();
+
+        // A microphone chosen, then GIF: no sound, the microphones disabled.
+        item(menu, TLVideoControlsViewController::Microphone, QStringLiteral("Headset"))->trigger();
+        QCOMPARE(options.defaultMicID(), QStringLiteral("mic-a"));
+        QVERIFY(item(menu, TLVideoControlsViewController::Microphone)->isChecked());
+        controls.formatChanged(1);
+        QCOMPARE(options.format(), 1);
+        QVERIFY(options.disableAudioRecording());
+        QCOMPARE(SettingsStore::instance().objectForKey(key(DefaultsKeys::DefaultFormat)).toInt(), 1);
+        QVERIFY(!item(menu, TLVideoControlsViewController::Microphone)->isEnabled());
+        QVERIFY(!item(menu, TLVideoControlsViewController::NoMicrophone)->isEnabled());
+        controls.formatChanged(0);
+        QVERIFY(item(menu, TLVideoControlsViewController::Microphone)->isEnabled());
+
+        // Without a camera the webcam cannot be switched on, and says why.
+        QVERIFY(!controls.webcamButton()->isEnabled());
+        QCOMPARE(controls.webcamButton()->toolTip(), QStringLiteral("No camera found"));
+        QVERIFY(!item(menu, TLVideoControlsViewController::WebcamSmall)->isEnabled());
+
+        item(menu, TLVideoControlsViewController::FiveSecondDelay)->trigger();
+        QCOMPARE(options.startDelay(), 5);
+        QStringList shown;
+        controls.setCountdownInterval(200);
+        controls.beginRecording();
+        QTRY_VERIFY(!controls.recordButton()->isEnabled());
+        while (begin.seen().isEmpty()) {
+            const QString text = controls.recordButton()->text();
+            if (shown.isEmpty() || shown.last() != text)
+                shown << text;
+            QTest::qWait(1);
+        }
+        QCOMPARE(shown, (QStringList { "5", "4", "3", "2", "1" }));
+        QCOMPARE(controls.recordButton()->text(), QStringLiteral("Record"));
+        QCOMPARE(begin.seen().size(), 1);
+
+        item(menu, TLVideoControlsViewController::NoDelay)->trigger();
+        controls.beginRecording();
+        QCOMPARE(begin.seen().size(), 2); // at once
+        controls.closeSession();
+        QCOMPARE(end.seen().size(), 1);
+        options.setStartDelay(5);
+    }
+
+    void elapsedTime_data()
+    {
+        QTest::addColumn<qint64>("seconds");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("0") << qint64(0) << QStringLiteral("0:00");
+        QTest::newRow("59") << qint64(59) << QStringLiteral("0:59");
+        QTest::newRow("3599") << qint64(3599) << QStringLiteral("59:59");
+        QTest::newRow("3600") << qint64(3600) << QStringLiteral("1:00:00");
+        QTest::newRow("3725") << qint64(3725) << QStringLiteral("1:02:05");
+    }
+    void elapsedTime()
+    {
+        QFETCH(qint64, seconds);
+        QFETCH(QString, text);
+        QCOMPARE(TLRecordingControlsPanel::elapsedText(seconds), text);
+    }
+
+    void restartAndDiscardAskFirst()
+    {
+        TLRecordingControlsPanel panel;
+        QStringList asked;
+        int answer = 1;
+        panel.setAlertRunner([&](const QString &title, const QString &, const QStringList &buttons) {
+            asked << title + QLatin1Char('|') + buttons.join(QLatin1Char(','));
+            return answer;
+        });
+        int restarts = 0, trashes = 0;
+        connect(&panel, &TLRecordingControlsPanel::restartRequested, this, [&] { ++restarts; });
+        connect(&panel, &TLRecordingControlsPanel::trashRequested, this, [&] { ++trashes; });
+        panel.restartButton()->click();
+        panel.trashButton()->click();
+        QCOMPARE(restarts + trashes, 0); // "Cancel"
+        answer = 0;
+        panel.restartButton()->click();
+        panel.trashButton()->click();
+        QCOMPARE(restarts, 1);
+        QCOMPARE(trashes, 1);
+        QCOMPARE(asked.first(), QStringLiteral("Restart Recording?|Restart,Cancel"));
+        QCOMPARE(asked.last(), QStringLiteral("Discard Recording?|Discard,Cancel"));
+    }
+
+    void trayIconIsTheStopButtonWhileRecording()
+    {
+        Button button;
+        int ownClicks = 0;
+        button.action = [&] { ++ownClicks; };
+        CloudScreenRecorder recorder;
+        recorder.setStatusButton(&button);
+        recorder.configureStatusItemForRecording();
+        QCOMPARE(button.image, QStringLiteral("stop.circle.fill"));
+        QCOMPARE(button.description, QStringLiteral("Stop Recording"));
+        button.action(); // stops (nothing runs here), not the icon's own action
+        QCOMPARE(ownClicks, 0);
+        recorder.restoreStatusItem();
+        QCOMPARE(button.image, QStringLiteral("MenuIcon"));
+        button.action();
+        QCOMPARE(ownClicks, 1);
+        recorder.restoreStatusItem(); // once only
+        QCOMPARE(ownClicks, 1);
+    }
+
+    void processingMakesTheUploadedFile_data()
+    {
+        QTest::addColumn<int>("format");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("suffix");
+        QTest::newRow("video") << 0 << QStringLiteral("Optimizing video...") << QStringLiteral("mp4");
+        QTest::newRow("GIF") << 1 << QStringLiteral("Converting to GIF...") << QStringLiteral("gif");
+    }
+    void processingMakesTheUploadedFile()
+    {
+        QFETCH(int, format);
+        QFETCH(QString, message);
+        QFETCH(QString, suffix);
+        QTemporaryDir dir;
+        const QString movie = dir.filePath(QStringLiteral("in.mov"));
+        QCOMPARE(QProcess::execute(QStringLiteral("ffmpeg"),
+                     { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                         QStringLiteral("-i"), QStringLiteral("testsrc=size=160x120:rate=10:duration=1"),
+                         QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie }),
+            0);
+        NotificationRecorder began(key(Notifications::VideoProcessingBeganNotification));
+        NotificationRecorder ended(key(Notifications::VideoProcessingEndedNotification));
+        QUrl result;
+        bool done = false;
+        CloudScreenRecorder::processRecording(
+            QUrl::fromLocalFile(movie), format, 2.0, [&](const QUrl &file, const Error &e) {
+                QVERIFY2(!e, qPrintable(e.toString()));
+                QCOMPARE(ended.seen().size(), 1); // posted before the completion
+                result = file;
+                done = true;
+            });
+        QTRY_VERIFY_WITH_TIMEOUT(done, 30000);
+        QCOMPARE(
+            began.seen().first().userInfo.value(key(Notifications::VideoProcessingMessageKey)).toString(), message);
+        QCOMPARE(QFileInfo(result.toLocalFile()).suffix(), suffix);
+        QVERIFY(QFileInfo(result.toLocalFile()).size() > 0);
+    }
+
+    void webcamBubbleSizesAndCorners()
+    {
+        auto source = std::make_unique<TestPatternSource>();
+        TestPatternSource *pattern = source.get();
+        TLWebcamWindowController webcam(std::move(source));
+        QVERIFY(webcam.hasCamera());
+        webcam.setRecordingRect(QRectF(100, 100, 800, 600));
+        webcam.showAndStart();
+        QVERIFY(pattern->isRunning());
+        QCOMPARE(webcam.panel()->frameRect(), QRectF(112, 112, 200, 200)); // size 9, bottom-left
+        webcam.panel()->setFrameOrigin(QPointF(600, 450)); // dragged near the top right
+        webcam.panel()->snapToNearestCornerAnimated(false);
+        QCOMPARE(webcam.panel()->frameRect(), QRectF(688, 488, 200, 200));
+
+        TLCaptureSessionOptions::currentOptions().setDefaultWebcamSize(8);
+        NotificationCenter::defaultCenter().post(key(Notifications::TLWebcamSizeChangedNotification));
+        QTRY_COMPARE(webcam.panel()->frameRect(), QRectF(788, 588, 100, 100));
+        // The area moves to another screen: the same corner there.
+        webcam.setRecordingRectPreservingCorner(QRectF(1400, 50, 400, 300));
+        QCOMPARE(webcam.panel()->frameRect(), QRectF(1688, 238, 100, 100));
+        webcam.hideAndStop();
+        QVERIFY(!pattern->isRunning());
+        TLCaptureSessionOptions::currentOptions().setDefaultWebcamSize(9);
+    }
+};
+
+QTEST_MAIN(TestRecordingControls)
+#include "tst_recordingcontrols.moc"
