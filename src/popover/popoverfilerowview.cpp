@@ -1,6 +1,7 @@
 #include "popoverfilerowview.h"
 
 #include "menuicons.h"
+#include "qrcode.h"
 #include "sharelink.h"
 #include "thumbnailcache.h"
 
@@ -269,7 +270,7 @@ void PopoverFileRowView::updateIcons()
     m_copy->setIcon(MenuIcons::themed(QStringLiteral("edit-copy"), color));
     m_qr->setIcon(MenuIcons::themed(QStringLiteral("view-barcode-qr"), color));
     if (m_qr->icon().isNull())
-        m_qr->setText(QStringLiteral("QR"));
+        m_qr->setIcon(QrCode::glyph(color));
     if (m_icon->pixmap().isNull() || m_icon->property("themeIcon").toBool()) {
         const QIcon icon = QIcon::fromTheme(iconNameFor(m_file, m_isLink));
         m_icon->setPixmap(icon.pixmap(28, 28));

@@ -231,7 +231,7 @@ QWidget *PopoverWindow::buildPromoCard()
     icon->setObjectName(QStringLiteral("promoIcon"));
     icon->setFixedSize(24, 24);
     auto *title = label(QStringLiteral("Tessly Cloud on your phone"), m_promoCard, 0.92, true);
-    auto *text = label(QStringLiteral("Share photos and files from anywhere."), m_promoCard, 0.88);
+    auto *text = label(QStringLiteral("Share from anywhere."), m_promoCard, 0.88);
     text->setForegroundRole(QPalette::PlaceholderText);
     auto *get = new QPushButton(QStringLiteral("Get the App"), m_promoCard);
     get->setFocusPolicy(Qt::NoFocus);
