@@ -3,7 +3,6 @@
 
 #include "api.h"
 #include "archiver.h"
-#include "dashboardpanel.h"
 #include "desktopnotifier.h"
 #include "dispatch.h"
 #include "drophandler.h"
@@ -11,10 +10,12 @@
 #include "filegrabber.h"
 #include "folderuploader.h"
 #include "globalshortcutmonitor.h"
+#include "keyequivalent.h"
 #include "loginurl.h"
 #include "notificationcenter.h"
 #include "notifications.h"
 #include "pasteboard.h"
+#include "popoverwindowcontroller.h"
 #include "processingpopoverviewcontroller.h"
 #include "screengrabber.h"
 #include "settingsstore.h"
@@ -131,7 +132,14 @@ void AppDelegate::applicationDidFinishLaunching()
     // 2. The tray icon, its menu and the dashboard.
     m_statusItem = new StatusItem(this);
     m_statusMenu = new StatusMenu(this);
-    m_popoverController = new DashboardPanel;
+    m_popoverController = new PopoverWindowController(this);
+    m_popoverController->setDirectoryUploader(
+        [this](const QString &path, bool launchOnComplete) { uploadDirectory(path, launchOnComplete); });
+    m_popoverController->setDataDropHandler(
+        [this](const QMimeData *data) { m_dropHandler->performDragOperation(data); });
+    m_popoverController->setUrlOpener([this](const QUrl &url) { openUrl(url); });
+    m_popoverController->setUploadFileShortcutReader(
+        [] { return KeyEquivalent::fromString(SettingsStore::instance().uploadFileHotkey()).keySequence(); });
 
     // 3. A click toggles the dashboard; the menu is on the right button.
     connect(m_statusItem, &StatusItem::clicked, this, &AppDelegate::togglePopover);
@@ -148,7 +156,7 @@ void AppDelegate::applicationDidFinishLaunching()
     subscribeGlobalShortcuts();
     // 7. Without "show in taskbar" the application lives in the tray only.
     if (SettingsStore::instance().showDockIcon())
-        m_popoverController->setWindowFlag(Qt::Popup, false);
+        m_popoverController->setShowsInTaskbar(true);
     // 8.
     m_welcomeWindowController = new WelcomeWindowController;
     m_welcomeWindowController->setUrlOpener([this](const QUrl &url) { openUrl(url); });
@@ -233,7 +241,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
     if (hasVisibleWindows)
         return true;
     if (m_popoverController && m_statusItem)
-        m_popoverController->showAnchoredTo(m_statusItem->anchorGeometry());
+        m_popoverController->showPopoverRelativeToView(m_statusItem->anchorGeometry());
     return true;
 }
 
@@ -341,7 +349,7 @@ void AppDelegate::showFirstRunPopover()
 {
     if (!m_popoverController || !m_statusItem)
         return;
-    m_popoverController->showAnchoredTo(m_statusItem->anchorGeometry());
+    m_popoverController->showPopoverRelativeToView(m_statusItem->anchorGeometry());
     m_popoverController->showToast(QStringLiteral("You are signed in"));
 }
 
@@ -519,7 +527,7 @@ void AppDelegate::playSound()
 void AppDelegate::togglePopover()
 {
     if (m_popoverController && m_statusItem)
-        m_popoverController->toggleAnchoredTo(m_statusItem->anchorGeometry());
+        m_popoverController->togglePopoverRelativeToView(m_statusItem->anchorGeometry());
 }
 
 void AppDelegate::captureScreen()
@@ -639,12 +647,12 @@ void AppDelegate::showSettings()
     auto *controller = new SettingsWindowController;
     controller->setUrlOpener([this](const QUrl &url) { openUrl(url); });
     controller->setAlertRunner(m_runAlert);
-    QPointer<DashboardPanel> panel(m_popoverController);
+    QPointer<PopoverWindowController> panel(m_popoverController);
     // Listed in the taskbar: the dashboard is a normal window instead of a popup.
-    controller->setTaskbarPresence([panel] { return panel && panel->windowType() != Qt::Popup; },
+    controller->setTaskbarPresence([panel] { return panel && panel->showsInTaskbar(); },
         [panel](bool shown) {
             if (panel)
-                panel->setWindowFlags((panel->windowFlags() & ~Qt::WindowType_Mask) | (shown ? Qt::Window : Qt::Popup));
+                panel->setShowsInTaskbar(shown);
         });
     m_settingsWindow = new SettingsWindow(controller);
     controller->setParent(m_settingsWindow);

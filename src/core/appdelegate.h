@@ -9,10 +9,10 @@
 #include <QVariant>
 
 class CloudScreenRecorder;
-class DashboardPanel;
 class DropHandler;
 class ErrorViewController;
 class FolderUploader;
+class PopoverWindowController;
 class ProcessingPopoverViewController;
 class QMimeData;
 class SettingsWindow;
@@ -96,7 +96,7 @@ public:
 
     StatusItem *statusItem() const { return m_statusItem; }
     StatusMenu *statusMenu() const { return m_statusMenu; }
-    DashboardPanel *popoverController() const { return m_popoverController; }
+    PopoverWindowController *popoverController() const { return m_popoverController; }
     WelcomeWindowController *welcomeWindowController() const { return m_welcomeWindowController; }
     DropHandler *dropHandler() const { return m_dropHandler; }
     CloudScreenRecorder *screenRecorder() const { return m_screenRecorder; }
@@ -150,7 +150,7 @@ private:
 
     StatusItem *m_statusItem = nullptr;
     StatusMenu *m_statusMenu = nullptr;
-    DashboardPanel *m_popoverController = nullptr;
+    PopoverWindowController *m_popoverController = nullptr;
     WelcomeWindowController *m_welcomeWindowController = nullptr;
     DropHandler *m_dropHandler = nullptr;
     FolderUploader *m_folderUploader = nullptr;

@@ -2,7 +2,6 @@
 
 #include "api.h"
 #include "appdelegate.h"
-#include "dashboardpanel.h"
 #include "filegrabber.h"
 #include "pasteboard.h"
 #include "settingsstore.h"

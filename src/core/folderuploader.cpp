@@ -3,10 +3,10 @@
 #include "api.h"
 #include "appdelegate.h"
 #include "archiver.h"
-#include "dashboardpanel.h"
 #include "dispatch.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "popoverwindowcontroller.h"
 #include "settingsstore.h"
 #include "sharelink.h"
 

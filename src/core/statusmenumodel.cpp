@@ -1,5 +1,7 @@
 #include "statusmenumodel.h"
 
+#include "popoverfilerowview.h"
+
 #include <QLocale>
 
 namespace StatusMenuModel {
@@ -102,17 +104,7 @@ QString formattedSpeed(double bytesPerSecond)
 
 QString formattedFileSize(qint64 bytes)
 {
-    if (bytes < 1024)
-        return QString::asprintf("%lld B", static_cast<long long>(bytes));
-    const double k = double(bytes) / 1024.0;
-    if (k < 1024)
-        return QString::asprintf("%.0f KB", k);
-    const double m = k / 1024.0;
-    if (m < 10)
-        return QString::asprintf("%.1f MB", m);
-    if (m < 1024)
-        return QString::asprintf("%.0f MB", m);
-    return QString::asprintf("%.1f GB", m / 1024.0);
+    return PopoverFileRowView::formattedFileSize(bytes);
 }
 
 QString relativeTime(const QDateTime &date, const QDateTime &now)

@@ -3,6 +3,8 @@
 #include "serviceconfig.h"
 #include "settingsstore.h"
 
+#include <QUrl>
+
 namespace ShareLink {
 
 namespace {
@@ -12,6 +14,15 @@ QString host(const QString &domain, const QString &customDomain)
     if (!customDomain.isEmpty())
         return customDomain;
     return QStringLiteral("%1.%2").arg(domain, Config::webDomain());
+}
+
+// The record's profile, else the stored one.
+QString domainOf(const QVariantMap &record)
+{
+    QString domain = record.value(QStringLiteral("domain")).toString();
+    if (domain.isEmpty())
+        domain = SettingsStore::instance().domain();
+    return domain;
 }
 
 } // namespace
@@ -25,10 +36,7 @@ QString forItem(const QString &code, const QString &domain, const QString &custo
 
 QString forItem(const QVariantMap &record)
 {
-    QString domain = record.value(QStringLiteral("domain")).toString();
-    if (domain.isEmpty())
-        domain = SettingsStore::instance().domain();
-    return forItem(record.value(QStringLiteral("code")).toString(), domain,
+    return forItem(record.value(QStringLiteral("code")).toString(), domainOf(record),
         record.value(QStringLiteral("customDomain")).toString());
 }
 
@@ -37,6 +45,24 @@ QString forShortLink(const QString &slug, const QString &domain, const QString &
     if (slug.isEmpty() || (domain.isEmpty() && customDomain.isEmpty()))
         return {};
     return QStringLiteral("https://%1/l/%2").arg(host(domain, customDomain), slug);
+}
+
+QString forShortLink(const QVariantMap &record)
+{
+    return forShortLink(record.value(QStringLiteral("slug")).toString(), domainOf(record),
+        record.value(QStringLiteral("customDomain")).toString());
+}
+
+QString readableAddress(const QString &content)
+{
+    const QUrl url(content);
+    if (!url.isValid() || url.host().isEmpty())
+        return content;
+    QString host = url.host();
+    if (host.startsWith(QLatin1String("www.")))
+        host.remove(0, 4);
+    const QString rest = url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::StripTrailingSlash);
+    return host + rest;
 }
 
 } // namespace ShareLink

@@ -14,5 +14,11 @@ namespace ShareLink {
 QString forItem(const QVariantMap &record);
 QString forItem(const QString &code, const QString &domain, const QString &customDomain);
 QString forShortLink(const QString &slug, const QString &domain, const QString &customDomain);
+// The short link of a link record ("slug", "domain", "customDomain").
+QString forShortLink(const QVariantMap &record);
+
+// "example.com/some/page" for "https://www.example.com/some/page": how a
+// link's target reads in lists.
+QString readableAddress(const QString &content);
 
 } // namespace ShareLink

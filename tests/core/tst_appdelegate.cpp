@@ -7,13 +7,13 @@
 // and bad input that must end in a clear line rather than a crash.
 #include "api.h"
 #include "appdelegate.h"
-#include "dashboardpanel.h"
 #include "drophandler.h"
 #include "e2e.h"
 #include "folderuploader.h"
 #include "logcapture.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "popoverwindowcontroller.h"
 #include "referenceserver.h"
 #include "settingsstore.h"
 #include "soundplayer.h"
@@ -165,7 +165,7 @@ private Q_SLOTS:
         m_token = SettingsStore::instance().token();
         // A second later the panel under the icon greets the user.
         QTRY_VERIFY(m_delegate->popoverController()->isVisible());
-        m_delegate->popoverController()->hide();
+        m_delegate->popoverController()->closePopover();
     }
 
     void screenshotEndsAsLinkWithNotificationSoundAndIcon_data()
