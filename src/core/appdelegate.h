@@ -9,6 +9,7 @@
 #include <QVariant>
 
 class DashboardPanel;
+class DrawWindowController;
 class DropHandler;
 class ErrorViewController;
 class FolderUploader;
@@ -91,6 +92,8 @@ public:
     DashboardPanel *popoverController() const { return m_popoverController; }
     WelcomeWindowController *welcomeWindowController() const { return m_welcomeWindowController; }
     DropHandler *dropHandler() const { return m_dropHandler; }
+    // The markup window's controller, made the first time markup opens.
+    DrawWindowController *drawingWindowController();
     ErrorViewController *errorView() const;
     ProcessingPopoverViewController *processingPopover() const;
 
@@ -149,6 +152,7 @@ private:
     SingleInstance *m_singleInstance = nullptr;
     QPointer<ErrorViewController> m_errorPopover;
     QPointer<ProcessingPopoverViewController> m_processingPopover;
+    QPointer<DrawWindowController> m_drawingWindowController;
     QVariantList m_fileItems;
     double m_uploadProgress = 0;
     UrlOpener m_openUrl;
