@@ -111,12 +111,16 @@ void SideBarButton::paintGlyph(QPainter &painter, const QRectF &g, const QColor 
     }
     case Glyph::Upload: {
         // A cloud with an arrow up.
-        QPainterPath cloud;
         const QPointF c = g.center();
-        cloud.addEllipse(QPointF(c.x() - 4.5, c.y() + 2), 5, 5);
-        cloud.addEllipse(QPointF(c.x() + 1, c.y() - 1.5), 6.5, 6.5);
-        cloud.addEllipse(QPointF(c.x() + 6, c.y() + 2.5), 4.5, 4.5);
-        cloud = cloud.simplified();
+        auto disc = [](QPointF centre, qreal r) {
+            QPainterPath p;
+            p.addEllipse(centre, r, r);
+            return p;
+        };
+        // One outline around three overlapping discs.
+        const QPainterPath cloud = disc(QPointF(c.x() - 4.5, c.y() + 2), 5)
+                                       .united(disc(QPointF(c.x() + 1, c.y() - 1.5), 6.5))
+                                       .united(disc(QPointF(c.x() + 6, c.y() + 2.5), 4.5));
         painter.drawPath(cloud);
         painter.drawLine(QPointF(c.x() + 0.5, c.y() + 8), QPointF(c.x() + 0.5, c.y() - 1));
         painter.drawPolyline(QPolygonF(
