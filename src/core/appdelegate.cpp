@@ -5,6 +5,7 @@
 #include "archiver.h"
 #include "desktopnotifier.h"
 #include "dispatch.h"
+#include "drawwindowcontroller.h"
 #include "drophandler.h"
 #include "errorviewcontroller.h"
 #include "filegrabber.h"
@@ -549,10 +550,17 @@ void AppDelegate::markupScreen()
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     qCInfo(lcAppDelegate).noquote() << QStringLiteral("Current Scren %1").arg(screen ? screen->name() : QString());
-    const QImage image(file.toLocalFile());
-    qCWarning(lcAppDelegate).noquote() << "The markup editor is not available in this build; the screenshot"
-                                       << file.toLocalFile() << "of" << image.width() << "x" << image.height()
-                                       << "at scale" << (screen ? screen->devicePixelRatio() : 1.0) << "is kept";
+    QString error;
+    if (!drawingWindowController()->showImageFile(
+            file.toLocalFile(), screen ? screen->devicePixelRatio() : 1.0, &error))
+        postError(QStringLiteral("Markup failed"), error);
+}
+
+DrawWindowController *AppDelegate::drawingWindowController()
+{
+    if (!m_drawingWindowController)
+        m_drawingWindowController = new DrawWindowController(this);
+    return m_drawingWindowController;
 }
 
 void AppDelegate::recordScreen()

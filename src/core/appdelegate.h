@@ -9,6 +9,7 @@
 #include <QVariant>
 
 class CloudScreenRecorder;
+class DrawWindowController;
 class DropHandler;
 class ErrorViewController;
 class FolderUploader;
@@ -100,6 +101,8 @@ public:
     WelcomeWindowController *welcomeWindowController() const { return m_welcomeWindowController; }
     DropHandler *dropHandler() const { return m_dropHandler; }
     CloudScreenRecorder *screenRecorder() const { return m_screenRecorder; }
+    // The markup window's controller, made the first time markup opens.
+    DrawWindowController *drawingWindowController();
     ErrorViewController *errorView() const;
     ProcessingPopoverViewController *processingPopover() const;
 
@@ -159,6 +162,7 @@ private:
     QPointer<ErrorViewController> m_errorPopover;
     QPointer<ProcessingPopoverViewController> m_processingPopover;
     QPointer<SettingsWindow> m_settingsWindow;
+    QPointer<DrawWindowController> m_drawingWindowController;
     QVariantList m_fileItems;
     double m_uploadProgress = 0;
     UrlOpener m_openUrl;

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QImage>
+
+// Image helpers of the markup editor.
+namespace ImageExtensions {
+
+// The image cut to the box of its pixels whose alpha is not zero; the image
+// itself when every pixel is transparent (or it is null).
+QImage croppedToTransparentBounds(const QImage &image);
+
+} // namespace ImageExtensions

@@ -1,0 +1,129 @@
+#include "shapecanvas.h"
+
+#include "shapetexteditorview.h"
+#include "shapeview.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+
+ShapeCanvas::ShapeCanvas(ShapeView *view, QWidget *parent)
+    : QWidget(parent)
+    , m_view(view)
+    , m_editor(new ShapeTextEditorView(this))
+{
+    setMouseTracking(true);
+    setFocusPolicy(Qt::StrongFocus);
+    setAttribute(Qt::WA_OpaquePaintEvent, false);
+    connect(m_view, &ShapeView::changed, this, qOverload<>(&QWidget::update));
+    connect(m_view, &ShapeView::baseChanged, this, [this] {
+        m_baseValid = false;
+        update();
+    });
+    connect(m_view, &ShapeView::cursorChanged, this, [this](Qt::CursorShape shape) { setCursor(shape); });
+    connect(m_view, &ShapeView::editorChanged, this, &ShapeCanvas::syncEditor);
+    connect(m_view, &ShapeView::focusRequested, this, [this] { setFocus(Qt::OtherFocusReason); });
+    connect(m_editor, &QPlainTextEdit::textChanged, this, [this] {
+        // Format changes (the glyphs kept clear) also land here: only new text counts.
+        const QString text = m_editor->toPlainText();
+        if (m_view->isEditorVisible() && text != m_view->editorString())
+            m_view->setEditorString(text);
+    });
+    connect(m_editor, &ShapeTextEditorView::editingEnded, this, [this] { m_view->endEditing(); });
+}
+
+QPointF ShapeCanvas::canvasPoint(const QPointF &widgetPoint) const
+{
+    return m_view->fromView(widgetPoint);
+}
+
+void ShapeCanvas::syncEditor()
+{
+    if (!m_view->isEditorVisible()) {
+        if (m_editor->isVisible()) {
+            m_editor->hide();
+            if (m_editor->hasFocus())
+                setFocus(Qt::OtherFocusReason);
+        }
+        return;
+    }
+    m_editor->setFontSize(m_view->editorFontSize());
+    m_editor->setEditorText(m_view->editorString());
+    // A little taller than the text, so the caret of a new line has room.
+    const QRectF frame = m_view->toView(m_view->editorFrame());
+    m_editor->setGeometry(frame.toAlignedRect().adjusted(0, 0, 0, m_editor->fontMetrics().height()));
+    if (!m_editor->isVisible() || !m_editor->hasFocus())
+        m_editor->startEditing();
+}
+
+void ShapeCanvas::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    m_view->setCanvasSize(size());
+    m_pictureValid = false;
+    m_baseValid = false;
+}
+
+void ShapeCanvas::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    // The device's ratio: the screen's, or that of an image the widget is rendered into.
+    const qreal ratio = painter.device()->devicePixelRatioF();
+    if (ratio != m_cacheRatio) {
+        m_cacheRatio = ratio;
+        m_pictureValid = false;
+    }
+    if (!m_pictureValid) {
+        m_picture = m_view->renderPicture(ratio);
+        m_pictureValid = true;
+        m_baseValid = false;
+    }
+    if (!m_baseValid) {
+        m_base = m_picture.copy();
+        m_view->applyPixelation(m_base, ratio);
+        m_base.setDevicePixelRatio(ratio);
+        m_baseValid = true;
+    }
+    painter.drawImage(QPointF(0, 0), m_base);
+    m_view->paintShapes(painter, true);
+}
+
+void ShapeCanvas::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton)
+        return;
+    setFocus(Qt::MouseFocusReason);
+    m_pressed = true;
+    m_view->mouseDown(canvasPoint(event->position()), 1);
+}
+
+void ShapeCanvas::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton)
+        return;
+    m_pressed = true;
+    m_view->mouseDown(canvasPoint(event->position()), 2);
+}
+
+void ShapeCanvas::mouseMoveEvent(QMouseEvent *event)
+{
+    if (m_pressed && (event->buttons() & Qt::LeftButton))
+        m_view->mouseDragged(canvasPoint(event->position()));
+    else
+        m_view->mouseMoved(canvasPoint(event->position()));
+}
+
+void ShapeCanvas::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton || !m_pressed)
+        return;
+    m_pressed = false;
+    m_view->mouseUp();
+    m_view->mouseMoved(canvasPoint(event->position()));
+}
+
+void ShapeCanvas::keyPressEvent(QKeyEvent *event)
+{
+    if (!m_view->keyDown(event->key()))
+        QWidget::keyPressEvent(event);
+}

@@ -1,0 +1,292 @@
+// The markup canvas driven without a display: which shape a press picks at
+// the edges of the hit widths, the handle drags of each shape, the pointer
+// state machine, undo and redo, and what bad input does.
+#include "arrowlayer.h"
+#include "blurlayer.h"
+#include "drawwindowcontroller.h"
+#include "settingsstore.h"
+#include "shapelayerhandle.h"
+#include "shapeview.h"
+#include "squarelayer.h"
+#include "textlayer.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTest>
+
+class TestShapeView : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ShapeView> m_view;
+
+    ShapeLayer *draw(uint mode, QPointF from, QPointF to)
+    {
+        m_view->setCurrentMode(mode);
+        m_view->mouseDown(from);
+        m_view->mouseDragged((from + to) / 2);
+        m_view->mouseDragged(to);
+        m_view->mouseUp();
+        return m_view->shapes().last().get();
+    }
+
+    void drag(QPointF from, QPointF to)
+    {
+        m_view->mouseDown(from);
+        m_view->mouseDragged(to);
+        m_view->mouseUp();
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_view = std::make_unique<ShapeView>();
+        m_view->setCanvasSize(QSizeF(400, 300));
+        QImage picture(400, 300, QImage::Format_RGB32);
+        picture.fill(Qt::gray);
+        m_view->setDrawImage(picture, 1.0);
+    }
+
+    // One table for every shape: a press just inside and just outside the
+    // hit area picks the shape or starts a new one.
+    void hitTestAtTheEdges_data()
+    {
+        QTest::addColumn<uint>("mode");
+        QTest::addColumn<QPointF>("press");
+        QTest::addColumn<bool>("hit");
+        // Rectangle (100,100)-(300,200), line width 5: one width either side.
+        QTest::newRow("rect edge, inside 4.9") << 0u << QPointF(200, 104.9) << true;
+        QTest::newRow("rect edge, outside 4.9") << 0u << QPointF(200, 95.1) << true;
+        QTest::newRow("rect edge, inside 5.1") << 0u << QPointF(200, 105.1) << false;
+        QTest::newRow("rect edge, outside 5.1") << 0u << QPointF(200, 94.9) << false;
+        QTest::newRow("rect middle") << 0u << QPointF(200, 150) << false;
+        // Blur box: the whole area, nothing beyond.
+        QTest::newRow("blur middle") << 1u << QPointF(200, 150) << true;
+        QTest::newRow("blur just in") << 1u << QPointF(100.5, 199.5) << true;
+        QTest::newRow("blur just out") << 1u << QPointF(99.5, 150) << false;
+        // Arrow (100,100) -> (300,200): its shaft, 5 either side of the line.
+        QTest::newRow("arrow shaft 4.9") << 2u << QPointF(200 - 4.9 * 0.4472, 150 + 4.9 * 0.8944) << true;
+        QTest::newRow("arrow shaft 5.1") << 2u << QPointF(200 - 5.1 * 0.4472, 150 + 5.1 * 0.8944) << false;
+        QTest::newRow("arrow beyond tip") << 2u << QPointF(306, 203) << false;
+    }
+
+    void hitTestAtTheEdges()
+    {
+        QFETCH(uint, mode);
+        QFETCH(QPointF, press);
+        QFETCH(bool, hit);
+        ShapeLayer *shape = draw(mode, { 100, 100 }, { 300, 200 });
+        m_view->setCurrentMode(ShapeView::RectangleMode);
+        m_view->mouseDown(press);
+        QCOMPARE(m_view->selectedShapeLayer() == shape, hit);
+        QCOMPARE(m_view->shapes().size(), hit ? 1 : 2);
+        m_view->mouseUp();
+    }
+
+    void handlesAreHitWithinTwelvePoints_data()
+    {
+        QTest::addColumn<QPointF>("press");
+        QTest::addColumn<bool>("onHandle");
+        // The top-right corner of the rectangle below is at (300, 200).
+        QTest::newRow("11.8 away") << QPointF(300, 211.8) << true;
+        QTest::newRow("12.2 away") << QPointF(300, 212.2) << false;
+    }
+
+    void handlesAreHitWithinTwelvePoints()
+    {
+        QFETCH(QPointF, press);
+        QFETCH(bool, onHandle);
+        auto *rect = static_cast<SquareLayer *>(draw(ShapeView::RectangleMode, { 100, 100 }, { 300, 200 }));
+        drag({ 200, 100 }, { 200, 100 }); // select it
+        QCOMPARE(m_view->selectedShapeLayer(), rect);
+        m_view->mouseDown(press);
+        QCOMPARE(m_view->selectedHandleLayer() == rect->topRightHandle(), onHandle);
+        m_view->mouseUp();
+    }
+
+    // Each shape's handles, dragged: where its geometry ends up.
+    void handleDrags()
+    {
+        // Arrow: the middle handle bends the curve through the pointer; the
+        // bend stays when an end moves, and the middle handle follows.
+        auto *arrow = static_cast<ArrowLayer *>(draw(ShapeView::ArrowMode, { 100, 100 }, { 300, 100 }));
+        drag({ 200, 100 }, { 200, 100 });
+        drag({ 200, 100 }, { 200, 160 });
+        QVERIFY(arrow->isBent());
+        QCOMPARE(arrow->controlPoint(), QPointF(200, 220));
+        QCOMPARE(arrow->curveMiddlePoint(), QPointF(200, 160));
+        drag({ 300, 100 }, { 340, 100 });
+        QCOMPARE(arrow->endPoint(), QPointF(340, 100));
+        QCOMPARE(arrow->controlPoint(), QPointF(200, 220));
+        QCOMPARE(arrow->controlHandle()->representedPoint(), QPointF(210, 160));
+
+        // Rectangle: the top-left corner dragged past the right edge flips it.
+        m_view->mouseDown({ 10, 10 }); // deselect (starts a throw-away arrow)
+        m_view->mouseUp();
+        auto *rect = static_cast<SquareLayer *>(draw(ShapeView::RectangleMode, { 50, 250 }, { 150, 200 }));
+        drag({ 100, 250 }, { 100, 250 });
+        drag({ 50, 250 }, { 170, 260 });
+        QCOMPARE(rect->pathBounds(), QRectF(150, 200, 20, 60));
+        QCOMPARE(rect->bottomRightHandle()->representedPoint(), QPointF(170, 200));
+
+        // Text: the handle 10 points below the top edge gives size 10.
+        m_view->setCurrentMode(ShapeView::TextMode);
+        m_view->mouseDown({ 20, 60 });
+        m_view->mouseUp();
+        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+        m_view->setEditorString(QStringLiteral("Hi"));
+        m_view->commitTextEditing();
+        const QRectF box = text->frame();
+        drag(box.center(), box.center());
+        QCOMPARE(m_view->selectedShapeLayer(), text);
+        // The handle sits at the box's bottom-right corner (y up: top() is the bottom edge).
+        m_view->mouseDown(QPointF(box.right(), box.top()));
+        QCOMPARE(m_view->selectedHandleLayer(), text->resizeHandle());
+        m_view->mouseDragged(QPointF(box.right(), box.bottom() - 10));
+        QCOMPARE(text->fontSize(), 10);
+        m_view->mouseUp();
+        QCOMPARE(text->frame().bottom(), box.bottom()); // refitted from its top edge
+        QVERIFY(text->frame().height() < box.height());
+    }
+
+    void arrowHeadGeometry()
+    {
+        QPainterPath path;
+        ArrowLayer::addArrowheadToPath(path, { 0, 0 }, { 9.9, 0 });
+        QVERIFY(path.isEmpty());
+        ArrowLayer::addArrowheadToPath(path, { 0, 0 }, { 20, 0 });
+        QCOMPARE(path.elementCount(), 4);
+        QCOMPARE(QPointF(path.elementAt(0)), QPointF(10, -6));
+        QCOMPARE(QPointF(path.elementAt(1)), QPointF(20, 0));
+        QCOMPARE(QPointF(path.elementAt(2)), QPointF(10, 6));
+        // A short arrow has no path at all and is not hittable.
+        ShapeLayer *tiny = draw(ShapeView::ArrowMode, { 100, 100 }, { 105, 100 });
+        QVERIFY(tiny->path().isEmpty());
+        QCOMPARE(m_view->shapes().size(), 1);
+    }
+
+    void pointerStates()
+    {
+        // A click without a drag still adds a (zero-size) shape, unselected.
+        draw(ShapeView::RectangleMode, { 50, 50 }, { 50, 50 });
+        QCOMPARE(m_view->shapes().size(), 1);
+        QVERIFY(!m_view->selectedShapeLayer());
+        // Overlapping outlines: the older shape is picked.
+        ShapeLayer *older = draw(ShapeView::RectangleMode, { 100, 100 }, { 200, 200 });
+        draw(ShapeView::RectangleMode, { 100, 100 }, { 250, 250 });
+        drag({ 150, 100 }, { 150, 100 });
+        QCOMPARE(m_view->selectedShapeLayer(), older);
+        // Drawing anew keeps the old selection; Delete then removes it.
+        draw(ShapeView::ArrowMode, { 300, 50 }, { 380, 50 });
+        QCOMPARE(m_view->selectedShapeLayer(), older);
+        QVERIFY(m_view->keyDown(Qt::Key_Delete));
+        QCOMPARE(m_view->shapes().size(), 3);
+        for (const auto &shape : m_view->shapes())
+            QVERIFY(shape.get() != older);
+        // With nothing selected the delete keys are swallowed, nothing else is.
+        QVERIFY(m_view->keyDown(Qt::Key_Backspace));
+        QVERIFY(!m_view->keyDown(Qt::Key_A));
+        QCOMPARE(m_view->shapes().size(), 3);
+    }
+
+    void textSelectedThenEmptyClickOnlyDeselects()
+    {
+        m_view->setCurrentMode(ShapeView::TextMode);
+        m_view->mouseDown({ 100, 200 });
+        m_view->mouseUp();
+        QVERIFY(m_view->isEditorVisible());
+        m_view->setEditorString(QStringLiteral("one\ntwo"));
+        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+        // The top edge stays where the press put it; two lines grow downwards.
+        QCOMPARE(text->frame().bottom(), 200.0 + 20);
+        QVERIFY(text->frame().height() > 50);
+        m_view->mouseDown({ 300, 50 });
+        m_view->mouseUp();
+        QVERIFY(!m_view->isEditorVisible());
+        QCOMPARE(m_view->shapes().size(), 1);
+        m_view->mouseDown({ 300, 50 });
+        m_view->mouseUp();
+        QCOMPARE(m_view->shapes().size(), 2);
+    }
+
+    // Add, move, resize, delete and a text edit, undone and redone.
+    void undoAndRedo()
+    {
+        QUndoStack *stack = m_view->undoStack();
+        auto *rect = static_cast<SquareLayer *>(draw(ShapeView::RectangleMode, { 100, 100 }, { 200, 200 }));
+        drag({ 150, 100 }, { 160, 90 }); // move by (10, -10)
+        drag({ 210, 190 }, { 230, 190 }); // top-right corner, 20 to the right
+        QCOMPARE(rect->frame().topLeft(), QPointF(10, -10));
+        QCOMPARE(rect->pathBounds(), QRectF(100, 100, 120, 100));
+        QVERIFY(m_view->keyDown(Qt::Key_Delete));
+        QCOMPARE(m_view->shapes().size(), 0);
+        m_view->setCurrentMode(ShapeView::TextMode);
+        m_view->mouseDown({ 20, 280 });
+        m_view->mouseUp();
+        m_view->setEditorString(QStringLiteral("typed"));
+        m_view->commitTextEditing();
+        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+        QCOMPARE(stack->count(), 6);
+
+        stack->undo(); // the text
+        QCOMPARE(text->stringContent(), QString());
+        stack->undo(); // the text shape
+        stack->undo(); // the delete
+        QCOMPARE(m_view->shapes().size(), 1);
+        QCOMPARE(m_view->shapes().first().get(), rect);
+        stack->undo(); // the resize
+        QCOMPARE(rect->pathBounds(), QRectF(100, 100, 100, 100));
+        stack->undo(); // the move
+        QCOMPARE(rect->frame().topLeft(), QPointF(0, 0));
+        stack->undo(); // the add
+        QCOMPARE(m_view->shapes().size(), 0);
+        while (stack->canRedo())
+            stack->redo();
+        QCOMPARE(m_view->shapes().size(), 1);
+        QCOMPARE(static_cast<TextLayer *>(m_view->shapes().first().get())->stringContent(), QStringLiteral("typed"));
+    }
+
+    // Bad input: a clear refusal or a sensible fallback, never a crash or a
+    // half-written file.
+    void badInput()
+    {
+        // A colour setting that is not a colour: the red fallback.
+        {
+            QSettings settings(SettingsStore::filePath(), QSettings::IniFormat);
+            settings.setValue(QStringLiteral("lineColor"), QStringLiteral("not a colour"));
+        }
+        QCOMPARE(ArrowLayer().strokeColor(), QColor(255, 59, 48));
+
+        // A 1x1 picture exports as itself.
+        QImage dot(1, 1, QImage::Format_RGB32);
+        dot.fill(Qt::blue);
+        m_view->setDrawImage(dot, 1.0, DrawWindowController::kMinimumSize);
+        const QImage exported = m_view->imageRepresentation(1.0);
+        QCOMPARE(exported.size(), QSize(1, 1));
+        QCOMPARE(exported.pixelColor(0, 0), QColor(Qt::blue));
+
+        // 100,000 characters are cut to the longest annotation; emoji and
+        // right-to-left text render.
+        m_view->setCurrentMode(ShapeView::TextMode);
+        m_view->mouseDown({ 10, 290 });
+        m_view->mouseUp();
+        const QString mixed = QStringLiteral("שלום 😀 ") + QString(100000, QLatin1Char('x'));
+        m_view->setEditorString(mixed);
+        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+        QCOMPARE(text->stringContent(), mixed.left(10000));
+        QCOMPARE(m_view->editorString(), mixed.left(10000));
+        QVERIFY(!text->glyphPath().isEmpty());
+
+        // A canvas too large to flatten: no file, a reason.
+        const QString target = QDir::temp().filePath(QStringLiteral("too-large.png"));
+        m_view->setCanvasSize(QSizeF(200000, 200000));
+        QString error;
+        QVERIFY(!m_view->exportLayerAsPNGToFile(target, 1.0, &error));
+        QVERIFY(!error.isEmpty());
+        QVERIFY(!QFile::exists(target));
+    }
+};
+
+QTEST_MAIN(TestShapeView)
+#include "tst_shapeview.moc"
