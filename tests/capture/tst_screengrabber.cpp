@@ -241,6 +241,25 @@ private Q_SLOTS:
                                     .captured(1)
                                     .toDouble();
         QVERIFY2(duration > 0.5, probe.constData());
+
+        // And it shows the desktop, not a black picture: its last frame
+        // against the same part of the screen now, which has not changed.
+        const QByteArray png = E2E::runTool(QStringLiteral("ffmpeg"),
+            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-sseof"), QStringLiteral("-0.3"),
+                QStringLiteral("-i"), movie, QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-f"),
+                QStringLiteral("image2pipe"), QStringLiteral("-vcodec"), QStringLiteral("png"), QStringLiteral("-") },
+            &code);
+        const QImage frame = QImage::fromData(png).convertToFormat(QImage::Format_RGB32);
+        const QImage screen = E2E::grabDesktop().copy(20, 20, 200, 140).convertToFormat(QImage::Format_RGB32);
+        QCOMPARE(frame.size(), screen.size());
+        int far = 0;
+        for (int y = 5; y < frame.height(); y += 10) {
+            for (int x = 5; x < frame.width(); x += 10) {
+                const QColor a = frame.pixelColor(x, y), b = screen.pixelColor(x, y);
+                far += qAbs(a.red() - b.red()) + qAbs(a.green() - b.green()) + qAbs(a.blue() - b.blue()) > 60;
+            }
+        }
+        QVERIFY2(far <= 28, qPrintable(QStringLiteral("%1 of 280 samples differ").arg(far)));
     }
 };
 

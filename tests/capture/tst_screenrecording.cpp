@@ -28,6 +28,7 @@ namespace {
 class ClickTarget : public QWidget
 {
 public:
+    static inline const QColor kColor { 0x30, 0x30, 0x30 };
     int presses = 0;
 
     explicit ClickTarget(const QRect &geometry)
@@ -36,11 +37,13 @@ public:
         setGeometry(geometry);
         show();
         [[maybe_unused]] const bool exposed = QTest::qWaitForWindowExposed(this);
-        QTest::qWait(300);
+        // On screen means: the X server shows it painted.
+        [[maybe_unused]] const bool painted = E2E::waitForWindowPixels(
+            this, [](const QImage &pixels) { return pixels.pixelColor(pixels.rect().center()) == kColor; });
     }
 
 protected:
-    void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), QColor(0x30, 0x30, 0x30)); }
+    void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), kColor); }
     void mousePressEvent(QMouseEvent *) override { ++presses; }
 };
 
