@@ -47,10 +47,19 @@ void BlurLayer::handleDidChangePointTo(const QPointF &point, ShapeLayerHandle *s
     m_blurBackground = path().boundingRect();
 }
 
+ShapeLayer::State BlurLayer::state() const
+{
+    State s = SquareLayer::state();
+    s.blurBackground = m_blurBackground;
+    return s;
+}
+
 void BlurLayer::restoreState(const State &state)
 {
     const qreal width = lineWidth();
     SquareLayer::restoreState(state);
     setLineWidth(width);
-    m_blurBackground = pathBounds().translated(frame().topLeft());
+    // Where the pixelation was, not where the outline is: they differ after
+    // a moved box was resized, and undo and redo show what the user saw.
+    m_blurBackground = state.blurBackground;
 }

@@ -24,6 +24,7 @@ public:
     bool containsPoint(const QPointF &canvasPoint) const override;
     void setPosition(const QPointF &position) override;
     void handleDidChangePointTo(const QPointF &point, ShapeLayerHandle *sender) override;
+    State state() const override;
     void restoreState(const State &state) override;
 
 private:

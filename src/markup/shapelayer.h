@@ -39,6 +39,9 @@ public:
         bool isBent = false;
         int fontSize = 0;
         QString text;
+        // A blur box's pixelated area (canvas coordinates), which a resize
+        // of a moved box does not derive from the rest (Part 4.3).
+        QRectF blurBackground;
         bool operator==(const State &) const = default;
     };
 

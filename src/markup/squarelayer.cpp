@@ -55,22 +55,31 @@ void SquareLayer::hideHandles()
 
 void SquareLayer::placeHandles()
 {
+    // Placed inactive, so the shape is not called back; each handle keeps its
+    // own flag afterwards (only the one under the pointer is active).
+    ShapeLayerHandle *const handles[] = { m_topLeft, m_topRight, m_bottomLeft, m_bottomRight };
+    bool active[4];
+    for (int i = 0; i < 4; ++i) {
+        active[i] = handles[i]->active();
+        handles[i]->setActive(false);
+    }
     const QRectF r = path().boundingRect();
     m_topLeft->setRepresentedPoint(QPointF(r.left(), r.bottom()));
     m_topRight->setRepresentedPoint(QPointF(r.right(), r.bottom()));
     m_bottomLeft->setRepresentedPoint(QPointF(r.left(), r.top()));
     m_bottomRight->setRepresentedPoint(QPointF(r.right(), r.top()));
+    for (int i = 0; i < 4; ++i)
+        handles[i]->setActive(active[i]);
 }
 
 void SquareLayer::layoutHandles()
 {
-    if (!m_topLeft)
-        return;
-    for (auto *h : { m_topLeft, m_topRight, m_bottomLeft, m_bottomRight })
-        h->setActive(false);
-    placeHandles();
-    for (auto *h : { m_topLeft, m_topRight, m_bottomLeft, m_bottomRight })
-        h->setActive(true);
+    // Part 4.3 leaves all four handles active here. Then the next selection
+    // (showHandles) called the shape back through every handle, and a blur
+    // box refitted its pixelation to where it was before a move: only the
+    // dragged handle stays active now.
+    if (m_topLeft)
+        placeHandles();
 }
 
 void SquareLayer::selectAtPoint(const QPointF &point)
@@ -132,8 +141,6 @@ void SquareLayer::restoreState(const State &state)
     ShapeLayer::restoreState(state);
     if (m_topLeft) {
         const bool wasHidden = m_topLeft->isHidden();
-        for (auto *h : { m_topLeft, m_topRight, m_bottomLeft, m_bottomRight })
-            h->setActive(false);
         placeHandles();
         updateHighlight();
         setHandlesHidden(wasHidden);

@@ -23,7 +23,8 @@ public:
     void updatePath() override;
     void showHandles() override;
     void hideHandles() override;
-    // Puts the four handles on the corners of the current path; they are left active.
+    // Puts the four handles on the corners of the current path without being
+    // called back; each keeps its active flag (the dragged one stays active).
     void layoutHandles();
     void selectAtPoint(const QPointF &point);
     void handleDidChangePointTo(const QPointF &point, ShapeLayerHandle *sender) override;
