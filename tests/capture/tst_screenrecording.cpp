@@ -9,7 +9,6 @@
 #include "e2e.h"
 
 #include <csignal>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QMouseEvent>
 #include <QPainter>
@@ -55,6 +54,24 @@ bool isRingColour(const QColor &c)
         && std::abs(c.blue() - ring.blue()) < 60;
 }
 
+bool hasRing(const QImage &shot)
+{
+    for (int y = 0; y < shot.height(); ++y) {
+        for (int x = 0; x < shot.width(); ++x) {
+            if (isRingColour(shot.pixelColor(x, y)))
+                return true;
+        }
+    }
+    return false;
+}
+
+// Whether the desktop shows a ring around `at` now.
+bool ringNear(const QPoint &at)
+{
+    const int r = ClickMarker::kDiameter;
+    return hasRing(E2E::grabDesktop().copy(QRect(at - QPoint(r, r), QSize(2 * r, 2 * r))));
+}
+
 } // namespace
 
 class TestScreenRecording : public QObject
@@ -75,24 +92,28 @@ class TestScreenRecording : public QObject
     }
 
     // Records with these arguments until `during` has run, then stops the
-    // tool the way the application does (SIGTERM). Returns its exit status.
-    static int record(
-        const QStringList &args, const QString &movie, const std::function<void()> &during, QString *errors = nullptr)
+    // tool the way the application does (SIGTERM). `during` sees the tool's
+    // standard error as it comes. Returns its exit status.
+    static int record(const QStringList &args, const QString &movie,
+        const std::function<void(const QString &errors)> &during, QString *errors = nullptr)
     {
         QProcess process;
+        QString said;
+        connect(&process, &QProcess::readyReadStandardError, &process,
+            [&] { said += QString::fromLocal8Bit(process.readAllStandardError()); });
         process.start(tool(), args + QStringList { movie });
         if (!process.waitForStarted())
             return -1;
-        // ffmpeg writes the file once its inputs are open.
-        QDeadlineTimer started(10000);
-        while (!QFile::exists(movie) && !started.hasExpired() && process.state() == QProcess::Running)
-            QTest::qWait(20);
+        // ffmpeg writes the file once its inputs are open. When it grabs its
+        // first frame it does not say (the tool runs it with -nostats), so a
+        // short lead-in gives the movie frames from before `during`.
+        (void)QTest::qWaitFor([&] { return QFile::exists(movie) || process.state() != QProcess::Running; }, 10000);
         QTest::qWait(300);
-        during();
+        during(said);
         ::kill(pid_t(process.processId()), SIGTERM);
         const int code = E2E::waitResponsively(process); // the target keeps taking its clicks
         if (errors)
-            *errors = QString::fromLocal8Bit(process.readAllStandardError());
+            *errors = said + QString::fromLocal8Bit(process.readAllStandardError());
         return code;
     }
 
@@ -173,19 +194,21 @@ private Q_SLOTS:
         m_target->presses = 0;
         bool ringSeen = false;
         QCOMPARE(record({ flags, QStringLiteral("-R"), region() }, movie,
-                     [&] {
+                     [&](const QString &) {
                          xdotool({ QStringLiteral("mousemove"), QString::number(click.x()), QString::number(click.y()),
                              QStringLiteral("click"), QStringLiteral("1") });
-                         QDeadlineTimer up(250);
-                         while (!ringSeen && !up.hasExpired())
-                             ringSeen = isRingColour(E2E::grabDesktop().pixelColor(onRing));
+                         if (rings)
+                             ringSeen = QTest::qWaitFor([&] { return ringNear(click); }, 5000);
                          xdotool({ QStringLiteral("mousemove"), QString::number(onRing.x()),
                              QString::number(onRing.y()), QStringLiteral("click"), QStringLiteral("1") });
-                         QTest::qWait(800);
+                         QTRY_COMPARE(m_target->presses, 2);
+                         ringSeen = ringSeen || ringNear(click);
+                         // Up for a moment after each click, then gone again.
+                         QTRY_VERIFY_WITH_TIMEOUT(!ringNear(click) && !ringNear(onRing), 5000);
                      }),
             0);
         QCOMPARE(ringSeen, rings);
-        QTRY_COMPARE(m_target->presses, 2);
+        QCOMPARE(m_target->presses, 2);
 
         // Around the click, in movie pixels (the region starts 20 px before
         // the target).
@@ -193,19 +216,13 @@ private Q_SLOTS:
         const int r = ClickMarker::kDiameter;
         const QList<QImage> shots = E2E::movieFrames(movie, QRect(inMovie - QPoint(r, r), QSize(2 * r, 2 * r)));
         QVERIFY2(shots.size() > 20, qPrintable(QString::number(shots.size())));
-        int withRing = 0;
-        for (const QImage &shot : shots) {
-            bool found = false;
-            for (int y = 0; y < shot.height() && !found; ++y) {
-                for (int x = 0; x < shot.width() && !found; ++x)
-                    found = isRingColour(shot.pixelColor(x, y));
-            }
-            withRing += found;
-        }
+        const int withRing = int(std::count_if(shots.begin(), shots.end(), hasRing));
         if (rings) {
-            // Up for a moment after each click, then gone again.
+            // Not before the first click, and up no longer than two rings'
+            // lifetimes (at 30 frames a second) plus the encoder's slack.
+            QVERIFY(!hasRing(shots.first()));
             QVERIFY2(withRing >= 3, qPrintable(QString::number(withRing)));
-            QVERIFY2(withRing < shots.size() - 10, qPrintable(QString::number(withRing)));
+            QVERIFY2(withRing <= 2 * ClickMarker::kLifetimeMs * 30 / 1000 + 6, qPrintable(QString::number(withRing)));
         } else {
             QCOMPARE(withRing, 0);
         }
@@ -238,14 +255,17 @@ private Q_SLOTS:
         QProcess player;
         QCOMPARE(record(
                      { flags, QStringLiteral("-R"), region() }, movie,
-                     [&] {
-                         if (m_soundServer)
+                     [&](const QString &said) {
+                         if (m_soundServer) {
+                             // Until the whole tone has gone into the sink.
                              player.start(QStringLiteral("paplay"), { tone });
-                         QTest::qWait(1500);
+                             QTRY_VERIFY_WITH_TIMEOUT(player.state() == QProcess::NotRunning, 15000);
+                         } else {
+                             QTRY_VERIFY(said.contains(QStringLiteral("no sound server answers")));
+                         }
                      },
                      &errors),
             0);
-        player.waitForFinished(5000);
 
         const QByteArray streams = probe(movie);
         QVERIFY2(streams.contains("codec_type=video"), streams.constData());
