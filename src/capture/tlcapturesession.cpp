@@ -23,6 +23,47 @@ Error sessionError(const QString &text)
     return Error(QStringLiteral("TLCaptureSession"), -1, text);
 }
 
+// Whether ffmpeg finalised the movie: a QuickTime file plays only once its
+// index (the "moov" box) has been written after the frames, which a killed
+// ffmpeg or a full disk never gets to. The top-level boxes are walked; a box
+// that runs past the end of the file means the writing was cut short.
+bool isFinalisedMovie(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const qint64 end = file.size();
+    qint64 at = 0;
+    bool index = false, frames = false;
+    while (at + 8 <= end) {
+        file.seek(at);
+        const QByteArray header = file.read(16);
+        if (header.size() < 8)
+            return false;
+        const auto be = [&header](int from, int bytes) {
+            quint64 v = 0;
+            for (int i = 0; i < bytes; ++i)
+                v = (v << 8) | quint8(header[from + i]);
+            return v;
+        };
+        quint64 size = be(0, 4);
+        int headerSize = 8;
+        if (size == 1) { // a 64-bit size follows the type
+            if (header.size() < 16)
+                return false;
+            size = be(8, 8);
+            headerSize = 16;
+        }
+        if (size == 0 || size < quint64(headerSize) || at + qint64(size) > end)
+            return false; // open-ended or cut short
+        const QByteArray type = header.mid(4, 4);
+        index = index || type == "moov";
+        frames = frames || (type == "mdat" && size > quint64(headerSize));
+        at += qint64(size);
+    }
+    return index && frames && at == end;
+}
+
 } // namespace
 
 TLCaptureSession::TLCaptureSession(QObject *parent)
@@ -172,6 +213,8 @@ void TLCaptureSession::recorderFinished(bool ok, const QString &message)
     } else if (!QFileInfo(m_path).isFile() || QFileInfo(m_path).size() == 0) {
         error = sessionError(QStringLiteral("The recording stopped: no movie was written"));
     }
+    if (error)
+        keepOrRemoveMovie(&error);
     qCInfo(lcCaptureSession).noquote() << QStringLiteral("Did finish recording to %1 due to error %2")
                                               .arg(QUrl::fromLocalFile(m_path).toString(),
                                                   error ? error.toString() : QStringLiteral("(null)"));
@@ -179,14 +222,23 @@ void TLCaptureSession::recorderFinished(bool ok, const QString &message)
         finish(error);
         return;
     }
-    // ffmpeg ended before anyone asked: keep what it says for the stop, and
-    // where the movie so far is.
+    // ffmpeg ended before anyone asked: keep what it says for the stop.
     m_failure = error ? error : sessionError(QStringLiteral("The recording stopped by itself"));
-    if (QFileInfo(m_path).size() > 0) {
-        m_failure.localizedDescription += QStringLiteral(". What was recorded is in %1").arg(m_path);
-        m_failure.userInfo.insert(QStringLiteral("file"), m_path);
-    }
     Q_EMIT recordingFailed(m_failure);
+}
+
+void TLCaptureSession::keepOrRemoveMovie(Error *error) const
+{
+    // The user is told where the movie so far is only when it plays; a file
+    // without its index is of no use to anyone and goes.
+    if (isFinalisedMovie(m_path)) {
+        error->localizedDescription += QStringLiteral(". What was recorded is in %1").arg(m_path);
+        error->userInfo.insert(QStringLiteral("file"), m_path);
+        return;
+    }
+    if (QFile::exists(m_path) && !QFile::remove(m_path))
+        qCWarning(lcCaptureSession).noquote() << QStringLiteral("Error deleting broken movie %1").arg(m_path);
+    error->localizedDescription += QStringLiteral(". Nothing was kept: the movie could not be finished");
 }
 
 void TLCaptureSession::finish(const Error &error)

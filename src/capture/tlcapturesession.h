@@ -70,12 +70,16 @@ public:
 Q_SIGNALS:
     void recordingStarted();
     // ffmpeg ended on its own: the sound server went away, the disk is full,
-    // it was killed. The movie so far is kept when ffmpeg could finalise it.
+    // it was killed. The movie so far is kept, and the error says where, when
+    // ffmpeg could finalise it; otherwise it is removed and the error says so.
     void recordingFailed(const Error &error);
 
 private:
     void recorderFinished(bool ok, const QString &message);
     void finish(const Error &error);
+    // After a failure: says in *error where the movie so far is, or removes
+    // it when it cannot be played.
+    void keepOrRemoveMovie(Error *error) const;
 
     ScreenRecorder *m_recorder = nullptr;
     std::unique_ptr<ClickMarker> m_clickMarker;

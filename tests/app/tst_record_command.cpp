@@ -6,6 +6,7 @@
 #include "referenceserver.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QPainter>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -179,12 +180,27 @@ private Q_SLOTS:
         QVERIFY2(barPositions.size() >= 3, qPrintable(QString::number(barPositions.size())));
     }
 
-    // ffmpeg dying mid-recording: a clear message, a failure status, and no
-    // process left behind.
-    void ffmpegKilledMidRecording()
+    // ffmpeg dying mid-recording, and Ctrl-C pressed again while the movie is
+    // made a GIF: a clear message and status, a movie kept only where it
+    // plays, and no process left behind.
+    void stoppedOrKilled_data()
     {
+        QTest::addColumn<int>("ffmpegSignal"); // 0: Ctrl-C to tessly, twice
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("ffmpeg killed: nothing kept") << int(SIGKILL) << 1 << QStringLiteral("Nothing was kept");
+        QTest::newRow("ffmpeg terminated: what it finished is kept")
+            << int(SIGTERM) << 1 << QStringLiteral("What was recorded is in ");
+        QTest::newRow("Ctrl-C twice: stops once, uploads the GIF") << 0 << 0 << QStringLiteral("Converting to GIF...");
+    }
+
+    void stoppedOrKilled()
+    {
+        QFETCH(int, ffmpegSignal);
+        QFETCH(int, status);
+        QFETCH(QString, message);
         QProcess process;
-        start(process, { QStringLiteral("record"), QStringLiteral("--region"), region() });
+        start(process, { QStringLiteral("record"), QStringLiteral("--region"), region(), QStringLiteral("--gif") });
         QVERIFY(process.waitForStarted());
         QString ffmpeg;
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -193,12 +209,32 @@ private Q_SLOTS:
                                                .trimmed()))
                  .isEmpty(),
             10000);
-        ::kill(pid_t(ffmpeg.toInt()), SIGKILL);
-        QCOMPARE(E2E::waitResponsively(process), 1);
-        const QString errors = QString::fromUtf8(process.readAllStandardError());
-        QVERIFY2(errors.contains(QStringLiteral("The recording stopped")), qPrintable(errors));
-        QVERIFY(process.readAllStandardOutput().isEmpty());
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(ffmpeg));
+        QVERIFY(cmdline.open(QIODevice::ReadOnly));
+        const QString movie = QString::fromLocal8Bit(cmdline.readAll().chopped(1).split('\0').last());
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(movie), 10000); // the first frame
+        QTest::qWait(1000);
+        QString errors;
+        if (ffmpegSignal) {
+            ::kill(pid_t(ffmpeg.toInt()), ffmpegSignal);
+        } else {
+            ::kill(pid_t(process.processId()), SIGINT);
+            QTRY_VERIFY_WITH_TIMEOUT(
+                (errors += QString::fromUtf8(process.readAllStandardError())).contains(message), 20000);
+            ::kill(pid_t(process.processId()), SIGINT);
+        }
+        QCOMPARE(E2E::waitResponsively(process, 60000), status);
+        errors += QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(errors.contains(message), qPrintable(errors));
         QCOMPARE(::kill(pid_t(ffmpeg.toInt()), 0), -1);
+        const QString out = QString::fromUtf8(process.readAllStandardOutput());
+        QVERIFY2(status == 0 ? out.startsWith(QStringLiteral("http")) : out.isEmpty(), qPrintable(out));
+        if (ffmpegSignal == SIGKILL) {
+            QVERIFY(!QFileInfo::exists(movie)); // without its index it does not play: it goes
+        } else if (ffmpegSignal == SIGTERM) {
+            QVERIFY2(errors.contains(message + movie), qPrintable(errors));
+            QVERIFY(!E2E::movieFrames(movie, QRect(0, 0, 16, 16)).isEmpty());
+        }
     }
 
     void badRegionsAreRefused_data()

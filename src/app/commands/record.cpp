@@ -10,6 +10,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTimer>
+#include <utility>
 
 // `tessly record [--gif] [--region x,y,w,h] [--duration S] [--no-audio]`
 // records the screen without the framing panel, so recordings can be
@@ -127,37 +128,46 @@ int record(const QStringList &args)
           << (a.duration > 0 ? QStringLiteral(" for %1 s").arg(a.duration) : QStringLiteral(" until Ctrl-C")) << "\n";
     err().flush();
 
-    QEventLoop loop;
+    QEventLoop recording;
     QUrl movie;
+    // Ctrl-C, SIGTERM, the duration and a failure each end the recording, but
+    // only the first counts: a second Ctrl-C, or the duration running out
+    // after one, must not end the movie's processing half-way.
+    bool stopping = false;
     const auto stop = [&] {
+        if (std::exchange(stopping, true))
+            return;
         session.endRecordingComplete([&](const Error &e, const QUrl &url) {
             error = e;
             movie = url;
-            loop.quit();
+            recording.quit();
         });
     };
     TerminationWatcher termination;
-    QObject::connect(&termination, &TerminationWatcher::terminationRequested, &loop, stop);
-    QObject::connect(&session, &TLCaptureSession::recordingFailed, &loop, stop);
+    QObject::connect(&termination, &TerminationWatcher::terminationRequested, &recording, stop);
+    QObject::connect(&session, &TLCaptureSession::recordingFailed, &recording, stop);
     // The duration counts from the first frame.
     if (a.duration > 0) {
-        QObject::connect(&session, &TLCaptureSession::recordingStarted, &loop,
-            [&] { QTimer::singleShot(int(a.duration * 1000), &loop, stop); });
+        QObject::connect(&session, &TLCaptureSession::recordingStarted, &recording,
+            [&] { QTimer::singleShot(int(a.duration * 1000), &recording, stop); });
     }
-    loop.exec();
+    recording.exec();
     if (error) {
         err() << "tessly record: " << error.localizedDescription << "\n";
         return 1;
     }
 
+    err() << "tessly record: " << (a.gif ? "Converting to GIF..." : "Optimizing video...") << "\n";
+    err().flush();
+    QEventLoop processing;
     QUrl result;
     CloudScreenRecorder::processRecording(
         movie, options.format(), screen ? screen->devicePixelRatio() : 1.0, [&](const QUrl &file, const Error &e) {
             result = file;
             error = e;
-            loop.quit();
+            processing.quit();
         });
-    loop.exec();
+    processing.exec();
     if (a.gif && error) {
         err() << "tessly record: the GIF could not be made: " << error.localizedDescription << "\n";
         return 1;
