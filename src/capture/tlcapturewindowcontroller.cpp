@@ -138,6 +138,12 @@ void TLCaptureWindowController::endRecordingComplete(TLCaptureSession::Complete 
 {
     leaveRecordingState();
     m_ended = true;
+    if (m_restartingSession) {
+        // Stop came while the old take was being finished for a restart: the
+        // new one has not begun, so the old take is the recording after all.
+        m_stopDuringRestart = std::move(complete);
+        return;
+    }
     if (!m_captureSession) {
         complete(Error(QStringLiteral("TLCaptureSession"), -1, QStringLiteral("Nothing was recorded")), {});
         deleteLater();
@@ -155,6 +161,8 @@ void TLCaptureWindowController::cancelRecording()
 {
     leaveRecordingState();
     m_ended = true;
+    if (m_restartingSession)
+        return; // the restart removes the old take, sees m_ended and closes
     if (!m_captureSession) {
         deleteLater();
         return;
@@ -173,28 +181,42 @@ void TLCaptureWindowController::cancelRecording()
 
 void TLCaptureWindowController::restartRecording()
 {
-    if (!m_captureSession)
+    if (!m_captureSession || m_ended)
         return;
     QPointer<TLCaptureWindowController> self(this);
     TLCaptureSession *old = m_captureSession;
     m_captureSession = nullptr;
-    old->endRecordingComplete([self, old](const Error &, const QUrl &url) {
+    m_restartingSession = old;
+    old->endRecordingComplete([self, old](const Error &error, const QUrl &url) {
+        old->deleteLater();
+        if (self)
+            self->m_restartingSession = nullptr;
+        if (self && self->m_stopDuringRestart) {
+            TLCaptureSession::Complete complete = std::exchange(self->m_stopDuringRestart, {});
+            complete(error, url);
+            self->deleteLater();
+            return;
+        }
         if (QFile::exists(url.toLocalFile()))
             QFile::remove(url.toLocalFile());
-        old->deleteLater();
-        Dispatch::main([self] {
-            if (!self || self->m_ended)
-                return;
-            self->m_captureSession = self->newSession();
-            Error error;
-            if (!self->m_captureSession->beginRecordingWithOptions(TLCaptureSessionOptions::currentOptions(), &error)) {
-                if (self->m_delegate)
-                    self->m_delegate->recordingFailed(error);
-                return;
-            }
+        if (self && self->m_ended) { // discarded meanwhile
+            self->deleteLater();
+            return;
+        }
+        if (!self)
+            return;
+        // At once, on this (the GUI) thread: a stop must find either the old
+        // take or the new one.
+        self->m_captureSession = self->newSession();
+        Error beginError;
+        if (!self->m_captureSession->beginRecordingWithOptions(
+                TLCaptureSessionOptions::currentOptions(), &beginError)) {
             if (self->m_delegate)
-                self->m_delegate->recordingRestarted();
-        });
+                self->m_delegate->recordingFailed(beginError);
+            return;
+        }
+        if (self->m_delegate)
+            self->m_delegate->recordingRestarted();
     });
 }
 

@@ -50,6 +50,10 @@ private:
     TLCapturePanel *m_panel = nullptr;
     TLWebcamWindowController *m_webcam = nullptr;
     QPointer<TLCaptureSession> m_captureSession;
+    // A restart's old take while ffmpeg finishes it, and a stop that came
+    // meanwhile.
+    QPointer<TLCaptureSession> m_restartingSession;
+    TLCaptureSession::Complete m_stopDuringRestart;
     bool m_isTransitioningScreens = false;
     bool m_disableAudioRecording = false;
     bool m_ended = false;

@@ -1,25 +1,35 @@
-// The recording's options and controls, driven without a display: what the
-// options load and store, the format choice, the countdown, the options
-// menu, the elapsed time, the tray icon as the stop button, the processing
-// step with the real ffmpeg, and the webcam bubble (fed by a test pattern:
-// a machine without a camera cannot run the real one).
+// The recording's options and controls on the e2e harness's desktop: what
+// the options load and store, the format choice, the countdown, the options
+// menu, the elapsed time, the tray icon as the stop button, the capture
+// window controller's stop, restart and discard with the real ffmpeg (and
+// the click rings in what it records), the processing step, and the webcam
+// bubble (fed by a test pattern: a machine without a camera cannot run the
+// real one).
+#include "clickmarker.h"
 #include "cloudscreenrecorder.h"
 #include "defaultskeys.h"
 #include "floatingcamerapanel.h"
 #include "notificationrecorder.h"
 #include "notifications.h"
 #include "recordingstatusbutton.h"
+#include "e2e.h"
 #include "settingsstore.h"
+#include "tlcapturesession.h"
 #include "tlcapturesessionoptions.h"
+#include "tlcapturewindowcontroller.h"
 #include "tlrecordingcontrolspanel.h"
 #include "tlvideocontrolsviewcontroller.h"
 #include "tlwebcamwindowcontroller.h"
 #include "webcamframesource.h"
 
+#include <csignal>
+#include <QDir>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QProcess>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
@@ -224,6 +234,98 @@ private Q_SLOTS:
         QCOMPARE(ownClicks, 1);
         recorder.restoreStatusItem(); // once only
         QCOMPARE(ownClicks, 1);
+    }
+
+    // What each way out of a recording leaves: discard no movie, restart a
+    // new one in place of the old (which shows the clicks made in it), and a
+    // stop pressed while the old take is being finished for a restart the old
+    // take. No ffmpeg outlives the capture.
+    void stopRestartAndDiscard_data()
+    {
+        QTest::addColumn<int>("restart"); // 0 none, 1 waiting for the new take, 2 stopped at once
+        QTest::addColumn<bool>("stop"); // else discard
+        QTest::newRow("discard") << 0 << false;
+        QTest::newRow("restart, click, stop") << 1 << true;
+        QTest::newRow("stop while restarting") << 2 << true;
+    }
+    void stopRestartAndDiscard()
+    {
+        QFETCH(int, restart);
+        QFETCH(bool, stop);
+        TLCaptureSessionOptions &options = TLCaptureSessionOptions::currentOptions();
+        options.setShowMouseClicks(true);
+        options.setShowWebcam(false);
+        const QRect area(100, 100, 240, 180); // global pixels, top-left origin
+        QScreen *screen = QGuiApplication::primaryScreen();
+        options.setCaptureRect(QRectF(area.x(), screen->geometry().height() - area.bottom() - 1, area.width(),
+            area.height()));
+        QPointer<TLCaptureWindowController> controller = new TLCaptureWindowController(nullptr);
+        controller->setDisableAudioRecording(true);
+        controller->beginScreenCaptureForScreen(screen);
+        controller->startRecording();
+        QTRY_VERIFY(controller->captureSession() && QFileInfo::exists(controller->captureSession()->captureTemporaryFilePath()));
+        const QString first = controller->captureSession()->captureTemporaryFilePath();
+        const QDir folder = QFileInfo(first).dir();
+        const QStringList before = folder.entryList({ QStringLiteral("*.mov") });
+        QTest::qWait(1100); // a new take is named by the second it starts in
+        QString take = first;
+        if (restart) {
+            controller->restartRecording();
+            if (restart == 1) {
+                QTRY_VERIFY(controller->captureSession()
+                    && QFileInfo::exists(take = controller->captureSession()->captureTemporaryFilePath()));
+                QVERIFY(!QFileInfo::exists(first));
+                const QPoint click = area.center();
+                E2E::runTool(QStringLiteral("xdotool"),
+                    { QStringLiteral("mousemove"), QString::number(click.x()), QString::number(click.y()),
+                        QStringLiteral("click"), QStringLiteral("1") });
+                QTest::qWait(800);
+            }
+        }
+        Error error;
+        QUrl movie;
+        if (stop) {
+            controller->endRecordingComplete([&](const Error &e, const QUrl &url) {
+                error = e;
+                movie = url;
+            });
+        } else {
+            controller->cancelRecording();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(controller.isNull(), 20000); // it closes itself once ffmpeg has ended
+        QVERIFY(E2E::runTool(QStringLiteral("pgrep"),
+            { QStringLiteral("-P"), QString::number(QCoreApplication::applicationPid()), QStringLiteral("ffmpeg") })
+                    .isEmpty());
+        QStringList left = folder.entryList({ QStringLiteral("*.mov") });
+        for (const QString &name : before)
+            left.removeOne(name);
+        if (!stop) {
+            QVERIFY2(left.isEmpty() && !QFileInfo::exists(first), qPrintable(left.join(QLatin1Char(','))));
+            return;
+        }
+        QVERIFY2(!error, qPrintable(error.toString()));
+        QCOMPARE(movie.toLocalFile(), take);
+        const int r = ClickMarker::kDiameter;
+        const QList<QImage> around = E2E::movieFrames(take, QRect(QPoint(120 - r, 90 - r), QSize(2 * r, 2 * r)));
+        QVERIFY(around.size() > 20);
+        int withRing = 0;
+        for (const QImage &shot : around) {
+            const QColor ring = QColor::fromRgb(ClickMarker::kColor);
+            bool found = false;
+            for (int y = 0; y < shot.height() && !found; ++y) {
+                for (int x = 0; x < shot.width() && !found; ++x) {
+                    const QColor c = shot.pixelColor(x, y);
+                    found = std::abs(c.red() - ring.red()) < 60 && std::abs(c.green() - ring.green()) < 60
+                        && std::abs(c.blue() - ring.blue()) < 60;
+                }
+            }
+            withRing += found;
+        }
+        if (restart == 1) // up for a moment after the click
+            QVERIFY2(withRing >= 3, qPrintable(QString::number(withRing)));
+        else
+            QCOMPARE(withRing, 0);
+        QFile::remove(take);
     }
 
     void processingMakesTheUploadedFile_data()
