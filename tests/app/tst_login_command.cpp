@@ -1,7 +1,7 @@
 #include "loopbackpeer.h"
 #include "referenceserver.h"
+#include "tesslycommand.h"
 
-#include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -9,15 +9,7 @@
 // `tessly login` and `tessly logout`, run as the real binary against the
 // reference service, each case with a settings folder of its own.
 
-namespace {
-
-struct Run
-{
-    int exitCode = -1;
-    QString out, err;
-};
-
-} // namespace
+using Run = TesslyCommand::Run;
 
 class TestLoginCommand : public QObject
 {
@@ -29,28 +21,13 @@ class TestLoginCommand : public QObject
     QString iniPath() const { return m_config->filePath(QStringLiteral("tessly/tessly.ini")); }
     QVariant stored(const QString &key) const { return QSettings(iniPath(), QSettings::IniFormat).value(key); }
 
-    // Runs tessly; keeps this event loop turning so a loopback peer in this
-    // process can answer.
     Run tessly(const QStringList &args, const QString &apiUrl, const QByteArray &input = {})
     {
-        QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config->path());
         env.insert(QStringLiteral("TESSLY_API_URL"), apiUrl);
         env.insert(QStringLiteral("TESSLY_WEB_DOMAIN"), m_server.webDomain());
-        process.setProcessEnvironment(env);
-        process.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
-        if (!input.isNull()) {
-            process.write(input);
-            process.closeWriteChannel();
-        }
-        Run run;
-        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 60000))
-            return run;
-        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        run.out = QString::fromUtf8(process.readAllStandardOutput());
-        run.err = QString::fromUtf8(process.readAllStandardError());
-        return run;
+        return TesslyCommand::run(args, env, input, 60000);
     }
 
 private Q_SLOTS:

@@ -3,9 +3,9 @@
 // large upload killed with SIGKILL at random moments and resumed.
 #include "multipartuploadstate.h"
 #include "referenceserver.h"
+#include "tesslycommand.h"
 #include "testfiles.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -17,16 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
-
-struct Run
-{
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-} // namespace
+using Run = TesslyCommand::Run;
 
 class TestUploadCommand : public QObject
 {
@@ -47,30 +38,11 @@ private:
         return env;
     }
 
-    static QString tessly() { return qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"); }
+    Run run(const QStringList &args) { return TesslyCommand::run(args, environment()); }
 
-    Run run(const QStringList &args)
-    {
-        QProcess process;
-        process.setProcessEnvironment(environment());
-        process.start(tessly(), args);
-        process.waitForFinished(120000);
-        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()) };
-    }
-
-    QByteArray body(const QString &link)
-    {
-        const QString code = link.section(QLatin1Char('/'), -1);
-        return server
-            .request("GET", QStringLiteral("/%1/download").arg(code), {},
-                { { "Host", QStringLiteral("cli.%1").arg(server.webDomain()).toUtf8() } })
-            .body;
-    }
-    QByteArray downloaded(const QString &link)
-    {
-        return QCryptographicHash::hash(body(link), QCryptographicHash::Sha256);
-    }
+    // What a visitor of the share link gets, and its SHA-256.
+    QByteArray body(const QString &link) { return server.shareDownload("cli", link.section('/', -1)).body; }
+    QByteArray downloaded(const QString &link) { return server.shareDownloadSha256("cli", link.section('/', -1)); }
 
 private Q_SLOTS:
     void initTestCase()
@@ -82,7 +54,7 @@ private Q_SLOTS:
             = server.addUser(QStringLiteral("cli@example.com"), QStringLiteral("secret-pass"), QStringLiteral("cli"));
         QVERIFY(!token.isEmpty());
         const Run login = run({ QStringLiteral("login"), QStringLiteral("--token"), token });
-        QVERIFY2(login.status == 0, qPrintable(login.err));
+        QVERIFY2(login.exitCode == 0, qPrintable(login.err));
     }
 
     void printsOneLinkPerFileInOrder()
@@ -96,7 +68,7 @@ private Q_SLOTS:
         TestFiles::random(dir.filePath(QStringLiteral("two/src")), QStringLiteral("second.txt"), 10);
         const Run r = run({ QStringLiteral("upload"), a, dir.filePath(QStringLiteral("missing.png")), b,
             dir.filePath(QStringLiteral("one/src")), dir.filePath(QStringLiteral("two/src")) });
-        QCOMPARE(r.status, 1); // one file was missing
+        QCOMPARE(r.exitCode, 1); // one file was missing
         const QStringList links = r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(links.size(), 4);
         QVERIFY(links[0].startsWith(QStringLiteral("https://cli.%1/").arg(server.webDomain())));
@@ -108,7 +80,7 @@ private Q_SLOTS:
         // A name's control characters reach the terminal quoted.
         const Run evil
             = run({ QStringLiteral("upload"), dir.filePath(QStringLiteral("red\x1b[31m\nfake: ok\u202e.png")) });
-        QCOMPARE(evil.status, 1);
+        QCOMPARE(evil.exitCode, 1);
         QVERIFY2(evil.err.endsWith(QStringLiteral("red\\x1B[31m\\x0Afake: ok\\u202E.png: no such file\n")),
             qPrintable(evil.err));
         // Archives go once uploaded, and with them the run's private folder.
@@ -116,9 +88,9 @@ private Q_SLOTS:
             qPrintable(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(' ')));
 
         const Run none = run({ QStringLiteral("upload") });
-        QCOMPARE(none.status, 2);
+        QCOMPARE(none.exitCode, 2);
         QVERIFY(none.err.contains(QLatin1String("usage: tessly upload FILE...")));
-        QCOMPARE(run({ QStringLiteral("upload"), QStringLiteral("--bogus") }).status, 2);
+        QCOMPARE(run({ QStringLiteral("upload"), QStringLiteral("--bogus") }).exitCode, 2);
     }
 
     void namesThatAreNotUtf8StillUpload()
@@ -139,7 +111,7 @@ private Q_SLOTS:
         process.start(QStringLiteral("sh"),
             { QStringLiteral("-c"),
                 QStringLiteral("exec \"$0\" upload \"$1/$(printf 'caf\\351.txt')\" \"$1/$(printf 'd\\351j\\340')\""),
-                tessly(), dir.path() });
+                TesslyCommand::program(), dir.path() });
         QVERIFY(process.waitForFinished(120000));
         const QString err = QString::fromUtf8(process.readAllStandardError());
         QVERIFY2(process.exitCode() == 0, qPrintable(err));
@@ -162,7 +134,7 @@ private Q_SLOTS:
         for (int kill = 0; kill < 2; ++kill) {
             QProcess process;
             process.setProcessEnvironment(environment());
-            process.start(tessly(), { QStringLiteral("upload"), big });
+            process.start(TesslyCommand::program(), { QStringLiteral("upload"), big });
             QVERIFY(process.waitForStarted());
             QTRY_VERIFY_WITH_TIMEOUT(TLMultipartUploadState::stateForFilePath(big)
                     && TLMultipartUploadState::stateForFilePath(big)->completedParts().size() > partsDone,
@@ -174,7 +146,7 @@ private Q_SLOTS:
         QVERIFY(partsDone < 12);
 
         const Run listed = run({ QStringLiteral("uploads") });
-        QCOMPARE(listed.status, 0);
+        QCOMPARE(listed.exitCode, 0);
         QVERIFY2(listed.out.contains(big), qPrintable(listed.out));
 
         const auto record = TLMultipartUploadState::stateForFilePath(big);
@@ -186,7 +158,7 @@ private Q_SLOTS:
 
         QVERIFY(server.setFaults(QStringLiteral("off")));
         const Run resumed = run({ QStringLiteral("resume") });
-        QVERIFY2(resumed.status == 0, qPrintable(resumed.err));
+        QVERIFY2(resumed.exitCode == 0, qPrintable(resumed.err));
         QCOMPARE(downloaded(resumed.out.trimmed()), TestFiles::sha256(big));
 
         const auto after = server.partPutCounts(record->uploadId());
@@ -202,14 +174,14 @@ private Q_SLOTS:
         const QString big = TestFiles::random(dir.path(), QStringLiteral("abandoned.bin"), 55 * 1024 * 1024);
         QProcess process;
         process.setProcessEnvironment(environment());
-        process.start(tessly(), { QStringLiteral("upload"), big });
+        process.start(TesslyCommand::program(), { QStringLiteral("upload"), big });
         QTRY_VERIFY_WITH_TIMEOUT(TLMultipartUploadState::stateForFilePath(big), 10000);
         ::kill(pid_t(process.processId()), SIGKILL);
         process.waitForFinished();
         QVERIFY(server.setFaults(QStringLiteral("off")));
 
         const Run cancelled = run({ QStringLiteral("cancel-all") });
-        QVERIFY2(cancelled.status == 0, qPrintable(cancelled.err));
+        QVERIFY2(cancelled.exitCode == 0, qPrintable(cancelled.err));
         QVERIFY(cancelled.out.contains(QLatin1String("Cancelled 1 unfinished upload.")));
         QVERIFY(!TLMultipartUploadState::stateForFilePath(big));
         QCOMPARE(run({ QStringLiteral("resume") }).out.trimmed(), QStringLiteral("Nothing to resume."));

@@ -32,13 +32,6 @@ class TestCaptureTool : public QObject
         return (origin + (logical - origin) * screen->devicePixelRatio()).toPoint();
     }
 
-    static void xdotool(const QStringList &args)
-    {
-        int code = -1;
-        E2E::runTool(QStringLiteral("xdotool"), args, &code);
-        QCOMPARE(code, 0);
-    }
-
     // Runs the tool; `interact` drives it once its windows are up.
     int run(const QStringList &args, QString *stderrText = nullptr, const std::function<void()> &interact = {})
     {
@@ -157,11 +150,11 @@ private Q_SLOTS:
         const QPoint to = toNative(m_pattern->mapToGlobal(QPointF(m_pattern->width() + 15, m_pattern->height() + 15)));
         QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
                      [&] {
-                         xdotool({ QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
-                             QStringLiteral("mousedown"), QStringLiteral("1") });
-                         xdotool({ QStringLiteral("mousemove"), QString::number((from.x() + to.x()) / 2),
+                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(from.x()),
+                             QString::number(from.y()), QStringLiteral("mousedown"), QStringLiteral("1") });
+                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number((from.x() + to.x()) / 2),
                              QString::number((from.y() + to.y()) / 2) });
-                         xdotool({ QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y()),
+                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y()),
                              QStringLiteral("mouseup"), QStringLiteral("1") });
                      }),
             0);
@@ -177,11 +170,12 @@ private Q_SLOTS:
         QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
                      [&] {
                          // Mid-drag: nothing is taken until the button is released.
-                         xdotool({ QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
-                             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                             QString::number(from.x() + 50), QString::number(from.y() + 40) });
-                         xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
-                         xdotool({ QStringLiteral("mouseup"), QStringLiteral("1") });
+                         E2E::xdotool(
+                             { QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
+                                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+                                 QString::number(from.x() + 50), QString::number(from.y() + 40) });
+                         E2E::xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
+                         E2E::xdotool({ QStringLiteral("mouseup"), QStringLiteral("1") });
                      }),
             1);
         QVERIFY(!QFile::exists(path));
@@ -205,8 +199,8 @@ private Q_SLOTS:
         const QPoint inside = toNative(m_pattern->mapToGlobal(QPointF(30, 30)));
         auto click = [&] {
             if (how == QLatin1String("-i"))
-                xdotool({ QStringLiteral("key"), QStringLiteral("space") });
-            xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()),
+                E2E::xdotool({ QStringLiteral("key"), QStringLiteral("space") });
+            E2E::xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()),
                 QStringLiteral("click"), QStringLiteral("1") });
         };
         if (how == QLatin1String("-l")) {

@@ -4,6 +4,8 @@
 // the user's drag, which the harness answers for (see there). The output
 // shows a picture of four coloured quadrants, so a screenshot is checked
 // pixel by pixel.
+#include "e2e.h"
+
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -20,15 +22,6 @@ const QSize kOutput(640, 480); // the harness's --screen
 QColor quadrantAt(const QPoint &p)
 {
     return kQuadrants[(p.y() < kOutput.height() / 2 ? 0 : 2) + (p.x() < kOutput.width() / 2 ? 0 : 1)];
-}
-
-QByteArray run(const QString &program, const QStringList &args, int *code)
-{
-    QProcess process;
-    process.start(program, args);
-    const bool done = process.waitForFinished(20000);
-    *code = done && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return process.readAllStandardOutput();
 }
 
 } // namespace
@@ -96,11 +89,11 @@ private Q_SLOTS:
         const QString wallpaper = m_dir.filePath(QStringLiteral("pattern.png"));
         QVERIFY(pattern.save(wallpaper));
         int code = -1;
-        run(QStringLiteral("swaymsg"), { QStringLiteral("output * bg %1 stretch").arg(wallpaper) }, &code);
+        E2E::runTool(QStringLiteral("swaymsg"), { QStringLiteral("output * bg %1 stretch").arg(wallpaper) }, &code);
         QCOMPARE(code, 0);
         // On screen once grim sees it.
         QTRY_VERIFY_WITH_TIMEOUT(
-            QImage::fromData(run(QStringLiteral("grim"), { QStringLiteral("-") }, &code)).pixelColor(600, 440)
+            QImage::fromData(E2E::runTool(QStringLiteral("grim"), { QStringLiteral("-") }, &code)).pixelColor(600, 440)
                 == quadrantAt(QPoint(600, 440)),
             10000);
     }

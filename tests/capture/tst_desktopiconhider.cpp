@@ -70,13 +70,6 @@ class TestDesktopIconHider : public QObject
         return {};
     }
 
-    static void xdotool(const QStringList &args)
-    {
-        int code = -1;
-        E2E::runTool(QStringLiteral("xdotool"), args, &code);
-        QCOMPARE(code, 0);
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -155,7 +148,7 @@ private Q_SLOTS:
         // The X server's answer to "which window gets a click here": the same
         // with the cover as without it, and the desktop gets the click.
         const QPoint p = iconCentre(0);
-        xdotool({ QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()) });
+        E2E::xdotool({ QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()) });
         const QByteArray uncovered = windowUnderPointer();
         QVERIFY(!uncovered.isEmpty());
         DesktopIconHider hider;
@@ -165,7 +158,7 @@ private Q_SLOTS:
             iconPixels(E2E::grabDesktop()), expectedIconPixels(wallpaper ? Cover::Wallpaper : Cover::OwnBackground));
         QCOMPARE(windowUnderPointer(), uncovered);
         const int presses = m_desktop->presses();
-        xdotool({ QStringLiteral("click"), QStringLiteral("1") });
+        E2E::xdotool({ QStringLiteral("click"), QStringLiteral("1") });
         QTRY_COMPARE(m_desktop->presses(), presses + 1);
         hider.unhideDesktopIcons();
         m_desktop->publishWallpaper(true);
@@ -189,7 +182,7 @@ private Q_SLOTS:
         // A shell of our own sees the switch no earlier than the hider's.
         const std::unique_ptr<DesktopShell> witness = DesktopShell::create();
         QSignalSpy switched(witness.get(), &DesktopShell::workspaceChanged);
-        xdotool({ QStringLiteral("set_desktop"), QStringLiteral("1") });
+        E2E::xdotool({ QStringLiteral("set_desktop"), QStringLiteral("1") });
         QTRY_VERIFY(!switched.isEmpty());
         QCoreApplication::processEvents();
         QVERIFY(hider.overlayControllers().isEmpty());
@@ -197,7 +190,7 @@ private Q_SLOTS:
 
         hider.hideDesktopIcons();
         QCOMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 1);
-        xdotool({ QStringLiteral("set_desktop"), QStringLiteral("0") });
+        E2E::xdotool({ QStringLiteral("set_desktop"), QStringLiteral("0") });
         QTRY_COMPARE(log.count(QStringLiteral("Capturing Screen {{0, 0}, {800, 600}}")), 2);
         QCOMPARE(hider.overlayControllers().size(), 1);
         QTRY_COMPARE(iconPixels(E2E::grabDesktop()), expectedIconPixels(Cover::Wallpaper));

@@ -84,13 +84,6 @@ class TestScreenRecording : public QObject
 
     static QString tool() { return qEnvironmentVariable("TESSLY_CAPTURE_TOOL"); }
 
-    static void xdotool(const QStringList &args)
-    {
-        int code = -1;
-        E2E::runTool(QStringLiteral("xdotool"), args, &code);
-        QCOMPARE(code, 0);
-    }
-
     // Records with these arguments until `during` has run, then stops the
     // tool the way the application does (SIGTERM). `during` sees the tool's
     // standard error as it comes. Returns its exit status.
@@ -131,13 +124,13 @@ class TestScreenRecording : public QObject
     // Mean loudness of the movie's sound in dB.
     static double meanVolume(const QString &movie)
     {
-        QProcess ffmpeg;
-        ffmpeg.start(QStringLiteral("ffmpeg"),
+        QByteArray log;
+        E2E::runTool(QStringLiteral("ffmpeg"),
             { QStringLiteral("-i"), movie, QStringLiteral("-map"), QStringLiteral("0:a"), QStringLiteral("-af"),
-                QStringLiteral("volumedetect"), QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") });
-        ffmpeg.waitForFinished(30000);
-        const QString log = QString::fromLocal8Bit(ffmpeg.readAllStandardError());
-        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(log);
+                QStringLiteral("volumedetect"), QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
+            nullptr, 30000, &log);
+        const QRegularExpressionMatch m
+            = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(QString::fromLocal8Bit(log));
         return m.hasMatch() ? m.captured(1).toDouble() : -1000;
     }
 
@@ -195,11 +188,11 @@ private Q_SLOTS:
         bool ringSeen = false;
         QCOMPARE(record({ flags, QStringLiteral("-R"), region() }, movie,
                      [&](const QString &) {
-                         xdotool({ QStringLiteral("mousemove"), QString::number(click.x()), QString::number(click.y()),
-                             QStringLiteral("click"), QStringLiteral("1") });
+                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(click.x()),
+                             QString::number(click.y()), QStringLiteral("click"), QStringLiteral("1") });
                          if (rings)
                              ringSeen = QTest::qWaitFor([&] { return ringNear(click); }, 5000);
-                         xdotool({ QStringLiteral("mousemove"), QString::number(onRing.x()),
+                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(onRing.x()),
                              QString::number(onRing.y()), QStringLiteral("click"), QStringLiteral("1") });
                          QTRY_COMPARE(m_target->presses, 2);
                          ringSeen = ringSeen || ringNear(click);

@@ -3,11 +3,13 @@
 // both GIF paths, the faststart copy, how ffmpeg is found, run, timed out and
 // how its failures read, bad movies, and the command line.
 #include "capturenaming.h"
+#include "e2e.h"
 #include "logcapture.h"
 #include "notificationcenter.h"
 #include "notifications.h"
 #include "processingpopoverviewcontroller.h"
 #include "processingspinner.h"
+#include "tesslycommand.h"
 #include "testfiles.h"
 #include "tlgifconverter.h"
 
@@ -18,7 +20,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -29,29 +30,17 @@
 
 namespace {
 
-QString runTool(const QString &program, const QStringList &args, int *status = nullptr, QString *errors = nullptr)
-{
-    QProcess process;
-    process.start(program, args);
-    process.waitForFinished(120000);
-    if (status)
-        *status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    if (errors)
-        *errors = QString::fromUtf8(process.readAllStandardError());
-    return QString::fromUtf8(process.readAllStandardOutput());
-}
-
 // ffmpeg's lavfi source `graph` (with its own options first) into `path`.
 bool makeMovie(const QString &path, const QString &graph,
     const QStringList &encode
     = { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p") })
 {
     int status = -1;
-    runTool(QStringLiteral("ffmpeg"),
+    E2E::runTool(QStringLiteral("ffmpeg"),
         QStringList { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
             QStringLiteral("lavfi"), QStringLiteral("-i"), graph }
             + encode + QStringList { path },
-        &status);
+        &status, 120000);
     return status == 0;
 }
 
@@ -65,11 +54,11 @@ struct Probe
 
 Probe probe(const QString &path)
 {
-    const QString json = runTool(QStringLiteral("ffprobe"),
+    const QByteArray json = E2E::runTool(QStringLiteral("ffprobe"),
         { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v:0"),
             QStringLiteral("-show_entries"), QStringLiteral("stream=codec_name,width,height:packet=duration"),
             QStringLiteral("-of"), QStringLiteral("json"), path });
-    const QJsonObject root = QJsonDocument::fromJson(json.toUtf8()).object();
+    const QJsonObject root = QJsonDocument::fromJson(json).object();
     const QJsonObject stream = root.value(QStringLiteral("streams")).toArray().first().toObject();
     Probe p { stream.value(QStringLiteral("codec_name")).toString(), stream.value(QStringLiteral("width")).toInt(),
         stream.value(QStringLiteral("height")).toInt(), {} };
@@ -87,12 +76,12 @@ double ssim(const QString &gif, const QString &source, double slowdown, int rate
                                          "[1:v]setpts=PTS-STARTPTS,fps=%2,format=yuv444p[b];[a][b]ssim")
                               .arg(slowdown)
                               .arg(rate);
-    QString log;
-    runTool(QStringLiteral("ffmpeg"),
+    QByteArray log;
+    E2E::runTool(QStringLiteral("ffmpeg"),
         { QStringLiteral("-i"), gif, QStringLiteral("-i"), source, QStringLiteral("-lavfi"), graph,
             QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
-        nullptr, &log);
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("All:([0-9.]+)")).match(log);
+        nullptr, 120000, &log);
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("All:([0-9.]+)")).match(QString::fromUtf8(log));
     return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
 }
 
@@ -287,13 +276,13 @@ private Q_SLOTS:
             indexFirst(optimized.toLocalFile()), qPrintable(boxes(optimized.toLocalFile()).join(QLatin1Char(' '))));
         // It plays, every frame of it.
         int status = -1;
-        QString errors;
-        runTool(QStringLiteral("ffmpeg"),
+        QByteArray errors;
+        E2E::runTool(QStringLiteral("ffmpeg"),
             { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), optimized.toLocalFile(),
                 QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
-            &status, &errors);
+            &status, 120000, &errors);
         QCOMPARE(status, 0);
-        QCOMPARE(errors, QString());
+        QCOMPARE(errors, QByteArray());
         QCOMPARE(probe(optimized.toLocalFile()).durations.size(), 20);
         QFile::remove(optimized.toLocalFile());
     }
@@ -524,16 +513,12 @@ private Q_SLOTS:
         QFETCH(bool, withFfmpeg);
         QFETCH(int, exitCode);
         QFETCH(QString, printed);
-        QProcess tessly;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         if (!withFfmpeg)
             env.insert(QStringLiteral("TESSLY_LIBEXEC"), folderWithFfmpeg(QStringLiteral("none"), {}, {}));
-        tessly.setProcessEnvironment(env);
-        tessly.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
-        QVERIFY(tessly.waitForFinished(120000));
-        QCOMPARE(tessly.exitCode(), exitCode);
-        const QString out = QString::fromUtf8(tessly.readAllStandardOutput()).trimmed();
-        const QString err = QString::fromUtf8(tessly.readAllStandardError());
+        const TesslyCommand::Run tessly = TesslyCommand::run(args, env);
+        QCOMPARE(tessly.exitCode, exitCode);
+        const QString out = tessly.out.trimmed(), &err = tessly.err;
         if (exitCode == 0) {
             QVERIFY2(out.endsWith(printed) && QFileInfo(out).size() > 0, qPrintable(out + err));
             QFile::remove(out);

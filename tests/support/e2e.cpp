@@ -66,7 +66,7 @@ bool waitForCaptureTool(int timeoutMs)
     return code == 0;
 }
 
-QByteArray runTool(const QString &program, const QStringList &args, int *exitCode, int timeoutMs)
+QByteArray runTool(const QString &program, const QStringList &args, int *exitCode, int timeoutMs, QByteArray *errors)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::SeparateChannels);
@@ -76,7 +76,16 @@ QByteArray runTool(const QString &program, const QStringList &args, int *exitCod
         *exitCode = (finished && process.exitStatus() == QProcess::NormalExit) ? process.exitCode() : -1;
     if (!finished)
         process.kill();
+    if (errors)
+        *errors = process.readAllStandardError();
     return process.readAllStandardOutput();
+}
+
+void xdotool(const QStringList &args)
+{
+    int code = -1;
+    runTool(QStringLiteral("xdotool"), args, &code);
+    QVERIFY2(code == 0, qPrintable(QStringLiteral("xdotool ") + args.join(QLatin1Char(' '))));
 }
 
 QList<QImage> movieFrames(const QString &movie, const QRect &crop)

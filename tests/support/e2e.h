@@ -35,9 +35,14 @@ QString captureToolReadyScript();
 // Waits, in this process, for what captureToolReadyScript() waits for.
 bool waitForCaptureTool(int timeoutMs = 10000);
 
-// Runs a tool to completion; returns its standard output. exitCode is -1 when
-// it could not start or did not finish within timeoutMs.
-QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000);
+// Runs xdotool with these arguments; a test failure when it fails.
+void xdotool(const QStringList &args);
+
+// Runs a tool to completion; returns its standard output (its standard error
+// into `errors`). exitCode is -1 when it could not start, crashed or did not
+// finish within timeoutMs.
+QByteArray runTool(const QString &program, const QStringList &args, int *exitCode = nullptr, int timeoutMs = 30000,
+    QByteArray *errors = nullptr);
 
 // Every frame of a movie, cut to `crop` (movie pixels), decoded by ffmpeg.
 QList<QImage> movieFrames(const QString &movie, const QRect &crop);

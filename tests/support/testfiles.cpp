@@ -25,6 +25,14 @@ QString random(const QString &dir, const QString &name, qint64 size)
     return path;
 }
 
+QByteArray randomBytes(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char &byte : bytes)
+        byte = char(QRandomGenerator::global()->bounded(256));
+    return bytes;
+}
+
 QByteArray sha256(const QString &path)
 {
     QFile file(path);

@@ -12,6 +12,9 @@ namespace TestFiles {
 // Writes `size` random bytes to dir/name; returns the path, empty on failure.
 QString random(const QString &dir, const QString &name, qint64 size);
 
+// `size` random bytes.
+QByteArray randomBytes(qsizetype size);
+
 // SHA-256 of a file, read in blocks (never whole in memory).
 QByteArray sha256(const QString &path);
 

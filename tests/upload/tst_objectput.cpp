@@ -12,7 +12,6 @@
 #include "transporterror.h"
 
 #include <QFile>
-#include <QRandomGenerator>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -60,13 +59,6 @@ ObjectPut::Request bytesTo(const QString &url, const QByteArray &data)
     request.contentType = "application/octet-stream";
     request.data = data;
     return request;
-}
-
-QByteArray randomBytes(qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
-    return bytes;
 }
 
 } // namespace
@@ -117,7 +109,7 @@ private Q_SLOTS:
             QSKIP("this machine has no network, so a failed lookup is reported as offline");
 
         const TransportCause setup(cause, m_plain);
-        ObjectPut::Request request = bytesTo(setup.url(QStringLiteral("/store/x")), randomBytes(64 * 1024));
+        ObjectPut::Request request = bytesTo(setup.url(QStringLiteral("/store/x")), TestFiles::randomBytes(64 * 1024));
         if (cause == QLatin1String("silent"))
             request.idleTimeoutMs = 1000;
         CurlSession session(4);
@@ -161,7 +153,7 @@ private Q_SLOTS:
         LoopbackPeer silent(LoopbackPeer::Mode::Silent);
         CurlSession session(4);
         const QString url = QStringLiteral("http://127.0.0.1:%1/store/x").arg(silent.port());
-        ObjectPut *put = session.put(bytesTo(url, randomBytes(1024)));
+        ObjectPut *put = session.put(bytesTo(url, TestFiles::randomBytes(1024)));
         int finishedCount = 0;
         connect(put, &ObjectPut::finished, put, [&finishedCount] { ++finishedCount; });
         QTRY_COMPARE(silent.connections(), 1);
@@ -175,7 +167,7 @@ private Q_SLOTS:
         delete put;
 
         // A transfer deleted while it runs leaves the session working.
-        ObjectPut *dropped = session.put(bytesTo(url, randomBytes(1024)));
+        ObjectPut *dropped = session.put(bytesTo(url, TestFiles::randomBytes(1024)));
         QTRY_COMPARE(silent.connections(), 2);
         delete dropped;
         QVERIFY(session.transfers().isEmpty());
