@@ -10,18 +10,6 @@ class TestLogging : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void capturesExactTexts()
-    {
-        LogCapture log;
-        qCInfo(lcTestApi).noquote() << "[API] Cancelling all S3 upload tasks";
-        qCInfo(lcTestApi).noquote() << "Current Scren" << 2;
-        QVERIFY(log.contains(QStringLiteral("[API] Cancelling all S3 upload tasks")));
-        QVERIFY(log.contains(QStringLiteral("Current Scren 2")));
-        QCOMPARE(log.count(QStringLiteral("[API] Cancelling all S3 upload tasks")), 1);
-        log.clear();
-        QVERIFY(log.lines().isEmpty());
-    }
-
     void masksSecrets()
     {
         QCOMPARE(Logging::maskSecret(QStringLiteral("tk_4f9a8b7c6d")), QStringLiteral("tk_4…"));

@@ -38,16 +38,6 @@ private Q_SLOTS:
         QCOMPARE(seen.size(), 1);
     }
 
-    void emptyNameObservesEverything()
-    {
-        NotificationCenter center;
-        QStringList names;
-        center.addObserver(QString(), [&](const Notification &n) { names << n.name; });
-        center.post(QStringLiteral("A"));
-        center.post(QStringLiteral("B"));
-        QCOMPARE(names, (QStringList { QStringLiteral("A"), QStringLiteral("B") }));
-    }
-
     void observationEndsWithTheReceiver()
     {
         NotificationCenter center;

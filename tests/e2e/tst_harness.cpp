@@ -6,7 +6,6 @@
 #include <QDBusConnection>
 #include <QDBusInterface>
 #include <QDBusReply>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>
 
@@ -49,27 +48,6 @@ private Q_SLOTS:
         QTRY_COMPARE(E2E::grabDesktop().pixelColor(window.geometry().center()), QColor(255, 0, 255));
         const QImage desktop = E2E::grabDesktop();
         QVERIFY(desktop.pixelColor(window.geometry().topLeft() - QPoint(40, 40)) != QColor(255, 0, 255));
-    }
-
-    void ffmpegRecordsTheDisplay()
-    {
-        QTemporaryDir dir;
-        const QString movie = dir.filePath(QStringLiteral("clip.mp4"));
-        int status = -1;
-        E2E::runTool(QStringLiteral("ffmpeg"),
-            { QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("x11grab"),
-                QStringLiteral("-video_size"), QStringLiteral("320x240"), QStringLiteral("-framerate"),
-                QStringLiteral("10"), QStringLiteral("-i"), qEnvironmentVariable("DISPLAY"), QStringLiteral("-t"),
-                QStringLiteral("1"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie },
-            &status);
-        QCOMPARE(status, 0);
-        const QByteArray probe = E2E::runTool(QStringLiteral("ffprobe"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v:0"),
-                QStringLiteral("-show_entries"), QStringLiteral("stream=width,height"), QStringLiteral("-of"),
-                QStringLiteral("csv=p=0"), movie },
-            &status);
-        QCOMPARE(status, 0);
-        QCOMPARE(probe.trimmed(), QByteArray("320,240"));
     }
 };
 

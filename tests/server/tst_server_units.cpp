@@ -1,6 +1,6 @@
 // Pure parts of the service: SigV4 against AWS's published examples (s3rver
 // does not check signatures, so these vectors are what proves ours right),
-// the part-size rule, base64url, ETags, fault ratios, log redaction, and the
+// the part-size rule, ETags, fault ratios, log redaction, and the
 // share pages' sizes and counts.
 #include "common/crypto.h"
 #include "common/text.h"
@@ -95,18 +95,6 @@ private slots:
         for (std::int64_t size : { big, std::int64_t(5) << 40, std::int64_t(123456789012) })
             QVERIFY(
                 (size + partSizeFor(size, kDefaultPartSize) - 1) / partSizeFor(size, kDefaultPartSize) <= kMaxParts);
-    }
-
-    void base64UrlIsUnpaddedAndUrlSafe()
-    {
-        QCOMPARE(base64UrlEncode("1700000000000"), std::string("MTcwMDAwMDAwMDAwMA"));
-        QCOMPARE(base64UrlEncode(std::string("\xfb\xff\xfe", 3)), std::string("-__-"));
-        std::string decoded;
-        QVERIFY(base64UrlDecode("-__-", decoded));
-        QCOMPARE(decoded, std::string("\xfb\xff\xfe", 3));
-        QVERIFY(base64UrlDecode("YWJj==", decoded));
-        QCOMPARE(decoded, std::string("abc"));
-        QVERIFY(!base64UrlDecode("not*base64", decoded));
     }
 
     void multipartEtagIsMd5OfPartMd5s()

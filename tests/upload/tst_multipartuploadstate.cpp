@@ -84,26 +84,12 @@ private Q_SLOTS:
         QCOMPARE(s.incompleteParts().size(), 2);
         QCOMPARE(s.incompleteParts()[1]->partNumber(), quint64(3));
         QCOMPARE(s.completedParts().size(), 1);
-        QCOMPARE(s.description(),
-            QStringLiteral("<TLMultipartUploadState: uploadId=id, file=a b.bin, progress=50.0%, parts=1/3>"));
 
         for (const auto &p : s.parts())
             p->setState(Part::Completed);
         QCOMPARE(s.progress(), 1.0f);
         QVERIFY(s.incompleteParts().isEmpty());
         QCOMPARE(TLMultipartUploadState().progress(), 0.0f);
-    }
-
-    void partDescriptionAndCompletionEntry()
-    {
-        Part part(2, 5'242'880, 100);
-        QCOMPARE(part.description(),
-            QStringLiteral("<TLMultipartUploadPart: part=2, offset=5242880, length=100, state=0, etag=nil>"));
-        QVERIFY(part.completionDictionary().isEmpty());
-        part.setEtag(QStringLiteral("\"abc\""));
-        QCOMPARE(part.completionDictionary(),
-            (QVariantMap {
-                { QStringLiteral("partNumber"), quint64(2) }, { QStringLiteral("etag"), QStringLiteral("\"abc\"") } }));
     }
 
     void roundTripKeepsEverythingButTheUrl()
