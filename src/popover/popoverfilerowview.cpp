@@ -34,11 +34,12 @@ bool isFolder(const QVariantMap &file)
     return file.value(QStringLiteral("mimeType")).toString() == kFolderMimeType;
 }
 
-// A number the record holds as a number (or as digits), else nothing.
+// A number the record holds as a number (or as digits), else nothing; a
+// boolean is not a number, though it converts to one.
 bool numberIn(const QVariantMap &file, const QString &key, double *value)
 {
     const QVariant v = file.value(key);
-    if (!v.isValid() || v.isNull())
+    if (!v.isValid() || v.isNull() || v.typeId() == QMetaType::Bool)
         return false;
     bool ok = false;
     const double number = v.toDouble(&ok);
@@ -136,7 +137,7 @@ QString PopoverFileRowView::metadataLine(const QVariantMap &file, const QDateTim
     if (!label.isEmpty())
         parts << label;
     double size = 0;
-    if (!isFolder(file) && numberIn(file, QStringLiteral("size"), &size))
+    if (!isFolder(file) && numberIn(file, QStringLiteral("size"), &size) && size >= 0)
         parts << formattedFileSize(qint64(qBound(-9.2e18, size, 9.2e18)));
     double created = 0;
     if (numberIn(file, QStringLiteral("item"), &created) && std::abs(created) < kMaxMsecs) {
@@ -189,6 +190,9 @@ PopoverFileRowView::PopoverFileRowView(const QVariantMap &file, bool isLink, QWi
     for (QLabel *label : { m_name, m_meta, m_views })
         label->setTextFormat(Qt::PlainText);
     m_name->setMinimumWidth(1);
+    m_name->setObjectName(QStringLiteral("title"));
+    // The name's room changes when the buttons take the badge's place.
+    m_name->installEventFilter(this);
     m_name->setLayoutDirection(Qt::LeftToRight);
     m_meta->setMinimumWidth(1);
     m_meta->setText(metadataLine(file));
@@ -338,6 +342,13 @@ void PopoverFileRowView::paintEvent(QPaintEvent *)
     painter.setPen(Qt::NoPen);
     painter.setBrush(fill);
     painter.drawRoundedRect(QRectF(rect()).adjusted(4, 1, -4, -1), 8, 8);
+}
+
+bool PopoverFileRowView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_name && event->type() == QEvent::Resize)
+        elideTitle();
+    return QWidget::eventFilter(watched, event);
 }
 
 void PopoverFileRowView::resizeEvent(QResizeEvent *event)

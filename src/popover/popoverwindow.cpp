@@ -30,6 +30,8 @@
 namespace {
 
 constexpr Qt::WindowFlags kPanelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+// The room beside the avatar and the web button for the profile name.
+constexpr int kProfileTextWidth = 260;
 
 QLabel *label(const QString &text, QWidget *parent, qreal scale = 1.0, bool bold = false)
 {
@@ -193,6 +195,7 @@ QWidget *PopoverWindow::buildHeader()
     m_avatar = new QLabel(m_header);
     m_avatar->setFixedSize(36, 36);
     m_profileButton = new QToolButton(m_header);
+    m_profileButton->setObjectName(QStringLiteral("profileButton"));
     m_profileButton->setPopupMode(QToolButton::InstantPopup);
     m_profileButton->setToolButtonStyle(Qt::ToolButtonTextOnly);
     m_profileButton->setAutoRaise(true);
@@ -351,7 +354,11 @@ void PopoverWindow::updateMeData()
     const QString domain = SettingsStore::instance().domain();
     const QVariantMap me = m_controller->cachedMeData();
     const QString email = me.value(QStringLiteral("email")).toString();
-    m_profileButton->setText(domain.isEmpty() ? QStringLiteral("Tessly Cloud") : domain);
+    // A long profile name is shortened; the header keeps its layout.
+    const QString profile = domain.isEmpty() ? QStringLiteral("Tessly Cloud") : domain;
+    m_profileButton->setText(m_profileButton->fontMetrics().elidedText(profile, Qt::ElideRight, kProfileTextWidth));
+    m_profileButton->setToolTip(profile == m_profileButton->text() ? QStringLiteral("Switch profile")
+                                                                    : QStringLiteral("%1 \u2013 Switch profile").arg(profile));
     m_email->setText(m_email->fontMetrics().elidedText(email, Qt::ElideRight, 260));
     m_email->setToolTip(email);
 

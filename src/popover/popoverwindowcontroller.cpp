@@ -4,6 +4,7 @@
 #include "defaultskeys.h"
 #include "dispatch.h"
 #include "fileuploadqueue.h"
+#include "multipartuploadsession.h"
 #include "multipartuploadstate.h"
 #include "notificationcenter.h"
 #include "notifications.h"
@@ -22,6 +23,8 @@
 #include <QMimeData>
 #include <QScreen>
 #include <QTimer>
+
+#include <algorithm>
 
 Q_LOGGING_CATEGORY(lcPopoverWindowController, "tessly.popover.popoverwindowcontroller")
 
@@ -193,17 +196,37 @@ void PopoverWindowController::switchToSegment(int segment)
 {
     SettingsStore::instance().setSelectedMenuSegment(segment);
     Q_EMIT segmentChanged(normalisedSegment(segment));
-    clearFileList();
-    showCachedItemsForSegment(segment);
+    // The cached list replaces the old one in one step: the rows are built
+    // once, not emptied first.
+    if (!showCachedItemsForSegment(segment))
+        clearFileList();
     loadItems();
 }
 
 void PopoverWindowController::tabChanged(int segment)
 {
     SettingsStore::instance().setSelectedMenuSegment(segment);
-    clearFileList();
-    showCachedItemsForSegment(segment);
+    if (!showCachedItemsForSegment(segment))
+        clearFileList();
     loadItems();
+}
+
+void PopoverWindowController::setCachedItems(int segment, const QVariantList &items)
+{
+    switch (normalisedSegment(segment)) {
+    case 1:
+        m_cachedFolders = items;
+        break;
+    case 2:
+        m_cachedDocuments = items;
+        break;
+    case 3:
+        m_cachedLinks = items;
+        break;
+    default:
+        m_cachedFiles = items;
+        break;
+    }
 }
 
 std::optional<QVariantList> PopoverWindowController::cachedItems(int segment) const
@@ -220,7 +243,7 @@ std::optional<QVariantList> PopoverWindowController::cachedItems(int segment) co
     }
 }
 
-void PopoverWindowController::showCachedItemsForSegment(int segment)
+bool PopoverWindowController::showCachedItemsForSegment(int segment)
 {
     // Opening the folders tab flashes the cached documents (and the reverse)
     // until the answer arrives: the mapping crosses 1 and 2 on purpose.
@@ -239,8 +262,10 @@ void PopoverWindowController::showCachedItemsForSegment(int segment)
         cached = m_cachedFiles;
         break;
     }
-    if (cached)
-        displayItems(*cached, segment == 3);
+    if (!cached)
+        return false;
+    displayItems(*cached, segment == 3);
+    return true;
 }
 
 void PopoverWindowController::loadItems()
@@ -264,20 +289,7 @@ void PopoverWindowController::loadSegment(int segment)
         Dispatch::main([self, segment, items = *items] {
             if (!self)
                 return;
-            switch (segment) {
-            case 1:
-                self->m_cachedFolders = items;
-                break;
-            case 2:
-                self->m_cachedDocuments = items;
-                break;
-            case 3:
-                self->m_cachedLinks = items;
-                break;
-            default:
-                self->m_cachedFiles = items;
-                break;
-            }
+            self->setCachedItems(segment, items);
             self->displayItems(items, segment == 3);
             Q_EMIT self->itemsLoaded(segment);
         });
@@ -301,7 +313,10 @@ void PopoverWindowController::loadSegment(int segment)
 
 void PopoverWindowController::displayItems(const QVariantList &items, bool links)
 {
-    clearFileList();
+    // An answer that repeats what is shown (the usual refresh after the
+    // cached list) leaves the rows as they are.
+    if (items == m_items && links == m_showsLinks && m_emptyState == items.isEmpty())
+        return;
     m_showsLinks = links;
     m_items = items;
     m_emptyState = items.isEmpty();
@@ -338,26 +353,57 @@ void PopoverWindowController::fetchMeData()
 
 // ---- Upload strip ---------------------------------------------------------------
 
+PopoverWindowController::PersistedRecords PopoverWindowController::persistedRecords()
+{
+    if (m_recordsStale) {
+        m_recordsStale = false;
+        const QList<TLMultipartUploadStatePtr> records = TLMultipartUploadState::loadAllPendingUploads();
+        m_records = { int(records.size()), records.isEmpty() ? 0.0f : records.first()->progress() };
+        qCDebug(lcPopoverWindowController) << "records of interrupted uploads read:" << m_records.count;
+    }
+    return m_records;
+}
+
+void PopoverWindowController::scheduleUploadRefresh()
+{
+    // Progress comes many times a second and matters only to a shown strip
+    // (opening the panel refreshes it): one refresh per turn of the loop.
+    if (m_uploadRefreshPending || !isVisible())
+        return;
+    m_uploadRefreshPending = true;
+    QPointer<PopoverWindowController> self(this);
+    Dispatch::main([self] {
+        if (!self)
+            return;
+        self->m_uploadRefreshPending = false;
+        self->refreshUploadStatus();
+    });
+}
+
 void PopoverWindowController::refreshUploadStatus()
 {
     FileUploadQueue &queue = FileUploadQueue::sharedQueue();
+    const QList<FileUploadTaskPtr> tasks = queue.currentTasks();
     const int queued = queue.queueLength();
     const float progress = queue.progress();
     const double speed = queue.speed();
     const bool multipart = queue.hasMultipartUploads();
-    const QList<TLMultipartUploadStatePtr> records = TLMultipartUploadState::loadAllPendingUploads();
-    const float firstProgress = records.isEmpty() ? 0.0f : records.first()->progress();
-    QPointer<PopoverWindowController> self(this);
-    Dispatch::main([self, queued, progress, speed, multipart, count = records.size(), firstProgress] {
-        if (!self)
-            return;
-        if (queued == 0 && count == 0)
-            self->setUploadStrip({});
-        else if (queued == 0)
-            self->setUploadStrip({ true, 3, firstProgress, 0, true });
-        else
-            self->setUploadStrip({ true, 1, progress, speed, multipart || count > 0 });
+    // Paused: every task left is a multipart upload held by its pause (from
+    // the strip or from the status menu).
+    const bool paused = !tasks.isEmpty() && std::all_of(tasks.begin(), tasks.end(), [](const FileUploadTaskPtr &t) {
+        return t->isMultipartUpload() && t->multipartSession() && t->multipartSession()->isPaused();
     });
+    // The records change only when an upload fails, the queue drains, or
+    // they are retried or cancelled; not with every part's progress.
+    const PersistedRecords records = persistedRecords();
+    if (queued == 0 && records.count == 0)
+        setUploadStrip({});
+    else if (queued == 0)
+        setUploadStrip({ true, 3, records.firstProgress, 0, true });
+    else if (paused)
+        setUploadStrip({ true, 2, progress, 0, true });
+    else
+        setUploadStrip({ true, 1, progress, speed, multipart || records.count > 0 });
 }
 
 void PopoverWindowController::setUploadStrip(const UploadStrip &strip)
@@ -404,6 +450,7 @@ void PopoverWindowController::pauseUploads()
 {
     m_uploadActions->pauseButtonClicked();
     setUploadStrip({ true, 2, m_strip.progress, 0, true });
+    refreshUploadStatus();
 }
 
 void PopoverWindowController::resumeUploads()
@@ -419,6 +466,7 @@ void PopoverWindowController::retryPersistedUploads()
         FileUploadQueue::sharedQueue().addTask(FileUploadTask::create(
             QUrl::fromLocalFile(record->filePath()), record->parentItem(), record->order(), nullptr));
     }
+    m_recordsStale = true;
     refreshUploadStatus();
 }
 
@@ -437,10 +485,11 @@ void PopoverWindowController::setupNotifications()
         };
     };
     center.addObserver(this, QString::fromLatin1(Notifications::BatchUploadProgressNotification),
-        onMain([](PopoverWindowController &c) { c.refreshUploadStatus(); }));
+        onMain([](PopoverWindowController &c) { c.scheduleUploadRefresh(); }));
     center.addObserver(this, QString::fromLatin1(Notifications::BatchUploadCompleteNotification),
         onMain([](PopoverWindowController &c) {
-            if (TLMultipartUploadState::loadAllPendingUploads().isEmpty())
+            c.m_recordsStale = true;
+            if (c.persistedRecords().count == 0)
                 c.setUploadStrip({});
             else
                 c.setUploadStrip({ true, 3, FileUploadQueue::sharedQueue().progress(), 0, true });
@@ -451,8 +500,8 @@ void PopoverWindowController::setupNotifications()
         onMain([](PopoverWindowController &c) { c.setRecording(false); }));
     center.addObserver(this, QString::fromLatin1(Notifications::MultipartUploadFailedNotification),
         onMain([](PopoverWindowController &c) {
-            const QList<TLMultipartUploadStatePtr> records = TLMultipartUploadState::loadAllPendingUploads();
-            c.setUploadStrip({ true, 3, records.isEmpty() ? 0.0f : records.first()->progress(), 0, true });
+            c.m_recordsStale = true;
+            c.setUploadStrip({ true, 3, c.persistedRecords().firstProgress, 0, true });
         }));
     center.addObserver(this, QString::fromLatin1(Notifications::PopoverProfileDidChangeNotification),
         onMain([](PopoverWindowController &c) {
@@ -470,6 +519,7 @@ void PopoverWindowController::setupNotifications()
             // The queue's uploads and the records no task is running: the
             // strip's cancel forgets both, or the failed strip would return.
             c.m_uploadActions->performAbortAllUploads();
+            c.m_recordsStale = true;
             c.setUploadStrip({});
         }));
     center.addObserver(this, QString::fromLatin1(Notifications::PopoverRetryUploadNotification),
@@ -685,18 +735,57 @@ void PopoverWindowController::draggingExited()
 void PopoverWindowController::performDrop(const QMimeData *data)
 {
     QList<QUrl> files;
+    QList<QUrl> web;
+    QStringList unusable;
     for (const QUrl &url : data ? data->urls() : QList<QUrl> {}) {
+        const QString scheme = url.scheme().toLower();
         if (url.isLocalFile())
             files << url;
+        else if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
+            web << url;
+        else
+            unusable << url.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
+    }
+    const auto handOver = [this](const QMimeData &part) {
+        if (m_dropData)
+            m_dropData(&part);
+    };
+    if (files.isEmpty() && web.size() <= 1) {
+        // A web address, a picture, a file offered by reference: the tray
+        // application's drop rules take the drop as it is.
+        if (data && (!web.isEmpty() || unusable.isEmpty()))
+            handOver(*data);
+    } else {
+        // A mixed drop: the files are uploaded here, and every web address
+        // and a picture carried beside them go their own way, one by one.
+        for (const QUrl &url : std::as_const(web)) {
+            QMimeData part;
+            part.setUrls({ url });
+            handOver(part);
+        }
+        if (data->hasImage() || std::any_of(data->formats().cbegin(), data->formats().cend(), [](const QString &f) {
+                return f.startsWith(QLatin1String("image/"));
+            })) {
+            QMimeData picture;
+            for (const QString &format : data->formats()) {
+                if (format.startsWith(QLatin1String("image/")))
+                    picture.setData(format, data->data(format));
+            }
+            if (data->hasImage())
+                picture.setImageData(data->imageData());
+            handOver(picture);
+        }
+    }
+    if (!unusable.isEmpty()) {
+        qCInfo(lcPopoverWindowController).noquote()
+            << "dropped addresses that cannot be uploaded:" << unusable.join(QStringLiteral(", "));
+        showToast(unusable.size() == 1 ? QStringLiteral("1 dropped item cannot be uploaded")
+                                       : QStringLiteral("%1 dropped items cannot be uploaded").arg(unusable.size()));
     }
     if (!files.isEmpty()) {
         popoverContentViewDidReceiveDroppedURLs(files);
         return;
     }
-    // Web addresses, pictures and files offered by reference: the tray
-    // application's drop rules.
-    if (m_dropData)
-        m_dropData(data);
     draggingExited();
 }
 

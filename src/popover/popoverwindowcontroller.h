@@ -90,6 +90,8 @@ public:
     bool showsLinks() const { return m_showsLinks; }
     bool showsEmptyState() const { return m_emptyState; }
     std::optional<QVariantList> cachedItems(int segment) const; // the cache the loader fills
+    // Fills the cache the loader of `segment` fills, as its answer would.
+    void setCachedItems(int segment, const QVariantList &items);
     QVariantMap cachedMeData() const { return m_cachedMeData; }
 
     // The upload strip.
@@ -180,9 +182,18 @@ private:
     void setupNotifications();
     void loadSegment(int segment);
     void displayItems(const QVariantList &items, bool links);
-    void showCachedItemsForSegment(int segment);
+    // False when the segment has no cache yet.
+    bool showCachedItemsForSegment(int segment);
     void clearFileList();
     void setUploadStrip(const UploadStrip &strip);
+    void scheduleUploadRefresh();
+    struct PersistedRecords
+    {
+        int count = 0;
+        float firstProgress = 0; // the most recent record's
+    };
+    // The records on disk, read again only after something may have changed them.
+    PersistedRecords persistedRecords();
     void retryPersistedUploads();
     void updateClipboardState();
     void checkClipboardChanged();
@@ -214,6 +225,9 @@ private:
     quint64 m_toastSerial = 0;
 
     UploadStrip m_strip;
+    PersistedRecords m_records;
+    bool m_recordsStale = true;
+    bool m_uploadRefreshPending = false;
     bool m_recording = false;
     bool m_clipboardUsable = false;
     QTimer *m_clipboardTimer = nullptr;

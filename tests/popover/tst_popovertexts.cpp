@@ -98,6 +98,10 @@ private Q_SLOTS:
                                          << QStringLiteral("2 KB · 2 hr ago");
         QTest::newRow("future") << QVariantMap { { "mimeType", "video/mp4" }, { "item", msAgo(-3600) } }
                                 << QStringLiteral("MP4 · just now");
+        QTest::newRow("negative size") << QVariantMap { { "mimeType", "image/png" }, { "size", -5000 } }
+                                       << QStringLiteral("PNG");
+        QTest::newRow("booleans are no numbers")
+            << QVariantMap { { "size", true }, { "item", true } } << QString();
         QTest::newRow("date beyond any calendar")
             << QVariantMap { { "size", 1 }, { "item", 1e300 } } << QStringLiteral("1 B");
     }

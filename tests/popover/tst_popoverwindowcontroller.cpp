@@ -22,6 +22,9 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
+#include <QLabel>
+#include <QTcpServer>
 #include <QMimeData>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -124,12 +127,17 @@ private Q_SLOTS:
         load(c, 1);
         QCOMPARE(fieldOf(c.items(), "name"), QStringList { "Holiday" });
 
-        // Folders and documents show each other's cache until the answer comes.
+        // Folders and documents show each other's cache until the answer
+        // comes; the rows are built once per new list (and not at all here,
+        // where the cache holds the list already shown).
         QSignalSpy loaded(&c, &PopoverWindowController::itemsLoaded);
+        QSignalSpy rebuilt(&c, &PopoverWindowController::itemsChanged);
         c.switchToSegment(2);
         QCOMPARE(fieldOf(c.items(), "name"), QStringList { "Holiday" });
+        QCOMPARE(rebuilt.size(), 0);
         QTRY_VERIFY(!loaded.isEmpty());
         QCOMPARE(fieldOf(c.items(), "name"), QStringList { "readme.md" });
+        QCOMPARE(rebuilt.size(), 1);
 
         // A failed load leaves the list as it was.
         QVERIFY(server.setFaults(QStringLiteral("api.500text=1")));
@@ -152,6 +160,40 @@ private Q_SLOTS:
         QTest::keyClick(w, Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(QGuiApplication::clipboard()->text(), link);
         QCOMPARE(c.toastText(), QStringLiteral("Link copied"));
+
+        // Bad records among good ones: every row shows at once, the good
+        // ones as they were, whatever the thumbnails do.
+        QTcpServer silent; // accepts and never answers
+        QVERIFY(silent.listen(QHostAddress::LocalHost));
+        const QString longName = QString(5000, QChar(u'\u05d0')) + QStringLiteral("\n\u202e") + QString(5000, u'x');
+        QVariantList records = c.items();
+        records << QVariantMap {} << QVariant(QStringLiteral("not a record"))
+                << QVariantMap { { "name", 5 }, { "size", "huge" }, { "mimeType", QVariantList {} }, { "item", true },
+                       { "viewCount", "many" }, { "code", QVariantMap {} } }
+                << QVariantMap { { "name", longName }, { "size", -5000 }, { "mimeType", "image/png" },
+                       { "code", "abc" }, { "thumbnailUrl", server.baseUrl().toString() + "/" } }
+                << QVariantMap { { "name", "never.png" }, { "size", 1e30 }, { "item", -1e300 },
+                       { "thumbnailUrl", QStringLiteral("http://127.0.0.1:%1/t.png").arg(silent.serverPort()) } };
+        c.setCachedItems(0, records);
+        c.switchToSegment(0);
+        QCOMPARE(w->rows().size(), records.size());
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(w->rows()[i]->link(), PopoverFileRowView::linkForRecord(records[i].toMap(), false));
+        w->show();
+        for (int i = 0; i < 7; ++i)
+            QTest::keyClick(w, Qt::Key_Down);
+        QCOMPARE(w->selectedRow(), 6);
+        // Selected, the row's buttons take the badge's place: the name is
+        // shortened to the room left, on one line.
+        const auto *name = w->rows()[6]->findChild<QLabel *>(QStringLiteral("title"));
+        QTRY_VERIFY(name->fontMetrics().horizontalAdvance(name->text()) <= name->width());
+        QVERIFY(!name->text().contains(QLatin1Char('\n')));
+        QTest::qWait(300); // the thumbnails answer, or fail
+        QCOMPARE(w->rows().size(), records.size());
+        w->hide();
+        QVERIFY(server.setFaults(QStringLiteral("off")));
+        load(c, 0);
+        QCOMPARE(w->rows().size(), 3);
     }
 
     void profileChangeDropsTheCachesAndEmptyTabsSayIt()
@@ -172,6 +214,12 @@ private Q_SLOTS:
         QVERIFY(c.showsEmptyState());
         QCOMPARE(c.window()->emptyHeading(), QStringLiteral("No files yet"));
         QTRY_COMPARE(c.cachedMeData().value(QStringLiteral("email")).toString(), QStringLiteral("e@example.com"));
+
+        // A long profile name is shortened; the header keeps its layout.
+        SettingsStore::instance().setDomain(QString(300, u'w'));
+        c.fetchMeData();
+        const auto *profile = c.window()->findChild<QToolButton *>(QStringLiteral("profileButton"));
+        QVERIFY(profile->sizeHint().width() < PopoverWindowController::kWidth / 4 * 3);
     }
 
     void tilesAndDropsReachTheirTargets()
@@ -213,10 +261,26 @@ private Q_SLOTS:
         web.setUrls({ QUrl(QStringLiteral("https://example.org/page")) });
         c.performDrop(&web);
         QCOMPARE(handed.size(), 1);
+
+        // A mixed drop loses nothing: the file is uploaded here, each web
+        // address and the picture go to the drop rules, the rest is said.
+        QMimeData mixed;
+        mixed.setUrls({ QUrl::fromLocalFile(TestFiles::random(dir.path(), QStringLiteral("mixed.txt"), 300)),
+            QUrl(QStringLiteral("https://example.org/one")), QUrl(QStringLiteral("https://example.org/two")),
+            QUrl(QStringLiteral("ftp://example.org/f")) });
+        QImage picture(4, 4, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        mixed.setImageData(picture);
+        handed.clear();
+        c.performDrop(&mixed);
+        QCOMPARE(handed.size(), 3);
+        QCOMPARE(c.toastText(), QStringLiteral("1 dropped item cannot be uploaded"));
+        QTRY_COMPARE_WITH_TIMEOUT(fieldOf(c.items(), "name").value(0), QStringLiteral("mixed.txt"), 20000);
     }
 
     void stripRetriesAnInterruptedUploadByteForByte()
     {
+        // (A retried part stalls a moment below: time to pause it.)
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000,put.only=parts")));
         const QString path = TestFiles::random(dir.path(), QStringLiteral("big.bin"), 60 * 1024 * 1024);
         {
@@ -225,7 +289,7 @@ private Q_SLOTS:
             QTRY_COMPARE(session->state(), int(TLMultipartUploadSession::Uploading));
             session->pause();
         }
-        QVERIFY(server.setFaults(QStringLiteral("off")));
+        QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=1500,put.max=1,put.only=parts")));
 
         PopoverWindowController c(&target);
         c.refreshUploadStatus();
@@ -239,6 +303,32 @@ private Q_SLOTS:
         QTRY_COMPARE(c.uploadStrip().state, 1);
         c.cardClicked(); // while uploading: nothing
         QCOMPARE(retries.seen().size(), 1);
+
+        // Paused stays paused through progress and a reopened panel, and the
+        // progress reads no records from disk: with their folder unreadable,
+        // nothing complains.
+        QTRY_VERIFY(std::ranges::any_of(FileUploadQueue::sharedQueue().currentTasks(),
+            [](const FileUploadTaskPtr &t) { return t->multipartSession() != nullptr; }));
+        c.pauseUploads();
+        QCOMPARE(c.uploadStrip().state, 2);
+        const QString records = TLMultipartUploadState::storageDirectory();
+        QVERIFY(QDir().rename(records, records + QStringLiteral(".away")));
+        QVERIFY(QFile(records).open(QIODevice::WriteOnly));
+        {
+            LogCapture log;
+            c.showPopoverRelativeToView(QRect(600, 0, 24, 24));
+            for (int i = 0; i < 20; ++i)
+                NotificationCenter::defaultCenter().post(
+                    QString::fromLatin1(Notifications::BatchUploadProgressNotification));
+            QTest::qWait(100);
+            QCOMPARE(c.uploadStrip().state, 2);
+            QCOMPARE(c.window()->uploadStrip()->statusText(), QStringLiteral("Upload paused"));
+            QVERIFY2(!log.containsText(QStringLiteral("multipart")), qPrintable(log.lines().join('\n')));
+            c.closePopover();
+        }
+        QVERIFY(QFile::remove(records));
+        QVERIFY(QDir().rename(records + QStringLiteral(".away"), records));
+        c.resumeUploads();
         QVERIFY(drain());
         QTRY_VERIFY(!c.uploadStrip().visible);
         QVERIFY(TLMultipartUploadState::loadAllPendingUploads().isEmpty());
