@@ -11,25 +11,18 @@
 
 namespace {
 
-// The installed program when this is it, else the one on PATH.
-QString program()
-{
-    const QString self = QCoreApplication::applicationFilePath();
-    if (QFileInfo(self).fileName() == QLatin1String("tessly"))
-        return self;
-    return QStringLiteral("tessly");
-}
-
-// Exec= quoting of the desktop entry specification.
+// Exec= quoting of the desktop entry specification: a literal "%" is "%%"
+// (a field code otherwise), quoted or not.
 QString quoted(const QString &argument)
 {
     static const QString reserved = QStringLiteral(" \t\n\"'\\><~|&;$*?#()`");
     bool plain = true;
     for (const QChar c : argument)
         plain = plain && !reserved.contains(c);
-    if (plain)
-        return argument;
     QString escaped = argument;
+    escaped.replace(QLatin1Char('%'), QLatin1String("%%"));
+    if (plain)
+        return escaped;
     escaped.replace(QLatin1Char('\\'), QLatin1String("\\\\\\\\"))
         .replace(QLatin1Char('"'), QLatin1String("\\\\\""))
         .replace(QLatin1Char('`'), QLatin1String("\\\\`"))
@@ -38,6 +31,14 @@ QString quoted(const QString &argument)
 }
 
 } // namespace
+
+QString LoginItem::program()
+{
+    const QString self = QCoreApplication::applicationFilePath();
+    if (QFileInfo(self).fileName() == QLatin1String("tessly"))
+        return self;
+    return QStringLiteral("tessly");
+}
 
 QString LoginItem::filePath()
 {
@@ -52,14 +53,27 @@ bool LoginItem::isEnabled()
     QFile file(filePath());
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        if (line.trimmed() == "Hidden=true")
+    // Desktop settings tools switch an entry off in its main group, with
+    // Hidden=true or GNOME's X-GNOME-Autostart-enabled=false.
+    bool mainGroup = false;
+    for (const QByteArray &raw : file.readAll().split('\n')) {
+        const QByteArray line = raw.trimmed();
+        if (line.startsWith('[')) {
+            mainGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        const qsizetype equals = line.indexOf('=');
+        if (!mainGroup || equals < 0)
+            continue;
+        const QByteArray key = line.left(equals).trimmed();
+        const QByteArray value = line.mid(equals + 1).trimmed();
+        if ((key == "Hidden" && value == "true") || (key == "X-GNOME-Autostart-enabled" && value == "false"))
             return false;
     }
     return true;
 }
 
-bool LoginItem::registerItem(QString *error)
+bool LoginItem::registerItem(QString *error, const QString &program)
 {
     const QString path = filePath();
     if (!QDir().mkpath(QFileInfo(path).path())) {
@@ -80,7 +94,7 @@ bool LoginItem::registerItem(QString *error)
                                          "Terminal=false\n"
                                          "NoDisplay=true\n"
                                          "X-GNOME-Autostart-enabled=true\n")
-                              .arg(quoted(program()), Config::applicationId());
+                              .arg(quoted(program.isEmpty() ? LoginItem::program() : program), Config::applicationId());
     file.write(entry.toUtf8());
     if (!file.commit()) {
         *error = file.errorString();

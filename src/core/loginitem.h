@@ -11,13 +11,18 @@ namespace LoginItem {
 // $XDG_CONFIG_HOME/autostart/<application id>.desktop
 QString filePath();
 
-// The file is there and not switched off with Hidden=true (which is how
-// desktop settings tools turn an entry off).
+// The installed program when this is it, else "tessly" from PATH.
+QString program();
+
+// The file is there and not switched off with Hidden=true or
+// X-GNOME-Autostart-enabled=false (which is how desktop settings tools turn
+// an entry off).
 bool isEnabled();
 
-// Writes the file atomically, or removes it. False with a message in
-// `error` when that fails; the previous state is left as it was.
-bool registerItem(QString *error);
+// Writes the file atomically, starting `program` (by default program()), or
+// removes it. False with a message in `error` when that fails; the previous
+// state is left as it was.
+bool registerItem(QString *error, const QString &program = {});
 bool unregisterItem(QString *error);
 
 } // namespace LoginItem

@@ -26,6 +26,7 @@ namespace {
 
 const QString kGeneral = QStringLiteral("toolbar.general");
 const QString kShortcuts = QStringLiteral("toolbar.shortcuts");
+const QString kNeedsModifier = QStringLiteral("Add Ctrl, Alt or Super");
 
 QString profileTitle(const QString &domain)
 {
@@ -172,11 +173,13 @@ QList<SettingsWindowController::Shortcut> SettingsWindowController::shortcuts() 
     QList<Shortcut> result;
     QList<QKeyCombination> earlier;
     for (const ShortcutTable::Row &row : ShortcutTable::rows()) {
-        const QString stored = (SettingsStore::instance().*row.stored)();
-        const KeyEquivalent key = KeyEquivalent::fromString(stored);
+        const std::optional<QString> stored = ShortcutTable::storedString(row);
+        const KeyEquivalent key = KeyEquivalent::fromString(stored.value_or(QString()));
         Shortcut shortcut { QString::fromUtf8(row.title), key, {} };
-        if (!stored.isNull() && !key.isValid()) {
-            shortcut.problem = QStringLiteral("“%1” is not a shortcut").arg(stored);
+        if (stored && !key.isValid()) {
+            shortcut.problem = QStringLiteral("“%1” is not a shortcut").arg(*stored);
+        } else if (key.isValid() && !ShortcutTable::isGlobalShortcut(key)) {
+            shortcut.problem = kNeedsModifier;
         } else if (key.isValid() && row.action && earlier.contains(key.keyCombination())) {
             shortcut.problem = QStringLiteral("Already used above");
         } else if (key.isValid() && row.action && m_monitor) {
@@ -185,6 +188,8 @@ QList<SettingsWindowController::Shortcut> SettingsWindowController::shortcuts() 
                 shortcut.problem = QStringLiteral("Taken by another program");
             else if (registration == Registration::Invalid)
                 shortcut.problem = QStringLiteral("No key of this keyboard layout makes it");
+            else if (registration == Registration::SameKey)
+                shortcut.problem = QStringLiteral("On the same key as a shortcut above");
         }
         if (key.isValid() && row.action)
             earlier << key.keyCombination();
@@ -263,6 +268,13 @@ bool SettingsWindowController::recorderControlDidEndRecording(int row, const Key
 {
     if (row < 0 || row >= int(ShortcutTable::rows().size()))
         return false;
+    if (shortcut.isValid() && !ShortcutTable::isGlobalShortcut(shortcut)) {
+        // The recorder keeps listening for these; nothing else records here.
+        qCWarning(lcSettingsWindowController).noquote()
+            << QStringLiteral("Not setting %1: a global shortcut needs Ctrl, Alt or Super").arg(shortcut.toString());
+        Q_EMIT changed();
+        return false;
+    }
     if (shortcut.isValid() && optionNeedsControlOrCommand(m_system, shortcut.modifiers())) {
         const QStringList buttons { QStringLiteral("OK"), QStringLiteral("Learn More") };
         const QString title = QStringLiteral("Shortcut Requirements");
@@ -323,10 +335,20 @@ void SettingsWindowController::checkForUpdates()
                     qCWarning(lcSettingsWindowController).noquote()
                         << "Update check failed:" << error.localizedDescription << result;
                     self->m_updateStatus = QStringLiteral("The update check failed. Try again later.");
-                } else if (latest > QVersionNumber::fromString(QStringLiteral(TESSLY_VERSION)) && download.isValid()
-                    && (download.scheme() == QLatin1String("https") || download.scheme() == QLatin1String("http"))) {
-                    self->m_updateStatus = QStringLiteral("Tessly Cloud %1 is available.").arg(latest.toString());
-                    self->m_downloadUrl = download;
+                } else if (latest > QVersionNumber::fromString(QStringLiteral(TESSLY_VERSION))) {
+                    const bool page = download.isValid() && !download.host().isEmpty()
+                        && (download.scheme() == QLatin1String("https") || download.scheme() == QLatin1String("http"));
+                    if (page) {
+                        self->m_updateStatus = QStringLiteral("Tessly Cloud %1 is available.").arg(latest.toString());
+                        self->m_downloadUrl = download;
+                    } else {
+                        // Not the address itself: it may carry a signature.
+                        qCWarning(lcSettingsWindowController).noquote()
+                            << "The service offers version" << latest.toString() << "without a usable download page";
+                        self->m_updateStatus
+                            = QStringLiteral("Tessly Cloud %1 has been released, but the download page is not available.")
+                                  .arg(latest.toString());
+                    }
                 } else {
                     self->m_updateStatus = QStringLiteral("Tessly Cloud is up to date.");
                 }

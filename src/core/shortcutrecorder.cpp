@@ -1,6 +1,7 @@
 #include "shortcutrecorder.h"
 
 #include "globalshortcutmonitor.h"
+#include "shortcuttable.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -63,7 +64,9 @@ QString ShortcutRecorder::label() const
         const QString held = KeyEquivalent::fromKeyCombination(QKeyCombination(m_held, Qt::Key_A))
                                  .displayText()
                                  .chopped(1); // "Alt+Shift+"
-        return held.isEmpty() ? tr("Type a shortcut") : held + QStringLiteral("…");
+        if (!held.isEmpty())
+            return held + QStringLiteral("…");
+        return m_refused ? tr("Add Ctrl, Alt or Super") : tr("Type a shortcut");
     }
     return m_shortcut.isValid() ? m_shortcut.displayText() : tr("Click to record");
 }
@@ -100,6 +103,7 @@ void ShortcutRecorder::setRecording(bool recording)
         GlobalShortcutMonitor::sharedMonitor().setPaused(recording);
     m_recording = recording;
     m_held = {};
+    m_refused = false;
     if (recording)
         setFocus(Qt::MouseFocusReason);
     update();
@@ -155,6 +159,12 @@ void ShortcutRecorder::keyPressEvent(QKeyEvent *event)
     const KeyEquivalent shortcut = KeyEquivalent::fromKeyCombination(QKeyCombination(modifiers, Qt::Key(key)));
     if (!shortcut.isValid())
         return; // a key the stored form cannot name: keep listening
+    if (!ShortcutTable::isGlobalShortcut(shortcut)) {
+        m_refused = true;
+        m_held = {};
+        update();
+        return;
+    }
     setRecording(false);
     setShortcut(shortcut);
     Q_EMIT recorded(shortcut);

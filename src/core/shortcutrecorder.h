@@ -10,6 +10,8 @@
 // recording. Escape cancels, Backspace or Delete (without modifiers) clears
 // it. A modifier on its own is not a shortcut; Shift with a digit or a
 // punctuation key is recorded as that key, as it is printed on the keyboard.
+// A key without Ctrl, Alt or Super is refused (the field says what to add)
+// and recording goes on: grabbed globally, no program could type it.
 class ShortcutRecorder : public QAbstractButton
 {
     Q_OBJECT
@@ -43,5 +45,6 @@ private:
     KeyEquivalent m_shortcut;
     Qt::KeyboardModifiers m_held;
     bool m_recording = false;
+    bool m_refused = false; // the last key lacked Ctrl, Alt and Super
     bool m_problem = false;
 };

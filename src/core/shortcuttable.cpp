@@ -1,5 +1,6 @@
 #include "shortcuttable.h"
 
+#include "defaultskeys.h"
 #include "keyequivalent.h"
 #include "settingsstore.h"
 
@@ -12,18 +13,32 @@ Q_LOGGING_CATEGORY(lcShortcutTable, "tessly.core.shortcuttable")
 const std::array<ShortcutTable::Row, 5> &ShortcutTable::rows()
 {
     static const std::array<Row, 5> table { {
-        { "uploadShortcut", "Upload selected files", &SettingsStore::uploadFileHotkey,
+        { DefaultsKeys::UploadFileHotkey, "uploadShortcut", "Upload selected files", &SettingsStore::uploadFileHotkey,
             &SettingsStore::setUploadFileHotkey, "uploadSelection" },
-        { "screenshotShortcut", "Take screenshot", &SettingsStore::screenshotHotkey,
+        { DefaultsKeys::ScreenshotHotkey, "screenshotShortcut", "Take screenshot", &SettingsStore::screenshotHotkey,
             &SettingsStore::setScreenshotHotkey, "captureScreen" },
-        { "markupShortcut", "Screenshot and mark up", &SettingsStore::markupHotkey, &SettingsStore::setMarkupHotkey,
+        { DefaultsKeys::MarkupHotkey, "markupShortcut", "Screenshot and mark up", &SettingsStore::markupHotkey, &SettingsStore::setMarkupHotkey,
             "markupScreen" },
-        { "uploadClipboard", "Upload clipboard", &SettingsStore::clipboardHotKey, &SettingsStore::setClipboardHotKey,
+        { DefaultsKeys::ClipboardHotKey, "uploadClipboard", "Upload clipboard", &SettingsStore::clipboardHotKey, &SettingsStore::setClipboardHotKey,
             "uploadClipboard" },
-        { "recordScreen", "Record screen", &SettingsStore::recordScreenHotKey, &SettingsStore::setRecordScreenHotKey,
+        { DefaultsKeys::RecordScreenHotKey, "recordScreen", "Record screen", &SettingsStore::recordScreenHotKey, &SettingsStore::setRecordScreenHotKey,
             nullptr },
     } };
     return table;
+}
+
+std::optional<QString> ShortcutTable::storedString(const Row &row)
+{
+    SettingsStore &settings = SettingsStore::instance();
+    if (!settings.objectForKey(QString::fromLatin1(row.key)).isValid())
+        return std::nullopt;
+    return (settings.*row.stored)(); // null for a value that is not text
+}
+
+bool ShortcutTable::isGlobalShortcut(const KeyEquivalent &shortcut)
+{
+    return shortcut.isValid()
+        && (shortcut.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
 }
 
 QList<ShortcutTable::Outcome> ShortcutTable::subscribe(GlobalShortcutMonitor &monitor, QObject *target)
@@ -31,17 +46,21 @@ QList<ShortcutTable::Outcome> ShortcutTable::subscribe(GlobalShortcutMonitor &mo
     monitor.removeAllActions();
     QList<Outcome> outcomes;
     QHash<QKeyCombination, const Row *> taken;
-    SettingsStore &settings = SettingsStore::instance();
     for (const Row &row : rows()) {
         if (!row.action)
             continue;
-        const QString stored = (settings.*row.stored)();
-        if (stored.isNull())
+        const std::optional<QString> value = storedString(row);
+        if (!value)
             continue;
+        const QString stored = *value;
         Outcome outcome { &row, stored, GlobalShortcutMonitor::Registration::Invalid, {} };
         const KeyEquivalent shortcut = KeyEquivalent::fromString(stored);
-        if (!shortcut.isValid()) {
+        if (stored.isNull()) {
+            outcome.problem = QStringLiteral("not text");
+        } else if (!shortcut.isValid()) {
             outcome.problem = QStringLiteral("not a shortcut");
+        } else if (!isGlobalShortcut(shortcut)) {
+            outcome.problem = QStringLiteral("needs Ctrl, Alt or Super");
         } else if (const Row *earlier = taken.value(shortcut.keyCombination())) {
             outcome.problem = QStringLiteral("already the shortcut of %1").arg(QLatin1String(earlier->action));
         }
@@ -69,7 +88,11 @@ QList<ShortcutTable::Outcome> ShortcutTable::subscribe(GlobalShortcutMonitor &mo
                 QMetaObject::invokeMethod(receiver, action);
         });
         using Registration = GlobalShortcutMonitor::Registration;
-        if (outcome.registration == Registration::Taken)
+        if (outcome.registration == Registration::SameKey) {
+            outcome.problem = QStringLiteral("on the same key as an earlier shortcut");
+            qCWarning(lcShortcutTable).noquote() << QStringLiteral("Shortcut \"%1\" for %2 skipped: %3")
+                                                        .arg(stored, QLatin1String(action), outcome.problem);
+        } else if (outcome.registration == Registration::Taken)
             qCWarning(lcShortcutTable).noquote() << QStringLiteral("Shortcut %1 for %2 is taken by another program")
                                                         .arg(shortcut.displayText(), QLatin1String(action));
         else if (outcome.registration == Registration::Invalid)

@@ -3,9 +3,11 @@
 #include "globalshortcutmonitor.h"
 
 #include <array>
+#include <optional>
 #include <QList>
 #include <QString>
 
+class KeyEquivalent;
 class QObject;
 class SettingsStore;
 
@@ -17,6 +19,7 @@ namespace ShortcutTable {
 
 struct Row
 {
+    const char *key; // its key in the settings store
     const char *recorder; // the recorder control's name in the settings window
     const char *title; // its label there
     QString (SettingsStore::*stored)() const;
@@ -25,6 +28,15 @@ struct Row
 };
 
 const std::array<Row, 5> &rows();
+
+// The row's stored string; a null one for a value that is not text (a
+// hand-edited file); nothing when none is stored.
+std::optional<QString> storedString(const Row &row);
+
+// Whether the shortcut may be grabbed for the whole desktop: it needs Ctrl,
+// Alt or Super. A key alone, or with Shift only, would be taken from every
+// application, and the user could no longer type it anywhere.
+bool isGlobalShortcut(const KeyEquivalent &shortcut);
 
 // What subscribe() did with one row's stored shortcut.
 struct Outcome
@@ -37,9 +49,10 @@ struct Outcome
 
 // Empties the monitor, then adds the registered rows in order, each running
 // its action on `target` (found by name, queued). Rows without a stored
-// shortcut are left out; a stored string that does not parse, or that
-// repeats an earlier row's shortcut, is skipped with a log line, and the
-// other rows are still registered.
+// shortcut are left out; a stored value that is not text, does not parse,
+// lacks Ctrl, Alt and Super, or repeats an earlier row's shortcut (also on
+// the same key of the keyboard) is skipped with a log line, and the other
+// rows are still registered.
 QList<Outcome> subscribe(GlobalShortcutMonitor &monitor, QObject *target);
 
 } // namespace ShortcutTable

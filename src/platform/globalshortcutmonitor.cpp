@@ -17,8 +17,8 @@ std::unique_ptr<GlobalShortcutMonitor> GlobalShortcutMonitor::create(const QStri
     const QString platform = QGuiApplication::platformName();
     if (platform.startsWith(QLatin1String("wayland")))
         return createNullGlobalShortcutMonitor(QStringLiteral(
-            "This Wayland desktop does not let applications set global shortcuts. Your shortcuts are kept and "
-            "work when you sign in to an X11 session."));
+            "Tessly Cloud sets global shortcuts only in an X11 session, not on Wayland. Your shortcuts are kept "
+            "and work when you sign in to an X11 session."));
     return createNullGlobalShortcutMonitor(QStringLiteral("Global shortcuts need an X11 display."));
 }
 

@@ -23,6 +23,7 @@ public:
         Taken, // another program holds the combination
         Unavailable, // the desktop offers no global shortcuts to us
         Invalid, // no key of the keyboard's layout makes it
+        SameKey, // an earlier combination lands on the same key and modifiers ("Alt+Shift+$", "Alt+Shift+4")
     };
     Q_ENUM(Registration)
 

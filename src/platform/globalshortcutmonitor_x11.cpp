@@ -197,6 +197,16 @@ protected:
             return Registration::Invalid;
         }
         const uint16_t mask = modifierMask(shortcut.keyboardModifiers());
+        const Grab wanted { xcb_keycode_t(keycode), mask };
+        for (auto it = m_grabs.cbegin(); it != m_grabs.cend(); ++it) {
+            // X lets a client grab its own key twice, and one ungrab would
+            // free both: the first combination keeps the key.
+            if (it.value() == wanted) {
+                qCWarning(lcGlobalShortcutMonitorX11).noquote() << shortcutText(shortcut) << "is the same key as"
+                                                                << shortcutText(it.key()) << "here; not grabbed";
+                return Registration::SameKey;
+            }
+        }
         xcb_void_cookie_t cookies[std::size(kLockVariants)];
         for (std::size_t i = 0; i < std::size(kLockVariants); ++i) {
             cookies[i] = xcb_grab_key_checked(m_connection, 1, m_root, uint16_t(mask | kLockVariants[i]),
@@ -212,16 +222,15 @@ protected:
                 std::free(error);
             }
         }
-        const Grab grabbed { xcb_keycode_t(keycode), mask };
         if (taken) {
             // Whichever variants we did get are of no use on their own. The
             // other client's grab survives: ungrabbing never touches it.
-            ungrabKey(grabbed);
+            ungrabKey(wanted);
             qCWarning(lcGlobalShortcutMonitorX11).noquote()
                 << shortcutText(shortcut) << "is taken: another program grabbed it first";
             return Registration::Taken;
         }
-        m_grabs.insert(shortcut, grabbed);
+        m_grabs.insert(shortcut, wanted);
         xcb_flush(m_connection);
         return Registration::Registered;
     }

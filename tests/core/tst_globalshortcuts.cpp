@@ -3,8 +3,8 @@
 // tray application's delegate; CapsLock, NumLock and a layout switch do not
 // stop them; a combination another X client grabbed first is reported as
 // taken; a shortcut recorded in the settings window (also one registered
-// already) replaces the old one; stored strings that are not shortcuts are
-// skipped without losing the others.
+// already) replaces the old one; stored values that are not shortcuts, or
+// not ones to grab, are skipped without losing the others.
 #include "appdelegate.h"
 #include "e2e.h"
 #include "globalshortcutmonitor.h"
@@ -177,25 +177,33 @@ private Q_SLOTS:
 
     void unreadableStoredShortcutsAreSkipped_data()
     {
-        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QVariant>("stored");
         QTest::addColumn<QString>("logged");
-        QTest::newRow("out of order") << QStringLiteral("⇧⌥3")
+        QTest::newRow("out of order") << QVariant(QStringLiteral("⇧⌥3"))
                                       << QStringLiteral("Shortcut \"⇧⌥3\" for markupScreen skipped: not a shortcut");
-        QTest::newRow("modifiers only") << QStringLiteral("⌥⇧")
+        QTest::newRow("modifiers only") << QVariant(QStringLiteral("⌥⇧"))
                                         << QStringLiteral("Shortcut \"⌥⇧\" for markupScreen skipped: not a shortcut");
-        QTest::newRow("unknown key") << QStringLiteral("⌥Foo")
+        QTest::newRow("unknown key") << QVariant(QStringLiteral("⌥Foo"))
                                      << QStringLiteral("Shortcut \"⌥Foo\" for markupScreen skipped: not a shortcut");
+        QTest::newRow("not text") << QVariant(QByteArray("⌥⇧3"))
+                                  << QStringLiteral("Shortcut \"\" for markupScreen skipped: not text");
+        QTest::newRow("Shift only") << QVariant(QStringLiteral("⇧3"))
+                                    << QStringLiteral("Shortcut \"⇧3\" for markupScreen skipped: needs Ctrl, Alt or Super");
         QTest::newRow("duplicate")
-            << QStringLiteral("⌥⇧4")
+            << QVariant(QStringLiteral("⌥⇧4"))
             << QStringLiteral("Shortcut \"⌥⇧4\" for markupScreen skipped: already the shortcut of captureScreen");
+        // "$" is Shift+4 on this layout: one key, two names.
+        QTest::newRow("same key") << QVariant(QStringLiteral("⌥⇧$"))
+                                  << QStringLiteral("Shortcut \"⌥⇧$\" for markupScreen skipped: on the same key as an "
+                                                    "earlier shortcut");
     }
 
     void unreadableStoredShortcutsAreSkipped()
     {
-        QFETCH(QString, stored);
+        QFETCH(QVariant, stored);
         QFETCH(QString, logged);
         LogCapture log;
-        SettingsStore::instance().setMarkupHotkey(stored);
+        SettingsStore::instance().setObject(stored, QStringLiteral("markupHotkey"));
         SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧V"));
         reregister();
         QTRY_VERIFY(log.contains(logged));

@@ -1,8 +1,9 @@
 // The settings window's behaviour without a display, against the reference
 // service: what each action of the general pane stores, the autostart file,
-// the taskbar switch following the application's present state, the Option
-// rule that applies to no Linux system, the stored shortcut strings, and the
-// profiles and update check that come from the service.
+// the taskbar switch following the application's present state, the checks
+// of a recorded shortcut (the Option rule applies to no Linux system), the
+// stored shortcut strings, and the profiles and update check that come from
+// the service.
 #include "api.h"
 #include "keyequivalent.h"
 #include "loginitem.h"
@@ -92,18 +93,45 @@ private Q_SLOTS:
         QCOMPARE(heard, played);
     }
 
+    void startAtLoginIsAnAutostartFile_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QByteArray>("switchedOff"); // what a desktop's settings tool wrote into the file
+        QTest::newRow("from PATH") << QString() << QByteArray();
+        QTest::newRow("installed under % and spaces") << QStringLiteral("/opt/Tessly 100%/tessly") << QByteArray();
+        QTest::newRow("switched off by GNOME") << QString() << QByteArray("X-GNOME-Autostart-enabled=false");
+    }
+
     void startAtLoginIsAnAutostartFile()
     {
+        QFETCH(QString, program);
+        QFETCH(QByteArray, switchedOff);
         SettingsWindowController controller;
-        controller.setLaunchAtLogin(true);
+        if (program.isEmpty()) {
+            controller.setLaunchAtLogin(true);
+        } else {
+            QString error;
+            QVERIFY2(LoginItem::registerItem(&error, program), qPrintable(error));
+        }
         QVERIFY(QFile::exists(LoginItem::filePath()));
         QProcess validate;
         validate.start(QStringLiteral("desktop-file-validate"), { LoginItem::filePath() });
-        QVERIFY(validate.waitForFinished() && validate.exitCode() == 0);
+        QVERIFY(validate.waitForFinished());
         QCOMPARE(validate.readAllStandardOutput(), QByteArray()); // no warnings either
+        QCOMPARE(validate.exitCode(), 0);
+        if (!switchedOff.isEmpty()) {
+            QFile file(LoginItem::filePath());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QByteArray entry = file.readAll();
+            file.close();
+            entry.replace(switchedOff.left(switchedOff.indexOf('=') + 1) + "true", switchedOff);
+            QVERIFY(entry.contains(switchedOff));
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(entry) == entry.size());
+            file.close();
+        }
         SettingsWindowController reopened; // reads the file, not what it was told
         reopened.configureViews();
-        QVERIFY(reopened.startAtLogin());
+        QCOMPARE(reopened.startAtLogin(), switchedOff.isEmpty());
         reopened.setLaunchAtLogin(false);
         QVERIFY(!QFile::exists(LoginItem::filePath()) && !LoginItem::isEnabled());
     }
@@ -131,21 +159,30 @@ private Q_SLOTS:
         QCOMPARE(switched, QList<bool> { !shown });
     }
 
-    void optionRuleAppliesToNoLinuxSystem_data()
+    // The Option rule applies to no Linux system; a key that any program
+    // would lose to the global grab is refused everywhere, without an alert.
+    void recordedShortcutsAreCheckedBeforeStoring_data()
     {
         QTest::addColumn<QOperatingSystemVersion>("system");
+        QTest::addColumn<QString>("recorded");
         QTest::addColumn<bool>("refused");
+        QTest::addColumn<bool>("alerted");
         using OS = QOperatingSystemVersion;
-        QTest::newRow("this system") << OS::current() << false;
-        QTest::newRow("macOS 15.1") << OS(OS::MacOS, 15, 1) << true;
-        QTest::newRow("macOS 15.2") << OS(OS::MacOS, 15, 2) << false;
-        QTest::newRow("macOS 14.6") << OS(OS::MacOS, 14, 6) << false;
+        const QString optionShift4 = QStringLiteral("⌥⇧4");
+        QTest::newRow("this system") << OS::current() << optionShift4 << false << false;
+        QTest::newRow("macOS 15.1") << OS(OS::MacOS, 15, 1) << optionShift4 << true << true;
+        QTest::newRow("macOS 15.2") << OS(OS::MacOS, 15, 2) << optionShift4 << false << false;
+        QTest::newRow("macOS 14.6") << OS(OS::MacOS, 14, 6) << optionShift4 << false << false;
+        QTest::newRow("Shift only") << OS::current() << QStringLiteral("⇧4") << true << false;
+        QTest::newRow("Super") << OS::current() << QStringLiteral("⌘4") << false << false;
     }
 
-    void optionRuleAppliesToNoLinuxSystem()
+    void recordedShortcutsAreCheckedBeforeStoring()
     {
         QFETCH(QOperatingSystemVersion, system);
+        QFETCH(QString, recorded);
         QFETCH(bool, refused);
+        QFETCH(bool, alerted);
         SettingsStore::instance().setScreenshotHotkey(QStringLiteral("⌃4"));
         QStringList alerts;
         QList<QUrl> opened;
@@ -159,14 +196,13 @@ private Q_SLOTS:
             return 1; // "Learn More"
         });
         controller.setUrlOpener([&](const QUrl &url) { opened << url; });
-        const bool stored
-            = controller.recorderControlDidEndRecording(1, KeyEquivalent::fromString(QStringLiteral("⌥⇧4")));
+        const bool stored = controller.recorderControlDidEndRecording(1, KeyEquivalent::fromString(recorded));
         NotificationCenter::defaultCenter().removeObserver(this);
         QCOMPARE(stored, !refused);
-        QCOMPARE(SettingsStore::instance().screenshotHotkey(), refused ? QStringLiteral("⌃4") : QStringLiteral("⌥⇧4"));
+        QCOMPARE(SettingsStore::instance().screenshotHotkey(), refused ? QStringLiteral("⌃4") : recorded);
         QCOMPARE(updates, refused ? 0 : 1);
-        QCOMPARE(alerts, refused ? QStringList { QStringLiteral("Shortcut Requirements") } : QStringList {});
-        QCOMPARE(opened.size(), refused ? 1 : 0);
+        QCOMPARE(alerts, alerted ? QStringList { QStringLiteral("Shortcut Requirements") } : QStringList {});
+        QCOMPARE(opened.size(), alerted ? 1 : 0);
     }
 
     void storedShortcutsRoundTrip_data()
@@ -206,6 +242,16 @@ private Q_SLOTS:
 
         controller.checkForUpdates();
         QTRY_COMPARE(controller.updateStatus(), QStringLiteral("Tessly Cloud is up to date."));
+        QCOMPARE(m_server
+                     .admin("PUT", QStringLiteral("/admin/client-release"),
+                         { { QStringLiteral("version"), QStringLiteral("99.0") },
+                             { QStringLiteral("downloadUrl"), QStringLiteral("https://[tessly.test/download") } })
+                     .status,
+            200);
+        controller.checkForUpdates();
+        QTRY_COMPARE(controller.updateStatus(),
+            QStringLiteral("Tessly Cloud 99.0 has been released, but the download page is not available."));
+        QCOMPARE(controller.updateButtonTitle(), QStringLiteral("Check for Updates"));
         QCOMPARE(m_server
                      .admin("PUT", QStringLiteral("/admin/client-release"),
                          { { QStringLiteral("version"), QStringLiteral("latest") },
