@@ -129,25 +129,40 @@ private Q_SLOTS:
         reregister();
     }
 
-    // AZERTY puts Q where QWERTY has A: the grab follows the layout.
+    void aLayoutSwitchGrabsTheKeysAnew_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<Qt::Key>("key");
+        // AZERTY puts Q where QWERTY has A: the grab follows the layout.
+        QTest::newRow("moved letter") << QStringLiteral("⌥⇧Q") << QStringLiteral("alt+shift+q") << Qt::Key_Q;
+        // AZERTY types the digits with Shift: the key's second level counts.
+        QTest::newRow("shifted digit") << QStringLiteral("⌥⇧5") << QStringLiteral("alt+shift+5") << Qt::Key_5;
+    }
+
     void aLayoutSwitchGrabsTheKeysAnew()
     {
-        SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧Q"));
+        QFETCH(QString, stored);
+        QFETCH(QString, keys);
+        QFETCH(Qt::Key, key);
+        SettingsStore::instance().setClipboardHotKey(stored);
         reregister();
-        QTRY_COMPARE(m_monitor->registration(altShift(Qt::Key_Q)), Registration::Registered);
+        QTRY_COMPARE(m_monitor->registration(altShift(key)), Registration::Registered);
         QSignalSpy regrabbed(m_monitor, &GlobalShortcutMonitor::registrationsChanged);
         E2E::runTool(QStringLiteral("setxkbmap"), { QStringLiteral("fr") });
         QTRY_VERIFY(!regrabbed.isEmpty());
+        QCOMPARE(m_monitor->registration(altShift(key)), Registration::Registered);
         QSignalSpy activated(m_monitor, &GlobalShortcutMonitor::activated);
-        type(QStringLiteral("alt+shift+q"));
+        type(keys);
         QTRY_COMPARE(activated.size(), 1);
         E2E::runTool(QStringLiteral("setxkbmap"), { QStringLiteral("us") });
         SettingsStore::instance().setClipboardHotKey(QStringLiteral("⌥⇧V"));
         reregister();
     }
 
-    // Typed into the settings window's recorder: stored, registered again,
-    // and the old combination no longer triggers anything.
+    // Typed into the settings window's recorders: stored and registered
+    // again; the new combination runs its action and the old one nothing;
+    // the screen recording shortcut is stored but never registered.
     void aRecordedShortcutReplacesTheOldOne()
     {
         m_delegate->showSettings();
@@ -158,21 +173,31 @@ private Q_SLOTS:
         QTest::mouseClick(window->recorder(1), Qt::LeftButton);
         type(QStringLiteral("alt+shift+4"));
         QTRY_VERIFY(log.contains(QStringLiteral("Setting ⌥⇧4")));
-        ShortcutRecorder *recorder = window->recorder(3);
-        QVERIFY(recorder->isVisible());
-        QTest::mouseClick(recorder, Qt::LeftButton);
-        QTRY_VERIFY(recorder->hasFocus() && recorder->isRecording());
-        type(QStringLiteral("alt+shift+7"));
-        QTRY_COMPARE(SettingsStore::instance().clipboardHotKey(), QStringLiteral("⌥⇧7"));
-        QCOMPARE(recorder->shortcut().displayText(), QStringLiteral("Alt+Shift+7"));
+        const auto record = [&](int row, const QString &keys) {
+            ShortcutRecorder *recorder = window->recorder(row);
+            QVERIFY(recorder->isVisible());
+            QTest::mouseClick(recorder, Qt::LeftButton);
+            QTRY_VERIFY(recorder->hasFocus() && recorder->isRecording());
+            type(keys);
+            QTRY_VERIFY(!recorder->isRecording());
+        };
+        record(4, QStringLiteral("alt+shift+9"));
+        QCOMPARE(SettingsStore::instance().recordScreenHotKey(), QStringLiteral("⌥⇧9"));
+        record(3, QStringLiteral("alt+shift+7"));
+        QCOMPARE(SettingsStore::instance().clipboardHotKey(), QStringLiteral("⌥⇧7"));
+        QCOMPARE(window->recorder(3)->shortcut().displayText(), QStringLiteral("Alt+Shift+7"));
         QTRY_COMPARE(m_monitor->registration(altShift(Qt::Key_7)), Registration::Registered);
+        QCOMPARE(m_monitor->registration(altShift(Qt::Key_9)), Registration::Unavailable); // never added
         window->close();
 
+        log.clear();
         QSignalSpy activated(m_monitor, &GlobalShortcutMonitor::activated);
         type(QStringLiteral("alt+shift+v"));
+        type(QStringLiteral("alt+shift+9"));
         type(QStringLiteral("alt+shift+7"));
-        QTRY_COMPARE(activated.size(), 1); // X delivers in order: the old one would have come first
+        QTRY_COMPARE(activated.size(), 1); // X delivers in order: the others would have come first
         QCOMPARE(activated.first().first().value<QKeyCombination>(), altShift(Qt::Key_7));
+        QTRY_VERIFY(log.containsText(QStringLiteral("Types "))); // uploadClipboard read the clipboard
     }
 
     void unreadableStoredShortcutsAreSkipped_data()
