@@ -28,6 +28,7 @@
 #include "soundplayer.h"
 #include "statusitem.h"
 #include "statusmenu.h"
+#include "tlgifconverter.h"
 #include "webpage.h"
 #include "welcomewindowcontroller.h"
 
@@ -341,9 +342,32 @@ void AppDelegate::openURLs(const QList<QUrl> &urls)
         return;
     }
 
-    if (ScreenGrabber::instance().gifCapture())
-        qCInfo(lcAppDelegate) << "GIF conversion is not available in this build; the movie is uploaded as it is";
-    uploadFile(url);
+    uploadOpenedFile(url);
+}
+
+void AppDelegate::uploadOpenedFile(const QUrl &url)
+{
+    if (!ScreenGrabber::instance().gifCapture()) {
+        uploadFile(url);
+        return;
+    }
+    // A recording handed over while GIF mode is on goes up as a GIF. When the
+    // conversion fails the movie itself goes up, so the recording is not lost.
+    QPointer<AppDelegate> self(this);
+    Dispatch::longRunning([self, url] {
+        Error error;
+        const QUrl gif = TLGIFConverter::instance().convertFileAtPath(url, QStringLiteral("Screen Capture"), 2.0, &error);
+        const bool made = QFileInfo(gif.toLocalFile()).size() > 0;
+        Dispatch::main([self, url, gif, made, error] {
+            if (!self)
+                return;
+            if (!made)
+                qCWarning(lcAppDelegate).noquote()
+                    << QStringLiteral("GIF conversion failed (%1); uploading the movie as it is")
+                           .arg(error.localizedDescription);
+            self->uploadFile(made ? gif : url);
+        });
+    });
 }
 
 void AppDelegate::showFirstRunPopover()
@@ -377,7 +401,7 @@ void AppDelegate::openArguments(const QStringList &arguments)
 bool AppDelegate::openFile(const QString &filename)
 {
     qCInfo(lcAppDelegate).noquote() << QStringLiteral("Filename: %1").arg(filename);
-    ensureDomainThenPerform([this, filename] { uploadFile(QUrl::fromLocalFile(filename)); });
+    ensureDomainThenPerform([this, filename] { uploadOpenedFile(QUrl::fromLocalFile(filename)); });
     return true;
 }
 

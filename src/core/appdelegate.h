@@ -76,6 +76,9 @@ public:
     // One file through the upload queue; the share link follows from the
     // queue's completion notification.
     void uploadFile(const QUrl &fileUrl);
+    // A file handed to the application (opened with it, or the recorder's
+    // hand-off): converted to a GIF first while the grabber is in GIF mode.
+    void uploadOpenedFile(const QUrl &url);
     // Several paths as one ZIP archive, zipped off the GUI thread.
     void zipAndUpload(const QStringList &paths, bool reloadFiles);
     // A short link for a web URL; `changeIcon` for drops.

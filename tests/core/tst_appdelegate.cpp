@@ -9,12 +9,14 @@
 #include "appdelegate.h"
 #include "drophandler.h"
 #include "e2e.h"
+#include "fileuploadqueue.h"
 #include "folderuploader.h"
 #include "logcapture.h"
 #include "notificationcenter.h"
 #include "notifications.h"
 #include "popoverwindowcontroller.h"
 #include "referenceserver.h"
+#include "screengrabber.h"
 #include "settingsstore.h"
 #include "soundplayer.h"
 #include "statusitem.h"
@@ -227,7 +229,8 @@ private Q_SLOTS:
     }
 
     // `tessly FILE`, `tessly share URL` and `tessly share FILE FILE` reach
-    // this instance and exit at once; `tessly shorten` works on its own.
+    // this instance and exit at once; `tessly shorten` works on its own; a
+    // recording opened in GIF mode is converted first.
     void laterRunsHandOverToThisOne()
     {
         signIn(m_token, QStringLiteral("demo"));
@@ -263,6 +266,22 @@ private Q_SLOTS:
                     .toString()
                     .endsWith(QStringLiteral(".zip")));
         QCOMPARE(runBeside(tessly(), { QStringLiteral("share"), QStringLiteral("ftp://example.com/x") }), 1);
+
+        // A recording handed over in GIF mode goes up as a GIF.
+        links.clear();
+        const QString movie = m_dir.filePath(QStringLiteral("recording.mp4"));
+        QCOMPARE(runBeside(QStringLiteral("ffmpeg"),
+                     { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                         QStringLiteral("-i"), QStringLiteral("testsrc=size=160x120:rate=10:duration=1"),
+                         QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie }),
+            0);
+        ScreenGrabber::instance().setGifCapture(true);
+        QCOMPARE(runBeside(tessly(), { movie }), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 60000);
+        ScreenGrabber::instance().setGifCapture(false);
+        const QString gifName = filesOnService().first().toObject().value(QStringLiteral("name")).toString();
+        QVERIFY2(gifName.startsWith(QStringLiteral("Screen Capture on ")) && gifName.endsWith(QStringLiteral(".gif")),
+            qPrintable(gifName));
     }
 
     void droppedFilesWithFolderModeOnAndOff_data()
@@ -364,6 +383,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(SettingsStore::instance().token().isEmpty(), 20000);
         QVERIFY(API::instance().token().isEmpty());
         QTRY_VERIFY(icons.contains(QVariantList { QStringLiteral("MenuIcon-Error") }));
+        // A refusal still on its way would sign the next test out.
+        QTRY_COMPARE_WITH_TIMEOUT(FileUploadQueue::sharedQueue().activeLength(), 0, 30000);
         QVERIFY(m_server.setFaults(QStringLiteral("off")));
         signIn(m_token, QStringLiteral("demo"));
     }
