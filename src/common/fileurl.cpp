@@ -13,4 +13,15 @@ QString mimeType(const QString &fileName)
     return type.name();
 }
 
+QString serviceName(const QString &fileName)
+{
+    QString name = fileName;
+    for (QChar &c : name) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0))
+            c = QLatin1Char('_');
+    }
+    return name;
+}
+
 } // namespace FileUrl

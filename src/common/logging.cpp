@@ -1,6 +1,8 @@
 #include "logging.h"
 
 #include <QRegularExpression>
+
+#include <algorithm>
 #include <QtGlobal>
 
 namespace Logging {
@@ -9,7 +11,7 @@ static QtMessageHandler s_previous = nullptr;
 
 static void redactingHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    const QString safe = redact(message);
+    const QString safe = loggedLine(redact(message));
     if (s_previous)
         s_previous(type, context, safe);
 }
@@ -56,6 +58,52 @@ QString redact(const QString &line)
     for (const QRegularExpression &re : patterns)
         out.replace(re, QStringLiteral("\\1…"));
     return out;
+}
+
+namespace {
+
+bool isDirectionOverride(char16_t u)
+{
+    return (u >= 0x202a && u <= 0x202e) || (u >= 0x2066 && u <= 0x2069);
+}
+
+bool isControl(char16_t u)
+{
+    return u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0);
+}
+
+QString escaped(const QString &text, bool keepLayout)
+{
+    const auto kept = [keepLayout](char16_t u) { return keepLayout && (u == '\n' || u == '\t' || u == '\\'); };
+    const auto needsEscape = [&kept](char16_t u) {
+        return !kept(u) && (isControl(u) || u == '\\' || isDirectionOverride(u));
+    };
+    if (std::none_of(text.cbegin(), text.cend(), [&](QChar c) { return needsEscape(c.unicode()); }))
+        return text;
+    QString shown;
+    shown.reserve(text.size() + 8);
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (!needsEscape(u))
+            shown += c;
+        else if (isDirectionOverride(u))
+            shown += QLatin1String("\\u") + QString::number(u, 16).toUpper();
+        else
+            shown += QLatin1String("\\x") + QString::number(u, 16).toUpper().rightJustified(2, QLatin1Char('0'));
+    }
+    return shown;
+}
+
+} // namespace
+
+QString printable(const QString &text)
+{
+    return escaped(text, false);
+}
+
+QString loggedLine(const QString &line)
+{
+    return escaped(line, true);
 }
 
 } // namespace Logging

@@ -23,4 +23,12 @@ QString maskSecret(const QString &secret);
 // The line as it will be written: credentials replaced by "…".
 QString redact(const QString &line);
 
+// A file name or message as it may be shown on a terminal: control
+// characters (escape sequences, line breaks), direction overrides and the
+// backslash itself are written as \xNN or \uNNNN, so a name cannot move the
+// cursor, recolour the terminal or pose as another line. A log line keeps
+// its own line breaks, tabs and backslashes (loggedLine).
+QString printable(const QString &text);
+QString loggedLine(const QString &line);
+
 } // namespace Logging

@@ -111,7 +111,8 @@ void API::requestUploadURLForFile(
     URLRequest request = requestForEndpoint(QStringLiteral("/v1/files/%1").arg(domain), QStringLiteral("POST"));
 
     const QString name = fileNameOf(fileUrl);
-    QVariantMap body { { QStringLiteral("name"), name }, { QStringLiteral("mimeType"), FileUrl::mimeType(name) } };
+    QVariantMap body { { QStringLiteral("name"), FileUrl::serviceName(name) },
+        { QStringLiteral("mimeType"), FileUrl::mimeType(name) } };
     if (!parentItem.isNull())
         body.insert(QStringLiteral("parentItem"), parentItem);
     if (order.isValid())

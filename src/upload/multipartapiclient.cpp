@@ -1,6 +1,7 @@
 #include "multipartapiclient.h"
 
 #include "curlsession.h"
+#include "fileurl.h"
 #include "jsonserialization.h"
 #include "replytimeout.h"
 #include "settingsstore.h"
@@ -138,7 +139,7 @@ void TLMultipartAPIClient::postJson(const QString &path, const QVariantMap &body
 void TLMultipartAPIClient::initializeMultipartUploadForFileName(const QString &fileName, const QString &mimeType,
     quint64 size, const QString &parentItem, const QVariant &order, InitCompletion completion)
 {
-    QVariantMap body { { QStringLiteral("name"), fileName }, { QStringLiteral("mimeType"), mimeType },
+    QVariantMap body { { QStringLiteral("name"), FileUrl::serviceName(fileName) }, { QStringLiteral("mimeType"), mimeType },
         { QStringLiteral("size"), size }, { QStringLiteral("type"), QStringLiteral("multipart") } };
     if (!parentItem.isNull())
         body.insert(QStringLiteral("parentItem"), parentItem);

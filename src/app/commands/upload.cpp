@@ -5,6 +5,7 @@
 #include "clipboardmanager.h"
 #include "commands.h"
 #include "fileuploadqueue.h"
+#include "logging.h"
 #include "multipartapiclient.h"
 #include "multipartuploadstate.h"
 #include "notificationcenter.h"
@@ -24,26 +25,6 @@
 namespace Commands {
 
 namespace {
-
-// A file name or message as it may be shown on a terminal: control
-// characters (escape sequences, line breaks), direction overrides and the
-// backslash itself are written as \xNN or \uNNNN, so a name cannot move the
-// cursor, recolour the terminal or pose as another line.
-QString printable(const QString &text)
-{
-    QString shown;
-    shown.reserve(text.size());
-    for (const QChar c : text) {
-        const char16_t u = c.unicode();
-        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0) || u == '\\')
-            shown += QLatin1String("\\x") + QString::number(u, 16).toUpper().rightJustified(2, QLatin1Char('0'));
-        else if ((u >= 0x202a && u <= 0x202e) || (u >= 0x2066 && u <= 0x2069))
-            shown += QLatin1String("\\u") + QString::number(u, 16).toUpper();
-        else
-            shown += c;
-    }
-    return shown;
-}
 
 // What became of one file.
 struct Result
@@ -206,8 +187,8 @@ int uploadFilesAndPrintLinks(const char *command, const QStringList &paths, QStr
                 *links << results[i].link;
         } else {
             ++failures;
-            err() << "tessly " << command << ": " << printable(paths[i]) << ": "
-                  << printable(results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error) << "\n";
+            err() << "tessly " << command << ": " << Logging::printable(paths[i]) << ": "
+                  << Logging::printable(results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error) << "\n";
         }
     }
     return failures == 0 ? 0 : 1;
@@ -248,7 +229,7 @@ int uploads(const QStringList &args)
                      .arg(double(state->progress()) * 100.0, 5, 'f', 1)
                      .arg(state->completedParts().size())
                      .arg(state->parts().size())
-                     .arg(when, printable(state->filePath()),
+                     .arg(when, Logging::printable(state->filePath()),
                          QFileInfo::exists(state->filePath()) ? QString() : QStringLiteral("  (file missing)"));
     }
     return 0;
@@ -263,7 +244,7 @@ int resume(const QStringList &args)
         if (files.contains(state->filePath()))
             continue; // the newest record of a file is the one that resumes
         if (!QFileInfo::exists(state->filePath())) {
-            err() << "tessly resume: " << printable(state->filePath())
+            err() << "tessly resume: " << Logging::printable(state->filePath())
                   << ": the file is gone; `tessly cancel-all` forgets it\n";
             continue;
         }
@@ -296,7 +277,7 @@ int cancelAll(const QStringList &args)
         TLMultipartUploadState::removeStateForUploadId(state->uploadId());
         if (!ok) {
             ++failed;
-            err() << "tessly cancel-all: " << printable(state->filePath())
+            err() << "tessly cancel-all: " << Logging::printable(state->filePath())
                   << ": the service did not confirm the abort\n";
         }
     }
