@@ -204,6 +204,7 @@ struct FileStat
     bool exists = false;
     quint64 size = 0;
     qint64 modifiedAt = 0;
+    qint64 changedAt = 0;
     quint64 inode = 0;
     quint64 device = 0;
 };
@@ -215,8 +216,9 @@ FileStat statFile(const QString &path)
     };
     if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISREG(st.st_mode))
         return {};
-    return { true, quint64(st.st_size), qint64(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
-        quint64(st.st_ino), quint64(st.st_dev) };
+    const auto nanoseconds = [](const timespec &t) { return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec; };
+    return { true, quint64(st.st_size), nanoseconds(st.st_mtim), nanoseconds(st.st_ctim), quint64(st.st_ino),
+        quint64(st.st_dev) };
 }
 
 } // namespace
@@ -225,6 +227,7 @@ void TLMultipartUploadState::recordFileIdentity()
 {
     const FileStat now = statFile(m_filePath);
     m_fileModifiedAt = now.modifiedAt;
+    m_fileChangedAt = now.changedAt;
     m_fileInode = now.inode;
     m_fileDevice = now.device;
 }
@@ -238,7 +241,8 @@ QString TLMultipartUploadState::fileChange() const
         return QStringLiteral("its size changed from %1 to %2 bytes").arg(m_fileSize).arg(now.size);
     if (m_fileInode != 0 && (now.inode != m_fileInode || now.device != m_fileDevice))
         return QStringLiteral("another file took its place");
-    if (m_fileModifiedAt != 0 && now.modifiedAt != m_fileModifiedAt)
+    if ((m_fileModifiedAt != 0 && now.modifiedAt != m_fileModifiedAt)
+        || (m_fileChangedAt != 0 && now.changedAt != m_fileChangedAt))
         return QStringLiteral("it was modified");
     return {};
 }
@@ -321,6 +325,8 @@ QByteArray TLMultipartUploadState::encode(QString *error) const
     if (m_fileInode != 0) {
         out.key(QStringLiteral("fileModifiedAt"));
         out.integer(m_fileModifiedAt);
+        out.key(QStringLiteral("fileChangedAt"));
+        out.integer(m_fileChangedAt);
         out.key(QStringLiteral("fileInode"));
         out.unsignedInteger(m_fileInode);
         out.key(QStringLiteral("fileDevice"));
@@ -356,6 +362,7 @@ TLMultipartUploadStatePtr TLMultipartUploadState::decode(const QByteArray &data,
     state->m_code = in.string(QStringLiteral("code"));
     state->m_customDomain = in.string(QStringLiteral("customDomain"));
     state->m_fileModifiedAt = in.integer(QStringLiteral("fileModifiedAt"));
+    state->m_fileChangedAt = in.integer(QStringLiteral("fileChangedAt"));
     state->m_fileInode = in.unsignedInteger(QStringLiteral("fileInode"));
     state->m_fileDevice = in.unsignedInteger(QStringLiteral("fileDevice"));
     for (const QVariant &entry : in.array(QStringLiteral("parts"))) {

@@ -59,12 +59,16 @@ public:
     QString customDomain() const { return m_customDomain; }
     void setCustomDomain(const QString &v) { m_customDomain = v; }
 
-    // The local file as it was when the upload began: its modification time
-    // (nanoseconds since the epoch), inode and device, kept beside fileSize
-    // under "fileModifiedAt", "fileInode" and "fileDevice". A record
-    // written without them reads them as 0, and then only the size counts.
+    // The local file as it was when the upload began: its modification and
+    // status-change times (nanoseconds since the epoch), inode and device,
+    // kept beside fileSize under "fileModifiedAt", "fileChangedAt",
+    // "fileInode" and "fileDevice". The status-change time catches a
+    // rewrite whose modification time was set back (touch -d); no program
+    // can set it. A record written without them reads them as 0, and then
+    // only what it has counts.
     void recordFileIdentity();
     qint64 fileModifiedAt() const { return m_fileModifiedAt; }
+    qint64 fileChangedAt() const { return m_fileChangedAt; }
     quint64 fileInode() const { return m_fileInode; }
     quint64 fileDevice() const { return m_fileDevice; }
     // Null when the file at filePath is still the one recorded; otherwise
@@ -108,6 +112,7 @@ private:
     QString m_code;
     QString m_customDomain;
     qint64 m_fileModifiedAt = 0;
+    qint64 m_fileChangedAt = 0;
     quint64 m_fileInode = 0;
     quint64 m_fileDevice = 0;
 };
