@@ -1,4 +1,6 @@
-// The desktop client's release that the service offers for download:
+// The service's own version, and the desktop client's release that the
+// service offers for download:
+//   GET /v1/version              {"version"} of this service (no sign-in needed)
 //   GET /v1/client/latest        {"version", "downloadUrl"} (no sign-in needed)
 //   PUT /admin/client-release    {"version", "downloadUrl"} publishes one (--admin)
 // Until one is published the answer is this service's own version with the
@@ -87,6 +89,9 @@ void publishClientRelease(ServiceContext &ctx, const httplib::Request &req, http
 
 void registerClientRoutes(httplib::Server &server, ServiceContext &ctx)
 {
+    server.Get("/v1/version", apiRoute(ctx, [](const httplib::Request &, httplib::Response &res) {
+        sendJson(res, 200, Json { { "version", TESSLY_VERSION } });
+    }));
     server.Get("/v1/client/latest", apiRoute(ctx, [&ctx](const httplib::Request &, httplib::Response &res) {
         sendJson(res, 200, currentRelease(ctx));
     }));
