@@ -34,6 +34,17 @@ void CapturePanelModel::setScreens(const QList<QRectF> &frames)
         m_currentScreen = 0;
 }
 
+void CapturePanelModel::screensChanged(const QList<QRectF> &frames, int current)
+{
+    const QRectF oldFrame = currentScreenFrame();
+    m_screens = frames;
+    if ((current >= 0 && current < m_screens.size()) || m_screens.isEmpty()) {
+        m_currentScreen = std::max(0, current);
+        return;
+    }
+    moveToScreen(0, oldFrame);
+}
+
 QRectF CapturePanelModel::currentScreenFrame() const
 {
     return m_screens.value(m_currentScreen);
@@ -368,8 +379,12 @@ void CapturePanelModel::transitionToScreen(int index)
 {
     if (index < 0 || index >= m_screens.size() || index == m_currentScreen)
         return;
+    moveToScreen(index, currentScreenFrame());
+}
+
+void CapturePanelModel::moveToScreen(int index, const QRectF &oldFrame)
+{
     post(Notifications::TLCaptureScreenWillChange, index);
-    const QRectF oldFrame = currentScreenFrame();
     const QRectF newFrame = m_screens[index];
     const QSizeF size(std::min(m_cropRect.width(), newFrame.width()), std::min(m_cropRect.height(), newFrame.height()));
     QPointF origin(oldFrame.width() > 0 ? m_cropRect.x() / oldFrame.width() * newFrame.width() : 0,

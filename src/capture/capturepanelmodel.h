@@ -45,6 +45,11 @@ public:
     explicit CapturePanelModel(QObject *parent = nullptr);
 
     void setScreens(const QList<QRectF> &frames);
+    // The screens changed while framing (one unplugged or added): the frames
+    // as they are now, and the current screen's index among them, -1 when it
+    // is gone. Then the area moves to the first screen as a drag there would
+    // move it, with the screen-change notifications.
+    void screensChanged(const QList<QRectF> &frames, int current);
     QList<QRectF> screens() const { return m_screens; }
     int currentScreen() const { return m_currentScreen; }
     QRectF currentScreenFrame() const;
@@ -121,6 +126,8 @@ private:
     QList<WindowFrame> windowRects() const;
     QRectF toGlobalBottomLeft(const QRectF &topLeftFrame) const;
     void refreshWindowSelectRects();
+    // transitionToScreen() from a screen whose frame was `oldFrame`.
+    void moveToScreen(int index, const QRectF &oldFrame);
 
     QList<QRectF> m_screens;
     int m_currentScreen = 0;

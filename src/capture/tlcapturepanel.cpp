@@ -23,13 +23,16 @@ TLCapturePanel::TLCapturePanel()
     m_controls = new TLVideoControlsViewController(this);
     connect(m_controls, &TLVideoControlsViewController::presetChosen, m_model, &CapturePanelModel::setPreset);
 
+    for (QScreen *screen : QGuiApplication::screens())
+        m_screens << screen;
     m_model->setScreens(screenFrames());
     m_model->setWindowSource([] { return TLWindowInspector().getWindowRects(); });
     connect(m_model, &CapturePanelModel::screenChanged, this, [this](int index) {
-        const QList<QScreen *> screens = QGuiApplication::screens();
-        if (index >= 0 && index < screens.size())
-            coverScreen(screens[index]);
+        if (index >= 0 && index < m_screens.size() && m_screens[index])
+            coverScreen(m_screens[index]);
     });
+    connect(qApp, &QGuiApplication::screenAdded, this, [this] { followScreens(nullptr); });
+    connect(qApp, &QGuiApplication::screenRemoved, this, &TLCapturePanel::followScreens);
     connect(m_model, &CapturePanelModel::windowSelectModeChanged, this,
         [this](bool on) { m_controls->setVisible(!on && !m_isRecording); });
     connect(m_model, &CapturePanelModel::cropRectChanged, this, [this] {
@@ -46,9 +49,8 @@ TLCapturePanel::TLCapturePanel()
 
 TLCapturePanel::~TLCapturePanel() = default;
 
-QList<QRectF> TLCapturePanel::screenFrames()
+QList<QRectF> TLCapturePanel::screenFrames(const QList<QScreen *> &screens)
 {
-    const QList<QScreen *> screens = QGuiApplication::screens();
     QList<QRectF> frames;
     const qreal mainHeight = screens.isEmpty() ? 0 : screens.first()->geometry().height();
     for (QScreen *screen : screens) {
@@ -75,13 +77,30 @@ QScreen *TLCapturePanel::currentScreen() const
 
 void TLCapturePanel::setCurrentScreen(QScreen *screen)
 {
-    m_model->setCurrentScreen(std::max<qsizetype>(0, QGuiApplication::screens().indexOf(screen)));
+    m_model->setCurrentScreen(std::max<qsizetype>(0, m_screens.indexOf(screen)));
     coverScreen(screen);
 }
 
 void TLCapturePanel::transitionToScreen(QScreen *screen)
 {
-    m_model->transitionToScreen(QGuiApplication::screens().indexOf(screen));
+    m_model->transitionToScreen(m_screens.indexOf(screen));
+}
+
+void TLCapturePanel::followScreens(QScreen *gone)
+{
+    // Qt may still list the screen that is going; it is left out.
+    QList<QScreen *> screens = QGuiApplication::screens();
+    screens.removeAll(gone);
+    m_screens.clear();
+    for (QScreen *screen : std::as_const(screens))
+        m_screens << screen;
+    QScreen *current = m_currentScreen == gone ? nullptr : m_currentScreen.data();
+    if (!current)
+        m_currentScreen = nullptr; // not to be used while the model moves the area
+    m_model->screensChanged(screenFrames(screens), current ? int(screens.indexOf(current)) : -1);
+    // Still on its screen: the others may have moved, so its place is set anew.
+    if (current)
+        coverScreen(current);
 }
 
 void TLCapturePanel::coverScreen(QScreen *screen)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QGuiApplication>
+#include <QList>
 #include <QPointer>
 #include <QScreen>
 #include <QWidget>
@@ -36,7 +38,9 @@ public:
     QScreen *currentScreen() const;
     void setCurrentScreen(QScreen *screen);
     void transitionToScreen(QScreen *screen);
-    static QList<QRectF> screenFrames();
+    // The screens' frames in the model's coordinates (bottom-left origin at
+    // the first screen's bottom-left corner).
+    static QList<QRectF> screenFrames(const QList<QScreen *> &screens = QGuiApplication::screens());
 
     void positionControls();
     void enterWindowSelectMode();
@@ -56,10 +60,15 @@ protected:
 private:
     void coverScreen(QScreen *screen);
     void updateRecordingMask();
+    // A screen was unplugged (`gone`) or added (null): the model gets the
+    // screens as they are now, and a panel whose screen went moves.
+    void followScreens(QScreen *gone);
 
     CapturePanelModel *m_model;
     CapturePanelBackgroundView *m_bgView;
     TLVideoControlsViewController *m_controls;
     QPointer<QScreen> m_currentScreen;
+    // The screens in the model's order: its indexes point into this list.
+    QList<QPointer<QScreen>> m_screens;
     bool m_isRecording = false;
 };

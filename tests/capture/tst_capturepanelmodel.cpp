@@ -165,6 +165,18 @@ private Q_SLOTS:
         QCOMPARE(model.currentScreen(), 0);
         QCOMPARE(model.cropRect(), QRectF(0, 400, 400, 200));
         QCOMPARE(changed.seen().last().object.toInt(), 0);
+
+        // The main screen unplugged while framing: the area goes to the one
+        // left, as a drag there would take it; the other one unplugged: the
+        // area stays where it is.
+        model.screensChanged({ QRectF(0, 0, 1024, 768) }, -1);
+        QCOMPARE(model.currentScreen(), 0);
+        QCOMPARE(model.cropRect(), QRectF(0, 384, 400, 200));
+        QCOMPARE(willChange.seen().size(), 3);
+        model.screensChanged({ QRectF(0, 0, 1024, 768), QRectF(1024, 0, 800, 600) }, 0);
+        model.screensChanged({ QRectF(0, 0, 1024, 768) }, 0);
+        QCOMPARE(model.cropRect(), QRectF(0, 384, 400, 200));
+        QCOMPARE(willChange.seen().size(), 3);
     }
 
     void windowSelectPicksTheWindowUnderThePointer()
