@@ -1,5 +1,6 @@
 # The settings window: the general pane, the shortcuts pane, a shortcut that
-# another program holds, and a newer client on offer.
+# another program holds, a plain key the recorder refuses, the shortcuts pane
+# of a Wayland session, and a newer client on offer.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 helper="$BUILD/tests/core/tessly-settingsgallery"
@@ -20,6 +21,8 @@ show() {
 show general
 show shortcuts
 show taken
+show refused
+show wayland
 curl -fsS -X PUT -H "Authorization: Bearer $ADMIN_TOKEN" -H 'Content-Type: application/json' \
   -d '{"version":"9.0.1","downloadUrl":"https://tessly.cloud/download"}' \
   "${TESSLY_API_URL%/v1/}/admin/client-release" >/dev/null

@@ -81,9 +81,9 @@ void ShortcutRecorder::paintEvent(QPaintEvent *)
     if (m_recording)
         frame.state |= QStyle::State_HasFocus;
     style()->drawPrimitive(QStyle::PE_PanelLineEdit, &frame, &painter, this);
+    const bool dark = palette().color(QPalette::Window).lightness() < 128;
+    const QColor warning = dark ? QColor(0xff, 0x7b, 0x63) : QColor(0xc0, 0x1c, 0x28); // the desktops' error red
     if (m_problem && !m_recording) {
-        const bool dark = palette().color(QPalette::Window).lightness() < 128;
-        const QColor warning = dark ? QColor(0xff, 0x7b, 0x63) : QColor(0xc0, 0x1c, 0x28); // the desktops' error red
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(QPen(warning, 1.5));
         painter.setBrush(Qt::NoBrush);
@@ -92,6 +92,8 @@ void ShortcutRecorder::paintEvent(QPaintEvent *)
     QColor textColor = palette().color(QPalette::Text);
     if (m_recording || !m_shortcut.isValid())
         textColor = palette().color(QPalette::PlaceholderText);
+    if (m_recording && m_refused && !m_held)
+        textColor = warning; // the key just typed was refused
     painter.setPen(textColor);
     painter.drawText(rect().adjusted(8, 0, -8, 0), Qt::AlignCenter, label());
 }

@@ -12,10 +12,14 @@ std::unique_ptr<GlobalShortcutMonitor> GlobalShortcutMonitor::create(const QStri
 {
     if (backend == QLatin1String("null"))
         return createNullGlobalShortcutMonitor(QStringLiteral("Global shortcuts are turned off for this session."));
-    if (auto monitor = createNativeGlobalShortcutMonitor())
-        return monitor;
+    // "wayland": as in a Wayland session whatever the display, for looking
+    // at the settings window there.
+    if (backend != QLatin1String("wayland")) {
+        if (auto monitor = createNativeGlobalShortcutMonitor())
+            return monitor;
+    }
     const QString platform = QGuiApplication::platformName();
-    if (platform.startsWith(QLatin1String("wayland")))
+    if (backend == QLatin1String("wayland") || platform.startsWith(QLatin1String("wayland")))
         return createNullGlobalShortcutMonitor(QStringLiteral(
             "Tessly Cloud sets global shortcuts only in an X11 session, not on Wayland. Your shortcuts are kept "
             "and work when you sign in to an X11 session."));

@@ -13,7 +13,8 @@
 // sharedMonitor() picks the backend once per process: X11 grabs the keys on
 // the root window of the Qt application's display; elsewhere (Wayland, no
 // display, TESSLY_PLATFORM_BACKEND=null) the null backend registers nothing
-// and says why in unavailableReason(). Everything runs on the GUI thread.
+// and says why in unavailableReason(); TESSLY_PLATFORM_BACKEND=wayland acts
+// as in a Wayland session. Everything runs on the GUI thread.
 class GlobalShortcutMonitor : public QObject
 {
     Q_OBJECT
