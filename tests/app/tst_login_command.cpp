@@ -59,17 +59,26 @@ private Q_SLOTS:
 
     // Every login asks the service about the token, also with a profile
     // named or one stored from before, and the new account's profile
-    // replaces the old one; a refused token leaves the earlier sign-in.
+    // replaces the old one; a refused token, or a profile named that is not
+    // the account's, leaves the earlier sign-in.
     void everyLoginChecksTheTokenAndReplacesTheProfile()
     {
         LoopbackPeer peer;
-        peer.setResponse(200, R"({"id": 9, "profiles": [{"domain": "elsewhere"}]})");
+        peer.setResponse(200, R"({"id": 9, "profiles": [{"domain": "elsewhere"}, {"domain": "team"}]})");
         Run run = tessly({ QStringLiteral("login"), QStringLiteral("--token=") + m_token, QStringLiteral("--domain"),
                              QStringLiteral("team") },
             peer.apiUrl());
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(peer.requests().size(), 1);
         QCOMPARE(peer.requests().first().target, QByteArray("/v1/users/me"));
+        QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("team"));
+
+        peer.setResponse(200, R"({"id": 9, "profiles": [{"domain": "elsewhere"}]})");
+        run = tessly({ QStringLiteral("login"), QStringLiteral("--token=tk_other"), QStringLiteral("--domain=team") },
+            peer.apiUrl());
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(QLatin1String("no profile \"team\" (its profiles: elsewhere)")), qPrintable(run.err));
+        QCOMPARE(stored(QStringLiteral("token")).toString(), m_token);
         QCOMPARE(stored(QStringLiteral("domain")).toString(), QStringLiteral("team"));
 
         const QString dave

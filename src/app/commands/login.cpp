@@ -102,23 +102,42 @@ int login(const QStringList &args)
         settings.setDomain(parsed.domain);
 
     bool finished = false, resolved = false;
+    bool foreignProfile = false;
+    QStringList profiles; // the account's, when the named profile is not among them
     QEventLoop loop;
     const auto done = [&](bool ok) {
         resolved = ok;
         finished = true;
         loop.quit();
     };
-    if (parsed.domain.isEmpty())
+    if (parsed.domain.isEmpty()) {
         API::instance().ensureDomainWithCompletion(done);
-    else
-        API::instance().getMe([&](bool ok, const QVariant &, const Error &) { done(ok); });
+    } else {
+        API::instance().getMe([&](bool ok, const QVariant &answer, const Error &) {
+            // A profile named by hand must be one of this account's: another
+            // account's profile takes the token but refuses every upload.
+            const QVariant listed = answer.toMap().value(QStringLiteral("profiles"));
+            QStringList names;
+            for (const QVariant &profile : listed.toList())
+                names << profile.toMap().value(QStringLiteral("domain")).toString();
+            if (ok && listed.canConvert<QVariantList>() && !names.contains(parsed.domain)) {
+                foreignProfile = true;
+                profiles = names;
+                ok = false;
+            }
+            done(ok);
+        });
+    }
     if (!finished)
         loop.exec();
-    if (refused && !previousToken.isEmpty()) {
+    if ((refused || foreignProfile) && !previousToken.isEmpty()) {
         // A refused token leaves the earlier sign-in as it was.
         settings.setToken(previousToken);
         if (!previousDomain.isNull())
             settings.setDomain(previousDomain);
+    } else if (foreignProfile) {
+        settings.setToken(QString());
+        settings.removeObject(QString::fromLatin1(DefaultsKeys::Domain));
     }
     center.removeObserver(errorObserver);
     center.removeObserver(authObserver);
@@ -129,6 +148,10 @@ int login(const QStringList &args)
     }
     if (refused) {
         err() << "tessly login: the service refused this token; nothing was stored.\n";
+    } else if (foreignProfile) {
+        err() << "tessly login: this account has no profile \"" << parsed.domain << "\" (its profiles: "
+              << (profiles.isEmpty() ? QStringLiteral("none") : profiles.join(QStringLiteral(", ")))
+              << "); nothing was stored.\n";
     } else if (!reported.isEmpty()) {
         err() << "tessly login: " << reported.join(QStringLiteral("; ")) << "\n"
               << "The token is stored; the profile will be looked up again when you next upload.\n";
