@@ -93,15 +93,17 @@ private Q_SLOTS:
         QCOMPARE(run({ QStringLiteral("upload"), QStringLiteral("--bogus") }).exitCode, 2);
     }
 
-    void namesThatAreNotUtf8StillUpload()
+    void namesOfEveryKindUpload()
     {
-        // A file and a folder named in Latin-1, as an older system left them.
+        // A file and a folder named in Latin-1, as an older system left them,
+        // and a name holding a terminal escape sequence.
         const QByteArray root = QFile::encodeName(dir.path());
         const QByteArray file = root + "/caf\xe9.txt";
         const QByteArray folder = root + "/d\xe9j\xe0";
+        const QByteArray escaping = root + "/esc\x1b]0;title\x07.txt";
         QVERIFY(::mkdir(folder.constData(), 0700) == 0);
         const QByteArray content = "bytes of a file with an old name\n";
-        for (const QByteArray &path : { file, folder + "/inside.txt" }) {
+        for (const QByteArray &path : { file, folder + "/inside.txt", escaping }) {
             const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL, 0600);
             QVERIFY(fd >= 0 && ::write(fd, content.constData(), content.size()) == content.size() && ::close(fd) == 0);
         }
@@ -110,16 +112,19 @@ private Q_SLOTS:
         process.setProcessEnvironment(environment());
         process.start(QStringLiteral("sh"),
             { QStringLiteral("-c"),
-                QStringLiteral("exec \"$0\" upload \"$1/$(printf 'caf\\351.txt')\" \"$1/$(printf 'd\\351j\\340')\""),
+                QStringLiteral("export TESSLY_VERBOSE=1; exec \"$0\" upload \"$1/$(printf 'caf\\351.txt')\" "
+                               "\"$1/$(printf 'd\\351j\\340')\" \"$1/$(printf 'esc\\033]0;title\\007.txt')\""),
                 TesslyCommand::program(), dir.path() });
         QVERIFY(process.waitForFinished(120000));
         const QString err = QString::fromUtf8(process.readAllStandardError());
         QVERIFY2(process.exitCode() == 0, qPrintable(err));
         const QStringList links
             = QString::fromUtf8(process.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        QCOMPARE(links.size(), 2);
+        QCOMPARE(links.size(), 3);
         QCOMPARE(body(links[0]), content);
         QVERIFY(body(links[1]).contains("inside.txt"));
+        QCOMPARE(body(links[2]), content);
+        QVERIFY2(!err.contains(QChar(0x1b)) && !err.contains(QChar(0x07)), "no raw control character in the log");
     }
 
     void killedUploadResumesWithoutResendingFinishedParts()

@@ -23,6 +23,9 @@
 
 #include <numeric>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace {
 
 constexpr qint64 kPartSize = 64 * 1024;
@@ -424,6 +427,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("laterRun"); // a new run from the record, or resume() of the same session
         QTest::addColumn<QString>("log");
         QTest::newRow("rewritten in place, next run") << "rewrite" << true << "(it was modified): uploading it afresh";
+        QTest::newRow("rewritten, modification time put back") << "rewrite, old time" << true
+                                                               << "(it was modified): uploading it afresh";
         QTest::newRow("rewritten in place, same run")
             << "rewrite" << false << "(it was modified): the upload is abandoned";
         QTest::newRow("truncated") << "truncate" << false
@@ -456,10 +461,15 @@ private Q_SLOTS:
         } else if (change == QLatin1String("truncate")) {
             QVERIFY(file.resize(10 * kPartSize));
         } else {
+            const bool oldTime = change.endsWith(QLatin1String("old time"));
+            struct stat before {};
+            QVERIFY(::stat(QFile::encodeName(path).constData(), &before) == 0);
             QVERIFY(file.open(QIODevice::ReadWrite));
-            QVERIFY(file.seek(10 * kPartSize));
+            QVERIFY(file.seek(oldTime ? 0 : 10 * kPartSize));
             QCOMPARE(file.write(QByteArray(10 * kPartSize, 'R')), 10 * kPartSize);
             file.close();
+            const timespec times[2] = { before.st_atim, before.st_mtim }; // as touch -d would, to the nanosecond
+            QVERIFY(!oldTime || ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0);
         }
 
         LogCapture captured;
