@@ -13,7 +13,7 @@ int main(int argc, char **argv)
     QPixmap pixmap(22, 22);
     pixmap.fill(Qt::transparent);
     QPainter(&pixmap).fillRect(4, 4, 14, 14, Qt::black);
-    QSystemTrayIcon tray(QIcon(pixmap));
+    QSystemTrayIcon tray { QIcon(pixmap) };
     tray.show();
     return app.exec();
 }
