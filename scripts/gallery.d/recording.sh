@@ -1,5 +1,5 @@
 # Screen recording: framing on the capture panel (window-select, the presets
-# and options menus, the countdown), the controls while recording, and the
+# and options menus, the options with GIF chosen, the countdown), the controls while recording, and the
 # webcam bubble in its three sizes.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -20,7 +20,7 @@ show() {
 
 "$helper" window >/dev/null 2>&1 &
 window=$!
-trap 'kill $window 2>/dev/null; wait $window 2>/dev/null; true' EXIT
+trap 'kill $window 2>/dev/null; wait $window 2>/dev/null || true' EXIT
 wait_for_window Editor >/dev/null
 sleep 0.5
 
@@ -28,6 +28,7 @@ show framing framing
 show windowselect windowselect
 show presets presets
 show options options
+show gif gif
 show countdown countdown
 show recording recording
 show webcam-small webcam 8

@@ -1,13 +1,15 @@
 // Shows one state of the recording windows for scripts/gallery to photograph:
 //
-//   tessly-recordinggallery framing|windowselect|presets|options|countdown|recording|webcam SIZE
+//   tessly-recordinggallery framing|windowselect|presets|options|gif|countdown|recording|webcam SIZE
 //   tessly-recordinggallery window      another application's window to frame
 // The webcam is fed a
 // test pattern: the gallery's desktop has no camera. Prints "ready" once the
 // state is on screen and runs until killed.
 #include "capturepanelmodel.h"
 #include "cloudscreenrecorder.h"
+#include "defaultskeys.h"
 #include "floatingcamerapanel.h"
+#include "settingsstore.h"
 #include "tlcapturepanel.h"
 #include "tlcapturesessionoptions.h"
 #include "tlrecordingcontrolspanel.h"
@@ -114,7 +116,19 @@ int main(int argc, char *argv[])
         if (state == QLatin1String("windowselect")) {
             panel->enterWindowSelectMode();
             panel->model()->updateWindowHighlight(QPointF(g.x() + 300, g.height() - 300));
-        } else if (state == QLatin1String("presets") || state == QLatin1String("options")) {
+        } else if (state == QLatin1String("presets") || state == QLatin1String("options")
+            || state == QLatin1String("gif")) {
+            if (state == QLatin1String("gif")) {
+                // GIF chosen: the microphones are disabled and say why. The
+                // stored choice is put back, so the other states show video.
+                const QString key = QString::fromLatin1(DefaultsKeys::DefaultFormat);
+                const QVariant stored = SettingsStore::instance().objectForKey(key);
+                strip->formatChanged(1);
+                if (stored.isValid())
+                    SettingsStore::instance().setObject(stored, key);
+                else
+                    SettingsStore::instance().removeObject(key);
+            }
             QMenu *menu = state == QLatin1String("presets") ? strip->presetsMenu() : strip->captureOptionsMenu();
             const QPoint at = strip->mapToGlobal(QPoint(strip->width() / 2, 0));
             menu->popup(at - QPoint(0, menu->sizeHint().height() + 4));
