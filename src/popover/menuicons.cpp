@@ -1,11 +1,31 @@
 #include "menuicons.h"
 
+#include <QHash>
 #include <QPainter>
 #include <QPixmap>
 
 namespace MenuIcons {
 
+namespace {
+QIcon draw(const QString &name, const QColor &color);
+}
+
 QIcon themed(const QString &name, const QColor &color)
+{
+    // Every row of a list asks for the same few icons: each is drawn once
+    // per colour. The GUI thread only.
+    static QHash<std::pair<QString, QRgb>, QIcon> cache;
+    const std::pair<QString, QRgb> key(name, color.rgba());
+    const auto cached = cache.constFind(key);
+    if (cached != cache.constEnd())
+        return *cached;
+    const QIcon icon = draw(name, color);
+    cache.insert(key, icon);
+    return icon;
+}
+
+namespace {
+QIcon draw(const QString &name, const QColor &color)
 {
     // The symbolic drawing first: one colour, like the menu's text.
     const QString symbolicName = name + QStringLiteral("-symbolic");
@@ -26,5 +46,6 @@ QIcon themed(const QString &name, const QColor &color)
     }
     return tinted;
 }
+} // namespace
 
 } // namespace MenuIcons

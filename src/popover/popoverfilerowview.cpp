@@ -276,8 +276,13 @@ void PopoverFileRowView::updateIcons()
     if (m_qr->icon().isNull())
         m_qr->setIcon(QrCode::glyph(color));
     if (m_icon->pixmap().isNull() || m_icon->property("themeIcon").toBool()) {
-        const QIcon icon = QIcon::fromTheme(iconNameFor(m_file, m_isLink));
-        m_icon->setPixmap(icon.pixmap(28, 28));
+        // The type icons, looked up and drawn once per type (GUI thread only).
+        static QHash<QString, QPixmap> typeIcons;
+        const QString key = m_isLink ? QString() : m_file.value(QStringLiteral("mimeType")).toString();
+        auto icon = typeIcons.constFind(key);
+        if (icon == typeIcons.constEnd())
+            icon = typeIcons.insert(key, QIcon::fromTheme(iconNameFor(m_file, m_isLink)).pixmap(28, 28));
+        m_icon->setPixmap(*icon);
         m_icon->setProperty("themeIcon", true);
     }
 }

@@ -32,6 +32,9 @@ namespace {
 constexpr Qt::WindowFlags kPanelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
 // The room beside the avatar and the web button for the profile name.
 constexpr int kProfileTextWidth = 260;
+// More rows than the list shows without scrolling.
+constexpr int kRowsBeforePaint = 8;
+constexpr int kFrameMs = 16;
 
 QLabel *label(const QString &text, QWidget *parent, qreal scale = 1.0, bool bold = false)
 {
@@ -418,18 +421,34 @@ void PopoverWindow::rebuildRows()
     }
     m_rows.clear();
     m_selected = -1;
+    ++m_rowsGeneration;
+    // On a shown panel the rows a user sees first are built at once, and the
+    // ones below the fold a frame later, after the panel is painted.
+    appendRows(isVisible() ? kRowsBeforePaint : int(m_controller->items().size()));
+    QTimer::singleShot(0, m_scrollArea, [this] { m_scrollArea->verticalScrollBar()->setValue(0); });
+    updateEmptyState();
+}
+
+void PopoverWindow::appendRows(int count)
+{
     const bool links = m_controller->showsLinks();
     const QVariantList items = m_controller->items();
-    for (const QVariant &item : items) {
-        auto *row = new PopoverFileRowView(item.toMap(), links);
+    const qsizetype end = qMin(items.size(), m_rows.size() + count);
+    for (qsizetype i = m_rows.size(); i < end; ++i) {
+        auto *row = new PopoverFileRowView(items[i].toMap(), links);
         connect(row, &PopoverFileRowView::openRequested, m_controller, &PopoverWindowController::openLink);
         connect(row, &PopoverFileRowView::copyRequested, m_controller, &PopoverWindowController::copyLink);
         connect(row, &PopoverFileRowView::qrCodeRequested, this, &PopoverWindow::showQrCode);
         m_fileListStack->insertWidget(m_fileListStack->count() - 1, row);
         m_rows << row;
     }
-    QTimer::singleShot(0, m_scrollArea, [this] { m_scrollArea->verticalScrollBar()->setValue(0); });
-    updateEmptyState();
+    if (m_rows.size() < items.size()) {
+        const quint64 generation = m_rowsGeneration;
+        QTimer::singleShot(kFrameMs, this, [this, generation] {
+            if (generation == m_rowsGeneration)
+                appendRows(kRowsBeforePaint);
+        });
+    }
 }
 
 void PopoverWindow::updateEmptyState()

@@ -61,6 +61,7 @@ private:
     QWidget *buildLoggedOut();
     QWidget *buildFooter();
     void rebuildRows();
+    void appendRows(int count);
     void updateLoginState();
     void updateMeData();
     void updateUploadStrip();
@@ -96,5 +97,6 @@ private:
     QLabel *m_toast;
     QList<PopoverFileRowView *> m_rows;
     int m_selected = -1;
+    quint64 m_rowsGeneration = 0;
     bool m_settingTab = false;
 };

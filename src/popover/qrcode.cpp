@@ -1,5 +1,6 @@
 #include "qrcode.h"
 
+#include <QHash>
 #include <QPainter>
 
 #include <qrencode.h>
@@ -31,6 +32,9 @@ QImage imageForText(const QString &text, int moduleSize)
 
 QIcon glyph(const QColor &color)
 {
+    static QHash<QRgb, QIcon> cache; // every row asks; the GUI thread only
+    if (const auto cached = cache.constFind(color.rgba()); cached != cache.constEnd())
+        return *cached;
     QIcon icon;
     for (int side : { 16, 32 }) {
         QPixmap pixmap(side, side);
@@ -50,6 +54,7 @@ QIcon glyph(const QColor &color)
         painter.end();
         icon.addPixmap(pixmap);
     }
+    cache.insert(color.rgba(), icon);
     return icon;
 }
 

@@ -176,7 +176,7 @@ private Q_SLOTS:
                        { "thumbnailUrl", QStringLiteral("http://127.0.0.1:%1/t.png").arg(silent.serverPort()) } };
         c.setCachedItems(0, records);
         c.switchToSegment(0);
-        QCOMPARE(w->rows().size(), records.size());
+        QTRY_COMPARE(w->rows().size(), records.size());
         for (int i = 0; i < 3; ++i)
             QCOMPARE(w->rows()[i]->link(), PopoverFileRowView::linkForRecord(records[i].toMap(), false));
         w->show();
