@@ -17,7 +17,7 @@ private Q_SLOTS:
         QCOMPARE(Logging::maskSecret(QString()), QStringLiteral("…"));
     }
 
-    void redactsCredentialsWhereverTheyAppear_data()
+    void linesHoldNoSecretsAndDriveNoTerminal_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("expected");
@@ -37,13 +37,21 @@ private Q_SLOTS:
                                    << "body {\"token\": \"…\", \"email\": \"a@b.c\"}";
         QTest::newRow("ordinary line untouched") << "FileUploadTask - start /tmp/Screen Shot.png"
                                                  << "FileUploadTask - start /tmp/Screen Shot.png";
+        // A file name must not drive the terminal the log is read on.
+        QTest::newRow("escape sequence in a name")
+            << QStringLiteral("FileUploadTask - init evil\x1b]0;pwned\x07\x9b.txt")
+            << QStringLiteral("FileUploadTask - init evil\\x1B]0;pwned\\x07\\x9B.txt");
+        QTest::newRow("direction override") << QStringLiteral("Filename: /tmp/gpj.\u202Eexe")
+                                            << QStringLiteral("Filename: /tmp/gpj.\\u202Eexe");
+        QTest::newRow("line breaks, tabs and backslashes stay") << QStringLiteral("a\tb\nc\\d")
+                                                               << QStringLiteral("a\tb\nc\\d");
     }
 
-    void redactsCredentialsWhereverTheyAppear()
+    void linesHoldNoSecretsAndDriveNoTerminal()
     {
         QFETCH(QString, line);
         QFETCH(QString, expected);
-        QCOMPARE(Logging::redact(line), expected);
+        QCOMPARE(Logging::loggedLine(Logging::redact(line)), expected);
 
         LogCapture log;
         qCInfo(lcTestApi).noquote() << line;

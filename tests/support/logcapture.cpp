@@ -14,7 +14,7 @@ int s_active = 0;
 
 void capture(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    const QString line = Logging::redact(message);
+    const QString line = Logging::loggedLine(Logging::redact(message));
     {
         QMutexLocker lock(&s_mutex);
         s_lines << line;

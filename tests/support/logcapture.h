@@ -4,7 +4,7 @@
 #include <QStringList>
 
 // Records every log line written while it lives, as the user would read it
-// (after redaction), so tests can assert exact texts. Lines are still passed
+// (redacted, control characters quoted), so tests can assert exact texts. Lines are still passed
 // on to the previous handler. Safe to use with logging from any thread.
 class LogCapture
 {
