@@ -29,7 +29,7 @@ struct NamedKey
     const char *text;
 };
 
-const std::array<NamedKey, 15> kNamedKeys { {
+const std::array<NamedKey, 18> kNamedKeys { {
     { u"\u21A9", Qt::Key_Return, "Return" },
     { u"\u232B", Qt::Key_Backspace, "Backspace" },
     { u"\u2326", Qt::Key_Delete, "Delete" },
@@ -45,6 +45,10 @@ const std::array<NamedKey, 15> kNamedKeys { {
     { u"\u2198", Qt::Key_End, "End" },
     { u"Space", Qt::Key_Space, "Space" },
     { u"\u2423", Qt::Key_Space, "Space" },
+    // Keys a Mac keyboard lacks, stored by name.
+    { u"Print", Qt::Key_Print, "Print" },
+    { u"Pause", Qt::Key_Pause, "Pause" },
+    { u"ScrollLock", Qt::Key_ScrollLock, "Scroll Lock" },
 } };
 
 QString modifierGlyphs(Qt::KeyboardModifiers modifiers)

@@ -37,8 +37,15 @@ std::optional<QString> ShortcutTable::storedString(const Row &row)
 
 bool ShortcutTable::isGlobalShortcut(const KeyEquivalent &shortcut)
 {
-    return shortcut.isValid()
-        && (shortcut.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
+    if (!shortcut.isValid())
+        return false;
+    if (shortcut.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
+        return true;
+    // Keys that type nothing may stand alone (Print is the usual screenshot
+    // key on Linux desktops).
+    const int key = shortcut.key();
+    return key == Qt::Key_Print || key == Qt::Key_Pause || key == Qt::Key_ScrollLock
+        || (key >= Qt::Key_F1 && key <= Qt::Key_F35);
 }
 
 QList<ShortcutTable::Outcome> ShortcutTable::subscribe(GlobalShortcutMonitor &monitor, QObject *target)

@@ -34,8 +34,9 @@ const std::array<Row, 5> &rows();
 std::optional<QString> storedString(const Row &row);
 
 // Whether the shortcut may be grabbed for the whole desktop: it needs Ctrl,
-// Alt or Super. A key alone, or with Shift only, would be taken from every
-// application, and the user could no longer type it anywhere.
+// Alt or Super, unless its key types nothing (Print, Pause, Scroll Lock,
+// F1 to F35). A typing key alone, or with Shift only, would be taken from
+// every application, and the user could no longer type it anywhere.
 bool isGlobalShortcut(const KeyEquivalent &shortcut);
 
 // What subscribe() did with one row's stored shortcut.

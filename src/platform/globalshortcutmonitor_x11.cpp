@@ -77,6 +77,9 @@ const NamedKey kNamedKeys[] = {
     { Qt::Key_Home, XKB_KEY_Home },
     { Qt::Key_End, XKB_KEY_End },
     { Qt::Key_Space, XKB_KEY_space },
+    { Qt::Key_Print, XKB_KEY_Print },
+    { Qt::Key_Pause, XKB_KEY_Pause },
+    { Qt::Key_ScrollLock, XKB_KEY_Scroll_Lock },
 };
 
 xkb_keysym_t keysymFor(Qt::Key key)

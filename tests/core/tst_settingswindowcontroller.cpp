@@ -175,6 +175,7 @@ private Q_SLOTS:
         QTest::newRow("macOS 14.6") << OS(OS::MacOS, 14, 6) << optionShift4 << false << false;
         QTest::newRow("Shift only") << OS::current() << QStringLiteral("⇧4") << true << false;
         QTest::newRow("Super") << OS::current() << QStringLiteral("⌘4") << false << false;
+        QTest::newRow("Print alone") << OS::current() << QStringLiteral("Print") << false << false;
     }
 
     void recordedShortcutsAreCheckedBeforeStoring()
