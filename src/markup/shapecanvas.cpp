@@ -1,5 +1,6 @@
 #include "shapecanvas.h"
 
+#include "blurlayer.h"
 #include "shapetexteditorview.h"
 #include "shapeview.h"
 
@@ -16,6 +17,7 @@ ShapeCanvas::ShapeCanvas(ShapeView *view, QWidget *parent)
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent, false);
     connect(m_view, &ShapeView::changed, this, qOverload<>(&QWidget::update));
+    connect(m_view, &ShapeView::shapeChanged, this, &ShapeCanvas::shapeChanged);
     connect(m_view, &ShapeView::baseChanged, this, [this] {
         m_baseValid = false;
         update();
@@ -64,7 +66,28 @@ void ShapeCanvas::resizeEvent(QResizeEvent *event)
     m_baseValid = false;
 }
 
-void ShapeCanvas::paintEvent(QPaintEvent *)
+QRect ShapeCanvas::widgetRect(const ShapeLayer &shape) const
+{
+    const QRectF bounds = shape.paintedBounds();
+    return bounds.isNull() ? QRect() : m_view->toView(bounds).toAlignedRect().adjusted(-1, -1, 1, 1);
+}
+
+void ShapeCanvas::shapeChanged(ShapeLayer *shape)
+{
+    QRegion area = m_painted.value(shape);
+    area += widgetRect(*shape);
+    if (shape->kind() == ShapeLayer::Kind::Blur && m_baseValid && m_cacheRatio > 0) {
+        QRegion pixels = m_pixelated.value(shape);
+        pixels += m_view->blurPixelRect(static_cast<const BlurLayer &>(*shape), m_cacheRatio).normalized();
+        m_baseDirty += pixels;
+        const QRectF logical(QPointF(pixels.boundingRect().topLeft()) / m_cacheRatio,
+            QSizeF(pixels.boundingRect().size()) / m_cacheRatio);
+        area += logical.toAlignedRect().adjusted(-1, -1, 1, 1);
+    }
+    update(area);
+}
+
+void ShapeCanvas::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
     // The device's ratio: the screen's, or that of an image the widget is rendered into.
@@ -83,9 +106,28 @@ void ShapeCanvas::paintEvent(QPaintEvent *)
         m_view->applyPixelation(m_base, ratio);
         m_base.setDevicePixelRatio(ratio);
         m_baseValid = true;
+        m_baseDirty = QRegion();
+    } else if (!m_baseDirty.isEmpty()) {
+        m_view->refreshPixelation(m_base, m_picture, ratio, m_baseDirty);
+        m_base.setDevicePixelRatio(ratio);
+        m_baseDirty = QRegion();
     }
-    painter.drawImage(QPointF(0, 0), m_base);
-    m_view->paintShapes(painter, true);
+    m_pixelated.clear();
+    m_painted.clear();
+    for (const auto &shape : m_view->shapes()) {
+        if (shape->kind() == ShapeLayer::Kind::Blur)
+            m_pixelated.insert(shape.get(), m_view->blurPixelRect(static_cast<const BlurLayer &>(*shape), ratio));
+        m_painted.insert(shape.get(), widgetRect(*shape));
+    }
+
+    // Only what the event exposes (the painter is clipped to it as well).
+    const QRect exposed = event->rect();
+    const QRectF pixels(QPointF(exposed.topLeft()) * ratio, QSizeF(exposed.size()) * ratio);
+    if (exposed != rect() && pixels == QRectF(pixels.toRect()))
+        painter.drawImage(QRectF(exposed), m_base, pixels);
+    else // whole, so a fractional ratio never resamples
+        painter.drawImage(QPointF(0, 0), m_base);
+    m_view->paintShapes(painter, true, m_view->toView(QRectF(exposed)));
 }
 
 void ShapeCanvas::mousePressEvent(QMouseEvent *event)

@@ -143,6 +143,27 @@ QPainterPath ShapeLayer::roundOutline(const QPainterPath &path, qreal width) con
     return outline;
 }
 
+QRectF ShapeLayer::paintedBounds() const
+{
+    QRectF area;
+    if (!m_path.isEmpty() && (m_lineWidth > 0 || m_fillColor.alpha() > 0)) {
+        // A miter reaches at most lineWidth (the pen's limit of 2) from the path.
+        const qreal grow = m_lineWidth + 2;
+        area = m_path.controlPointRect().adjusted(-grow, -grow, grow, grow);
+    }
+    if (m_highlight && !m_highlight->hidden && !m_highlight->path.isEmpty()) {
+        const qreal grow = (m_highlight->filled ? 0 : m_highlight->lineWidth / 2) + 2;
+        area |= m_highlight->path.controlPointRect()
+                    .translated(m_highlight->frame.topLeft())
+                    .adjusted(-grow, -grow, grow, grow);
+    }
+    for (const auto &handle : m_handles) {
+        if (!handle->isHidden())
+            area |= handle->frame().adjusted(-6, -6, 6, 6); // the shadow's rings and the rim
+    }
+    return area.isNull() ? area : area.translated(frame().topLeft());
+}
+
 void ShapeLayer::paint(QPainter &painter, bool decorations) const
 {
     if (decorations)

@@ -124,6 +124,11 @@ public:
     // Puts the shape back as it was and rebuilds its path and handles.
     virtual void restoreState(const State &state);
 
+    // Everything paint() may touch, decorations included, in canvas
+    // coordinates (generously: miters, antialiasing, the handles' shadow).
+    // The canvas repaints only this, before and after a change.
+    virtual QRectF paintedBounds() const;
+
     // Draws the shape in its own coordinates (the painter is already placed
     // at its frame's bottom-left, y up). `decorations` adds the highlight and
     // the handles, which an exported image leaves out.

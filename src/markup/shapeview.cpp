@@ -16,6 +16,7 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <cstring>
 #include <cmath>
 #include <functional>
 
@@ -372,9 +373,10 @@ void ShapeView::pushStateChange(ShapeLayer *shape, const ShapeLayer::State &befo
 
 void ShapeView::notify(ShapeLayer *shape)
 {
-    if (shape && shape->kind() == ShapeLayer::Kind::Blur)
-        Q_EMIT baseChanged();
-    Q_EMIT changed();
+    if (shape)
+        Q_EMIT shapeChanged(shape);
+    else
+        Q_EMIT changed();
 }
 
 void ShapeView::insertShape(int index, const ShapePtr &shape)
@@ -494,13 +496,56 @@ void ShapeView::applyPixelation(QImage &base, qreal k) const
     }
 }
 
-void ShapeView::paintShapes(QPainter &painter, bool decorations) const
+QRegion ShapeView::refreshPixelation(QImage &base, const QImage &picture, qreal k, QRegion dirty) const
+{
+    if (base.isNull() || base.size() != picture.size() || base.format() != picture.format()
+        || base.format() != QImage::Format_ARGB32_Premultiplied) {
+        base = picture.copy();
+        applyPixelation(base, k);
+        return QRegion(base.rect());
+    }
+    QList<QRect> boxes;
+    for (const ShapePtr &shape : m_shapes) {
+        if (shape->kind() == ShapeLayer::Kind::Blur && !shape->isHidden())
+            boxes.append(blurPixelRect(static_cast<const BlurLayer &>(*shape), k).normalized());
+    }
+    // A box that touches the area is redone whole, and so is every box that
+    // touches it in turn: a cell averages what lies below it, earlier boxes' cells too.
+    QList<bool> redo(boxes.size(), false);
+    for (bool grew = true; grew;) {
+        grew = false;
+        for (qsizetype i = 0; i < boxes.size(); ++i) {
+            if (!redo.at(i) && dirty.intersects(boxes.at(i))) {
+                redo[i] = true;
+                dirty += boxes.at(i);
+                grew = true;
+            }
+        }
+    }
+    dirty &= base.rect();
+    const int bytesPerPixel = base.depth() / 8;
+    for (const QRect &r : dirty) {
+        for (int y = r.top(); y <= r.bottom(); ++y)
+            std::memcpy(base.scanLine(y) + r.left() * bytesPerPixel, picture.constScanLine(y) + r.left() * bytesPerPixel,
+                size_t(r.width()) * size_t(bytesPerPixel));
+    }
+    const int cell = std::max(1, int(std::lround(BlurLayer::blurScale() * k)));
+    for (qsizetype i = 0; i < boxes.size(); ++i) {
+        if (redo.at(i))
+            Pixelate::pixelate(base, boxes.at(i), cell);
+    }
+    return dirty;
+}
+
+void ShapeView::paintShapes(QPainter &painter, bool decorations, const QRectF &exposed) const
 {
     painter.save();
     painter.translate(0, m_canvasSize.height());
     painter.scale(1, -1);
     for (const ShapePtr &shape : m_shapes) {
         if (shape->isHidden())
+            continue;
+        if (!exposed.isNull() && !shape->path().controlPointRect().translated(shape->frame().topLeft()).intersects(exposed))
             continue;
         painter.save();
         painter.translate(shape->frame().topLeft());
@@ -528,7 +573,9 @@ QImage ShapeView::imageRepresentation(qreal k) const
         painter.scale(k, k);
         paintShapes(painter, false);
     }
-    return ImageExtensions::croppedToTransparentBounds(image);
+    QImage trimmed = ImageExtensions::croppedToTransparentBounds(image);
+    image = QImage();
+    return ImageExtensions::withoutOpaqueAlpha(std::move(trimmed));
 }
 
 bool ShapeView::exportLayerAsPNGToFile(const QString &path, qreal k, QString *error) const

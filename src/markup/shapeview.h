@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QObject>
 #include <QPointF>
+#include <QRegion>
 #include <QRectF>
 #include <QUndoStack>
 
@@ -93,13 +94,22 @@ public:
     // the pixelation while a blur box moves.
     QImage renderPicture(qreal k) const;
     void applyPixelation(QImage &base, qreal k) const;
+    // Brings `base` (renderBase() of an earlier state, at `k`) up to date
+    // where `dirty` (device pixels) says pixelated areas changed: the
+    // picture is put back there and over every box that touches it (and the
+    // boxes touching those), then those boxes are pixelated again in order.
+    // The result equals renderBase(k); what changed is returned.
+    QRegion refreshPixelation(QImage &base, const QImage &picture, qreal k, QRegion dirty) const;
     // A blur box's pixelated rectangle in device pixels of a canvas at `k`.
     QRect blurPixelRect(const BlurLayer &blur, qreal k) const;
     // Draws the annotations onto a painter whose units are canvas points, y
     // down (as Qt paints); the model's y-up is turned over here.
-    void paintShapes(QPainter &painter, bool decorations) const;
+    // Only the shapes whose paintedBounds() meet `exposed` (canvas points, y
+    // up) when it is not null.
+    void paintShapes(QPainter &painter, bool decorations, const QRectF &exposed = QRectF()) const;
     // The flattened image at `k` pixels per point, trimmed of the transparent
-    // margin around the picture; null when it cannot be made.
+    // margin around the picture (RGB32 when what is left is opaque, else
+    // premultiplied ARGB32); null when it cannot be made.
     QImage imageRepresentation(qreal k) const;
     // Writes imageRepresentation(k) as PNG, atomically; false with an error text.
     bool exportLayerAsPNGToFile(const QString &path, qreal k, QString *error = nullptr) const;
@@ -112,7 +122,11 @@ public:
 Q_SIGNALS:
     // Something visible changed: annotations, selection, handles.
     void changed();
-    // The picture or a pixelated area changed: renderBase() is new.
+    // One shape changed (moved, resized, edited, added or removed) and
+    // nothing else: what it paints now is its paintedBounds(). A blur box's
+    // pixelated area changed with it.
+    void shapeChanged(ShapeLayer *shape);
+    // The picture or the pixelation changed as a whole: renderBase() is new.
     void baseChanged();
     void cursorChanged(Qt::CursorShape cursor);
     // The editor was opened, moved, resized or closed.

@@ -144,6 +144,14 @@ void TextLayer::restoreState(const State &state)
         showHandles();
 }
 
+QRectF TextLayer::paintedBounds() const
+{
+    QRectF area = ShapeLayer::paintedBounds();
+    if (!m_outline.isEmpty()) // with the 2-point rim
+        area |= m_outline.controlPointRect().adjusted(-3, -3, 3, 3).translated(frame().topLeft());
+    return area;
+}
+
 void TextLayer::paint(QPainter &painter, bool decorations) const
 {
     if (decorations)

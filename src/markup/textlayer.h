@@ -47,6 +47,7 @@ public:
 
     State state() const override;
     void restoreState(const State &state) override;
+    QRectF paintedBounds() const override;
     void paint(QPainter &painter, bool decorations) const override;
 
 private:

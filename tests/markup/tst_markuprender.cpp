@@ -11,7 +11,9 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMouseEvent>
 #include <QRandomGenerator>
+#include <QBackingStore>
 #include <QTest>
 
 #include <cmath>
@@ -111,6 +113,7 @@ private Q_SLOTS:
             view.mouseUp();
         }
         view.setCurrentMode(ShapeView::ArrowMode);
+        canvas.grab(); // the canvas keeps its pixelation from here and refreshes only what changes
         auto *blur = static_cast<BlurLayer *>(view.shapes().at(1).get());
         // Where the box shows, in canvas points: its path, placed by its frame.
         auto outline = [blur] { return blur->pathBounds().translated(blur->frame().topLeft()); };
@@ -135,12 +138,15 @@ private Q_SLOTS:
             } else if (gesture == QLatin1String("undo")) {
                 view.undoStack()->undo();
                 QCOMPARE(blur->blurBackground(), seen.at(--step));
+                canvas.grab();
                 continue;
             } else if (gesture == QLatin1String("redo")) {
                 view.undoStack()->redo();
                 QCOMPARE(blur->blurBackground(), seen.at(++step));
+                canvas.grab();
                 continue;
             }
+            canvas.grab();
             if (gesture != QLatin1String("select")) {
                 seen.resize(++step);
                 seen.append(blur->blurBackground());
@@ -175,6 +181,64 @@ private Q_SLOTS:
                 qPrintable(QStringLiteral("pixelated %1, seen at %2")
                         .arg(QDebug::toString(blur->blurBackground()), QDebug::toString(box))));
         }
+    }
+
+    // The canvas shown, a shape and a blur box dragged across the others: the
+    // window, painted only where each move changed something, shows what a
+    // full paint of the final state does.
+    void partialRepaintsLeaveNoTrails()
+    {
+        ShapeView view;
+        ShapeCanvas canvas(&view);
+        canvas.resize(320, 200);
+        view.setCanvasSize(QSizeF(320, 200));
+        view.setDrawImage(photoLike(QSize(320, 200) * canvas.devicePixelRatioF()), canvas.devicePixelRatioF());
+        auto add = [&](uint mode, QPointF a, QPointF b) {
+            view.setCurrentMode(mode);
+            view.mouseDown(a);
+            view.mouseDragged(b);
+            view.mouseUp();
+        };
+        add(ShapeView::BlurMode, { 20, 20 }, { 110, 90 });
+        add(ShapeView::BlurMode, { 150, 60 }, { 230, 170 });
+        add(ShapeView::ArrowMode, { 30, 150 }, { 120, 120 });
+        add(ShapeView::RectangleMode, { 250, 20 }, { 300, 80 });
+        canvas.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&canvas));
+
+        auto send = [&canvas](QEvent::Type type, QPointF at, Qt::MouseButtons buttons) {
+            QMouseEvent event(type, at, canvas.mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
+                buttons, Qt::NoModifier);
+            QApplication::sendEvent(&canvas, &event);
+            QApplication::processEvents();
+        };
+        // What the window holds: the raster backing store's image (offscreen
+        // platform), against a full paint of the same state by a new canvas.
+        auto compareWithFullPaint = [&canvas, &view]() -> bool {
+            ShapeCanvas fresh(&view); // a canvas of its own, with nothing cached
+            fresh.resize(canvas.size());
+            const QImage full = fresh.grab().toImage().convertToFormat(QImage::Format_RGB32);
+            const auto *store = dynamic_cast<const QImage *>(canvas.backingStore()->paintDevice());
+            if (!store || store->size() != full.size()) {
+                qWarning() << "no backing store image of" << full.size();
+                return false;
+            }
+            const int difference = maxChannelDifference(store->convertToFormat(QImage::Format_RGB32), full);
+            if (difference > 2)
+                qWarning() << "the window differs from a full paint by" << difference;
+            return difference <= 2;
+        };
+        // Widget points (y down) of the arrow's middle and of the first box.
+        for (const QPointF &grab : { view.toView(QPointF(75, 135)), view.toView(QPointF(60, 50)) }) {
+            send(QEvent::MouseButtonPress, grab, Qt::LeftButton);
+            QVERIFY(view.selectedShapeLayer());
+            for (int i = 1; i <= 12; ++i)
+                send(QEvent::MouseMove, grab + QPointF(i * 17, -i * 4), Qt::LeftButton);
+            // Before the release, which repaints everything.
+            QVERIFY(compareWithFullPaint());
+            send(QEvent::MouseButtonRelease, grab + QPointF(12 * 17, -12 * 4), Qt::NoButton);
+        }
+        QVERIFY(compareWithFullPaint());
     }
 
     // Every shape, selected and not, against a small golden of its ratio.
