@@ -1,6 +1,7 @@
-# The dashboard panel under the tray icon: each tab with its rows, an empty
-# tab, the "Link copied" toast, the upload strip uploading and failed (a
-# record left on disk by a killed app), and signed out.
+# The dashboard panel under the tray icon: each tab with its rows (a
+# document seeded for the documents tab), the "Link copied" toast, the upload
+# strip uploading and failed (a record left on disk by a killed app), and
+# signed out.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -17,6 +18,12 @@ finish() {
 }
 trap finish EXIT
 seed_items
+# A document for the documents tab (text/markdown), once per look.
+if [ ! -e "$SERVER_DATA/.gallery-document" ]; then
+  printf '# Release notes\n\nWhat changed in 2.4.\n' >"$files/Release notes for the November desktop update.md"
+  "$TESSLY" upload "$files/Release notes for the November desktop update.md" >/dev/null
+  touch "$SERVER_DATA/.gallery-document"
+fi
 
 start_app() {
   "$TESSLY" >/dev/null 2>&1 &

@@ -177,6 +177,14 @@ PopoverWindow::PopoverWindow(PopoverWindowController *controller)
     connect(controller, &PopoverWindowController::uploadStripChanged, this, &PopoverWindow::updateUploadStrip);
     connect(controller, &PopoverWindowController::dragOverChanged, this, &PopoverWindow::updateEmptyState);
     connect(controller, &PopoverWindowController::toastChanged, this, &PopoverWindow::updateToast);
+    // A reopened panel keeps its rows (an unchanged answer rebuilds none)
+    // but not the last selection.
+    connect(controller, &PopoverWindowController::visibilityChanged, this, [this](bool visible) {
+        if (!visible || m_selected < 0 || m_selected >= m_rows.size())
+            return;
+        m_rows[m_selected]->setSelected(false);
+        m_selected = -1;
+    });
     connect(controller, &PopoverWindowController::segmentChanged, this, [this](int segment) {
         m_settingTab = true;
         m_tabBar->setCurrentIndex(segment);
