@@ -180,6 +180,8 @@ private Q_SLOTS:
         for (int i = 0; i < 3; ++i)
             QCOMPARE(w->rows()[i]->link(), PopoverFileRowView::linkForRecord(records[i].toMap(), false));
         w->show();
+        QVERIFY(QTest::qWaitForWindowExposed(w));
+        QTest::qWait(50); // the rows laid out, the name elided beside the badge
         for (int i = 0; i < 7; ++i)
             QTest::keyClick(w, Qt::Key_Down);
         QCOMPARE(w->selectedRow(), 6);
