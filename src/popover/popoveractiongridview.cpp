@@ -32,7 +32,7 @@ PopoverActionGridView::PopoverActionGridView(PopoverWindowController *controller
         const QString title = QString::fromLatin1(tile.title);
         button->setText(title);
         button->setAccessibleName(title);
-        button->setProperty("icon", QString::fromLatin1(tile.icon));
+        button->setProperty("themeIcon", QString::fromLatin1(tile.icon));
         button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
         button->setAutoRaise(true);
         button->setIconSize(QSize(22, 22));
@@ -62,7 +62,7 @@ void PopoverActionGridView::setRecording(bool recording)
     m_recordTile->setText(recording ? QStringLiteral("Stop") : QStringLiteral("Record"));
     m_recordTile->setAccessibleName(m_recordTile->text());
     m_recordTile->setProperty(
-        "icon", recording ? QStringLiteral("media-playback-stop") : QStringLiteral("media-record"));
+        "themeIcon", recording ? QStringLiteral("media-playback-stop") : QStringLiteral("media-record"));
     updateIcons();
 }
 
@@ -73,7 +73,7 @@ void PopoverActionGridView::updateIcons()
     const QColor red(0xe0, 0x1b, 0x24);
     for (QToolButton *tile : std::as_const(m_tiles)) {
         const bool stop = tile == m_recordTile && m_recording;
-        tile->setIcon(MenuIcons::themed(tile->property("icon").toString(), stop ? red : strong));
+        tile->setIcon(MenuIcons::themed(tile->property("themeIcon").toString(), stop ? red : strong));
     }
 }
 

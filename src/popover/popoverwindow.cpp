@@ -50,7 +50,7 @@ QLabel *label(const QString &text, QWidget *parent, qreal scale = 1.0, bool bold
 QToolButton *iconButton(const QString &icon, const QString &tip, QWidget *parent)
 {
     auto *button = new QToolButton(parent);
-    button->setProperty("icon", icon);
+    button->setProperty("themeIcon", icon);
     button->setToolTip(tip);
     button->setAccessibleName(tip);
     button->setAutoRaise(true);
@@ -512,7 +512,7 @@ void PopoverWindow::updateIcons()
 {
     const QColor color = palette().color(QPalette::WindowText);
     for (QToolButton *button : std::as_const(m_iconButtons))
-        button->setIcon(MenuIcons::themed(button->property("icon").toString(), color));
+        button->setIcon(MenuIcons::themed(button->property("themeIcon").toString(), color));
     if (auto *logo = m_loggedOut->findChild<QLabel *>(QStringLiteral("logo")))
         logo->setPixmap(
             MenuIcons::themed(QStringLiteral("folder-remote"), palette().color(QPalette::Highlight)).pixmap(64, 64));
