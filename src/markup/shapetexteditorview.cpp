@@ -16,7 +16,14 @@ ShapeTextEditorView::ShapeTextEditorView(QWidget *parent)
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setLineWrapMode(QPlainTextEdit::NoWrap);
+    // Wrapped where the glyphs wrap (the canvas keeps the editor no wider
+    // than the layout width) and flush left, right-to-left paragraphs too,
+    // so the caret stays on the glyphs the TextLayer draws.
+    setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    QTextOption option = document()->defaultTextOption();
+    option.setAlignment(Qt::AlignLeft | Qt::AlignAbsolute);
+    document()->setDefaultTextOption(option);
     setAttribute(Qt::WA_TranslucentBackground);
     viewport()->setAutoFillBackground(false);
     setStyleSheet(QStringLiteral("background: transparent;"));

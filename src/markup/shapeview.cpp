@@ -293,6 +293,14 @@ void ShapeView::selectShape(ShapeLayer *shape)
     Q_EMIT changed();
 }
 
+qreal ShapeView::editorWidthFor(qreal textWidth)
+{
+    // Room to type on (twice the text), but no wider than the width the
+    // glyphs wrap at, plus the editor's 5-point margin: the editor wraps
+    // where they do and its caret stays on them.
+    return std::min(std::max(2 * textWidth, 100.0), TextLayer::layoutWidth() + 5);
+}
+
 int ShapeView::editorFontSize() const
 {
     return m_editingLayer ? m_editingLayer->fontSize() : TextLayer::kDefaultFontSize;
@@ -306,7 +314,7 @@ void ShapeView::initEditorForLayer(TextLayer *layer)
     m_editBefore = layer->state();
     m_editorString = layer->stringContent();
     m_editorFrame = layer->frame();
-    m_editorFrame.setWidth(std::max(m_editorFrame.width() * 2, 100.0));
+    m_editorFrame.setWidth(editorWidthFor(m_editorFrame.width()));
     m_editorVisible = true;
     layer->setIsEditing(true);
     Q_EMIT editorChanged();
@@ -330,7 +338,7 @@ void ShapeView::setEditorString(const QString &text)
     // The box keeps its top edge and grows downwards with the text.
     layer->setStringContent(m_editorString, true);
     const QRectF box = layer->frame();
-    m_editorFrame = QRectF(box.x() - 5, box.y(), std::max(2 * box.width(), 100.0), box.height());
+    m_editorFrame = QRectF(box.x() - 5, box.y(), editorWidthFor(box.width()), box.height());
     m_editorVisible = true;
     Q_EMIT editorChanged();
     notify(layer);

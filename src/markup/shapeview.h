@@ -81,6 +81,8 @@ public:
     QString editorString() const { return m_editorString; }
     TextLayer *editingLayer() const { return m_editingLayer; }
     int editorFontSize() const;
+    // The editor's width for a text box of `textWidth` points.
+    static qreal editorWidthFor(qreal textWidth);
 
     // Loads a screenshot: every annotation goes, the undo history too. The
     // picture fills the canvas, or sits at its own size in the middle when it

@@ -36,21 +36,28 @@ QPainterPath TextLayer::outlineRect() const
 void TextLayer::setStringContent(const QString &text, bool fit)
 {
     m_stringContent = text;
-    if (fit)
-        fitBox();
-    render();
+    render(fit);
     m_outlineColor = SettingsStore::instance().lineColor();
 }
 
-void TextLayer::render()
+void TextLayer::render(bool fit)
 {
-    if (m_stringContent.isEmpty()) {
+    // One layout gives the glyphs and the box, so the box (the hit area and
+    // the glow) is the wrapped text's.
+    TextOutline::Outline laidOut
+        = TextOutline::layout(m_stringContent, TextOutline::font(m_fontSize), m_fontSize, s_layoutWidth);
+    if (fit) {
+        // y grows upwards: keeping the top edge moves the bottom.
+        const QRectF old = frame();
+        setFrame(QRectF(
+            old.x(), old.y() + old.height() - laidOut.size.height(), laidOut.size.width(), laidOut.size.height()));
+    }
+    if (laidOut.path.isEmpty()) {
         m_glyphs = QPainterPath();
         m_outline = QPainterPath();
         return;
     }
-    m_glyphs = TextOutline::outlineWithSize(m_stringContent, TextOutline::font(m_fontSize), m_fontSize, s_layoutWidth)
-                   .translated(0, bounds().height());
+    m_glyphs = laidOut.path.translated(0, bounds().height());
     QPainterPathStroker stroker;
     stroker.setWidth(m_fontSize * 0.3);
     stroker.setCapStyle(Qt::RoundCap);
@@ -110,17 +117,8 @@ void TextLayer::handleDidChangePointTo(const QPointF &point, ShapeLayerHandle *s
 
 void TextLayer::handleDidFinishDrag(ShapeLayerHandle *)
 {
-    fitBox();
-    render();
+    render(true);
     showHandles();
-}
-
-void TextLayer::fitBox()
-{
-    // y grows upwards: keeping the top edge moves the bottom.
-    const QSizeF measured = TextOutline::measure(m_stringContent, TextOutline::font(m_fontSize));
-    const QRectF old = frame();
-    setFrame(QRectF(old.x(), old.y() + old.height() - measured.height(), measured.width(), measured.height()));
 }
 
 ShapeLayer::State TextLayer::state() const

@@ -34,6 +34,7 @@ public:
     static qreal layoutWidth();
 
     QPainterPath glyphPath() const { return m_glyphs; }
+    QRectF inkBounds() const { return m_glyphs.boundingRect(); }
     QPainterPath outlineLayerPath() const { return m_outline; }
     QColor outlineColor() const { return m_outlineColor; }
 
@@ -51,8 +52,9 @@ public:
     void paint(QPainter &painter, bool decorations) const override;
 
 private:
-    void render();
-    void fitBox();
+    // Lays the text out again; with `fit`, the box is fitted to it first,
+    // its top-left corner kept.
+    void render(bool fit = false);
 
     ShapeLayerHandle *m_resizeHandle = nullptr;
     int m_fontSize = kDefaultFontSize;

@@ -1,12 +1,13 @@
 #include "textoutline.h"
 
 #include <QFontDatabase>
-#include <QFontMetricsF>
 #include <QGlyphRun>
 #include <QLoggingCategory>
 #include <QRawFont>
 #include <QTextLayout>
 #include <QTransform>
+
+#include <cmath>
 
 Q_LOGGING_CATEGORY(lcTextOutline, "tessly.markup.textoutline")
 
@@ -29,28 +30,38 @@ QFont font(int pointSize)
     return f;
 }
 
-QPainterPath outlineWithSize(const QString &text, const QFont &baseFont, qreal size, qreal layoutWidth)
+Outline layout(const QString &text, const QFont &baseFont, qreal size, qreal layoutWidth)
 {
     QFont f = baseFont;
     f.setPixelSize(std::max(1, qRound(size)));
-    QString plain = text;
+    // An empty text still has the height of a line.
+    QString plain = text.isEmpty() ? QStringLiteral(" ") : text;
     plain.replace(QLatin1Char('\n'), QChar::LineSeparator);
     QTextLayout layout(plain, f);
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    // Left flush (flush factor 0): a right-to-left paragraph starts at the
+    // left edge too, not at the far end of the layout width.
+    option.setAlignment(Qt::AlignLeft | Qt::AlignAbsolute);
     layout.setTextOption(option);
     layout.beginLayout();
     qreal y = 0;
+    qreal width = 0;
     int lines = 0;
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
         line.setLineWidth(layoutWidth);
         line.setPosition(QPointF(0, y));
         y += line.height();
+        width = std::max(width, line.naturalTextWidth());
         ++lines;
     }
     layout.endLayout();
     qCDebug(lcTextOutline).noquote() << QStringLiteral("Lines: %1").arg(lines);
 
+    Outline outline;
+    outline.size = QSizeF(std::ceil(width), std::ceil(y));
+    if (text.isEmpty())
+        return outline;
     QPainterPath path;
     path.setFillRule(Qt::WindingFill);
     for (const QGlyphRun &run : layout.glyphRuns()) {
@@ -64,15 +75,13 @@ QPainterPath outlineWithSize(const QString &text, const QFont &baseFont, qreal s
         }
     }
     // From the layout's y-down to the model's y-up.
-    return QTransform::fromScale(1, -1).map(path);
+    outline.path = QTransform::fromScale(1, -1).map(path);
+    return outline;
 }
 
-QSizeF measure(const QString &text, const QFont &f)
+QPainterPath outlineWithSize(const QString &text, const QFont &font, qreal size, qreal layoutWidth)
 {
-    const QFontMetricsF metrics(f);
-    const QString measured = text.isEmpty() ? QStringLiteral(" ") : text;
-    const QRectF box = metrics.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::TextExpandTabs, measured);
-    return box.size();
+    return layout(text, font, size, layoutWidth).path;
 }
 
 } // namespace TextOutline

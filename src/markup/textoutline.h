@@ -16,11 +16,18 @@ namespace TextOutline {
 // the heaviest weight of the desktop's sans-serif font.
 QFont font(int pointSize);
 
-// Outlines of `text` in `font` at `size`, lines wrapped at `layoutWidth`.
-QPainterPath outlineWithSize(const QString &text, const QFont &font, qreal size, qreal layoutWidth);
+// A text laid out: its glyph outlines and the box they take.
+struct Outline
+{
+    QPainterPath path;
+    // The widest line by every line's height: the box the glyphs were laid
+    // out in, wrapped lines included. An empty text measures one space.
+    QSizeF size;
+};
 
-// Width and height the text takes (the widest line, every line's height);
-// an empty text measures one space.
-QSizeF measure(const QString &text, const QFont &font);
+// Outlines of `text` in `font` at `size`, lines wrapped at `layoutWidth`
+// and flush left whatever their direction.
+Outline layout(const QString &text, const QFont &font, qreal size, qreal layoutWidth);
+QPainterPath outlineWithSize(const QString &text, const QFont &font, qreal size, qreal layoutWidth);
 
 } // namespace TextOutline

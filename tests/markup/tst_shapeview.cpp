@@ -5,7 +5,9 @@
 #include "blurlayer.h"
 #include "drawwindowcontroller.h"
 #include "settingsstore.h"
+#include "shapecanvas.h"
 #include "shapelayerhandle.h"
+#include "shapetexteditorview.h"
 #include "shapeview.h"
 #include "squarelayer.h"
 #include "textlayer.h"
@@ -13,6 +15,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSettings>
+#include <QTextCursor>
 #include <QTest>
 
 class TestShapeView : public QObject
@@ -248,43 +251,94 @@ private Q_SLOTS:
     }
 
     // Bad input: a clear refusal or a sensible fallback, never a crash or a
-    // half-written file.
+    // half-written file. One row per input; badInput() runs each.
+    void badInput_data()
+    {
+        QTest::addColumn<QString>("input");
+        QTest::newRow("a colour setting that is not a colour") << QStringLiteral("colour");
+        QTest::newRow("a 1x1 picture") << QStringLiteral("dot");
+        QTest::newRow("100,000 characters") << QStringLiteral("long text");
+        QTest::newRow("emoji and right-to-left text") << QStringLiteral("mixed text");
+        QTest::newRow("a canvas too large to flatten") << QStringLiteral("too large");
+    }
+
     void badInput()
     {
-        // A colour setting that is not a colour: the red fallback.
-        {
-            QSettings settings(SettingsStore::filePath(), QSettings::IniFormat);
-            settings.setValue(QStringLiteral("lineColor"), QStringLiteral("not a colour"));
+        QFETCH(QString, input);
+        // A text typed at the top left: its shape, once committed.
+        auto typed = [this](const QString &text) {
+            m_view->setCurrentMode(ShapeView::TextMode);
+            m_view->mouseDown({ 10, 290 });
+            m_view->mouseUp();
+            m_view->setEditorString(text);
+            m_view->commitTextEditing();
+            return static_cast<TextLayer *>(m_view->shapes().last().get());
+        };
+        // The glyphs lie in the box (within the outline's reach) and start at its left edge.
+        auto glyphsFillTheBox = [](const TextLayer *text) {
+            const QRectF box(QPointF(0, 0), text->bounds());
+            const QRectF ink = text->inkBounds();
+            const qreal reach = text->fontSize() * 0.5;
+            if (!box.adjusted(-reach, -reach, reach, reach).contains(ink) || ink.left() > reach
+                || ink.width() < box.width() - 2 * reach || ink.height() < box.height() - 2 * reach) {
+                qWarning() << "glyphs" << ink << "box" << box;
+                return false;
+            }
+            return true;
+        };
+
+        if (input == QLatin1String("colour")) {
+            {
+                QSettings settings(SettingsStore::filePath(), QSettings::IniFormat);
+                settings.setValue(QStringLiteral("lineColor"), QStringLiteral("not a colour"));
+            }
+            QCOMPARE(ArrowLayer().strokeColor(), QColor(255, 59, 48));
+        } else if (input == QLatin1String("dot")) {
+            QImage dot(1, 1, QImage::Format_RGB32);
+            dot.fill(Qt::blue);
+            m_view->setDrawImage(dot, 1.0, DrawWindowController::kMinimumSize);
+            const QImage exported = m_view->imageRepresentation(1.0);
+            QCOMPARE(exported.size(), QSize(1, 1));
+            QCOMPARE(exported.pixelColor(0, 0), QColor(Qt::blue));
+        } else if (input == QLatin1String("long text")) {
+            // Cut to the longest annotation, wrapped at the layout width; the
+            // box (its hit area and glow) is the wrapped text's.
+            const QString longText = QString(100000, QLatin1Char('x'));
+            ShapeCanvas canvas(m_view.get());
+            canvas.resize(400, 300);
+            canvas.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&canvas));
+            m_view->setCurrentMode(ShapeView::TextMode);
+            m_view->mouseDown({ 10, 290 });
+            m_view->mouseUp();
+            m_view->setEditorString(longText);
+            QCOMPARE(m_view->editorString(), longText.left(10000));
+            auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+            QCOMPARE(text->stringContent(), longText.left(10000));
+            QVERIFY(text->bounds().width() <= TextLayer::layoutWidth());
+            QVERIFY(glyphsFillTheBox(text));
+            // The editor wraps where the glyphs do: its caret, at the end, is on the last line.
+            QVERIFY(m_view->editorFrame().width() <= TextLayer::layoutWidth() + 5);
+            ShapeTextEditorView *editor = canvas.textEditorView();
+            QCOMPARE(editor->toPlainText(), longText.left(10000));
+            editor->moveCursor(QTextCursor::End);
+            const QPointF caret = editor->viewport()->mapTo(&canvas, editor->cursorRect().center());
+            const QRectF ink = m_view->toView(text->inkBounds().translated(text->frame().topLeft()));
+            QVERIFY2(ink.contains(caret), qPrintable(QDebug::toString(caret) + QDebug::toString(ink)));
+        } else if (input == QLatin1String("mixed text")) {
+            TextLayer *text = typed(QStringLiteral("שלום 😀 hello"));
+            QVERIFY(!text->glyphPath().isEmpty());
+            QVERIFY(glyphsFillTheBox(text));
+        } else if (input == QLatin1String("too large")) {
+            const QString target = QDir::temp().filePath(QStringLiteral("too-large.png"));
+            m_view->setCanvasSize(QSizeF(200000, 200000));
+            QString error;
+            QVERIFY(!m_view->exportLayerAsPNGToFile(target, 1.0, &error));
+            QVERIFY(!error.isEmpty());
+            QVERIFY(!QFile::exists(target));
+        } else {
+            QFAIL("no such row");
         }
-        QCOMPARE(ArrowLayer().strokeColor(), QColor(255, 59, 48));
-
-        // A 1x1 picture exports as itself.
-        QImage dot(1, 1, QImage::Format_RGB32);
-        dot.fill(Qt::blue);
-        m_view->setDrawImage(dot, 1.0, DrawWindowController::kMinimumSize);
-        const QImage exported = m_view->imageRepresentation(1.0);
-        QCOMPARE(exported.size(), QSize(1, 1));
-        QCOMPARE(exported.pixelColor(0, 0), QColor(Qt::blue));
-
-        // 100,000 characters are cut to the longest annotation; emoji and
-        // right-to-left text render.
-        m_view->setCurrentMode(ShapeView::TextMode);
-        m_view->mouseDown({ 10, 290 });
-        m_view->mouseUp();
-        const QString mixed = QStringLiteral("שלום 😀 ") + QString(100000, QLatin1Char('x'));
-        m_view->setEditorString(mixed);
-        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
-        QCOMPARE(text->stringContent(), mixed.left(10000));
-        QCOMPARE(m_view->editorString(), mixed.left(10000));
-        QVERIFY(!text->glyphPath().isEmpty());
-
-        // A canvas too large to flatten: no file, a reason.
-        const QString target = QDir::temp().filePath(QStringLiteral("too-large.png"));
-        m_view->setCanvasSize(QSizeF(200000, 200000));
-        QString error;
-        QVERIFY(!m_view->exportLayerAsPNGToFile(target, 1.0, &error));
-        QVERIFY(!error.isEmpty());
-        QVERIFY(!QFile::exists(target));
     }
 };
 
