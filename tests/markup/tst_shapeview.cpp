@@ -3,6 +3,7 @@
 // state machine, undo and redo, and what bad input does.
 #include "arrowlayer.h"
 #include "blurlayer.h"
+#include "drawwindow.h"
 #include "drawwindowcontroller.h"
 #include "settingsstore.h"
 #include "shapecanvas.h"
@@ -15,8 +16,12 @@
 #include <QDir>
 #include <QFile>
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QTextCursor>
 #include <QTest>
+
+#include <csignal>
+#include <sys/resource.h>
 
 class TestShapeView : public QObject
 {
@@ -260,6 +265,9 @@ private Q_SLOTS:
         QTest::newRow("100,000 characters") << QStringLiteral("long text");
         QTest::newRow("emoji and right-to-left text") << QStringLiteral("mixed text");
         QTest::newRow("a canvas too large to flatten") << QStringLiteral("too large");
+        QTest::newRow("a corrupt PNG") << QStringLiteral("corrupt");
+        QTest::newRow("a capture deleted before the window opens") << QStringLiteral("deleted");
+        QTest::newRow("an export that fails to write") << QStringLiteral("write fails");
     }
 
     void badInput()
@@ -336,6 +344,50 @@ private Q_SLOTS:
             QVERIFY(!m_view->exportLayerAsPNGToFile(target, 1.0, &error));
             QVERIFY(!error.isEmpty());
             QVERIFY(!QFile::exists(target));
+        } else if (input == QLatin1String("corrupt") || input == QLatin1String("deleted")) {
+            QTemporaryDir dir;
+            const QString capture = dir.filePath(QStringLiteral("Screen Shot.png"));
+            {
+                QImage picture(40, 30, QImage::Format_RGB32);
+                picture.fill(Qt::green);
+                QVERIFY(picture.save(capture));
+            }
+            if (input == QLatin1String("corrupt")) {
+                QFile file(capture);
+                QVERIFY(file.open(QIODevice::ReadWrite));
+                file.seek(40);
+                file.write(QByteArray(64, '\xff')); // the header survives, the image data does not
+                file.resize(200);
+            } else {
+                QVERIFY(QFile::remove(capture));
+            }
+            DrawWindowController controller;
+            QString error;
+            QVERIFY(!controller.showImageFile(capture, 1.0, &error));
+            QVERIFY2(error.contains(QStringLiteral("Screen Shot.png")), qPrintable(error));
+            QVERIFY(!controller.window()->isVisible());
+        } else if (input == QLatin1String("write fails")) {
+            // The disk fills up halfway: a file size limit the export runs into.
+            QTemporaryDir dir;
+            const QString target = dir.filePath(QStringLiteral("Tessly Cloud Markup.png"));
+            QImage noise(400, 300, QImage::Format_RGB32);
+            for (int y = 0; y < 300; ++y)
+                for (int x = 0; x < 400; ++x)
+                    noise.setPixel(x, y, qRgb((x * 7919 + y * 104729) % 251, (x * y) % 253, (x ^ y) % 255));
+            m_view->setDrawImage(noise, 1.0);
+            rlimit before {};
+            QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
+            const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+            rlimit small = before;
+            small.rlim_cur = 16384;
+            QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
+            QString error;
+            const bool written = m_view->exportLayerAsPNGToFile(target, 1.0, &error);
+            setrlimit(RLIMIT_FSIZE, &before);
+            std::signal(SIGXFSZ, oldHandler);
+            QVERIFY(!written);
+            QVERIFY(!error.isEmpty());
+            QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
         } else {
             QFAIL("no such row");
         }
