@@ -89,12 +89,15 @@ void ShapeView::setCanvasSize(const QSizeF &size)
     m_canvasSize = size;
     const QSizeF picture = m_imageLayer.pointSize();
     if (!picture.isEmpty()) {
-        const QSizeF frame = m_imageLayer.frame().size();
-        if (frame != picture) // filling the canvas, not sitting at its own size
-            m_imageLayer.setFrame(QRectF(QPointF(0, 0), size));
-        else
+        // A picture that fills the canvas keeps filling it (letterboxed, the
+        // whole picture scaled to fit), even one that filled it exactly: the
+        // export is the canvas, and a picture kept at its own size in a
+        // smaller window would be cropped.
+        if (m_pictureAtOwnSize)
             m_imageLayer.setFrame(QRectF(
                 QPointF((size.width() - picture.width()) * 0.5, (size.height() - picture.height()) * 0.5), picture));
+        else
+            m_imageLayer.setFrame(QRectF(QPointF(0, 0), size));
     }
     Q_EMIT baseChanged();
     Q_EMIT changed();
@@ -448,7 +451,8 @@ void ShapeView::setDrawImage(const QImage &image, qreal scale, const QSizeF &min
     const QSizeF picture = m_imageLayer.pointSize();
     qCInfo(lcShapeView).noquote()
         << QStringLiteral("Image Scale %1 {%2, %3}").arg(scale, 0, 'f', 2).arg(picture.width()).arg(picture.height());
-    if (picture.width() < minimumSize.width() || picture.height() < minimumSize.height()) {
+    m_pictureAtOwnSize = picture.width() < minimumSize.width() || picture.height() < minimumSize.height();
+    if (m_pictureAtOwnSize) {
         m_imageLayer.setFrame(QRectF(
             QPointF((m_canvasSize.width() - picture.width()) * 0.5, (m_canvasSize.height() - picture.height()) * 0.5),
             picture));

@@ -155,6 +155,9 @@ private:
     bool m_hasDragStart = false;
     QPointF m_dragStartPoint;
     ImageLayer m_imageLayer;
+    // The picture sits at its own size in the middle (it is smaller than the
+    // window's minimum) rather than filling the canvas.
+    bool m_pictureAtOwnSize = false;
     Qt::CursorShape m_cursor = Qt::ArrowCursor;
     QUndoStack m_undoStack;
 

@@ -255,6 +255,37 @@ private Q_SLOTS:
         QCOMPARE(static_cast<TextLayer *>(m_view->shapes().first().get())->stringContent(), QStringLiteral("typed"));
     }
 
+    // A window resized after opening: a picture that filled the canvas
+    // exactly still fills it, scaled to fit, so the export holds all of it;
+    // one smaller than the minimum stays at its own size in the middle.
+    void resizingTheCanvasScalesThePicture()
+    {
+        QImage picture(600, 400, QImage::Format_RGB32);
+        picture.fill(Qt::black);
+        for (int y = 0; y < 4; ++y) {
+            for (int x = 0; x < 4; ++x) {
+                picture.setPixel(x, y, qRgb(255, 0, 0)); // top left
+                picture.setPixel(599 - x, 399 - y, qRgb(0, 0, 255)); // bottom right
+            }
+        }
+        m_view->setCanvasSize(QSizeF(600, 400));
+        m_view->setDrawImage(picture, 1.0, DrawWindowController::kMinimumSize);
+        m_view->setCanvasSize(QSizeF(450, 300));
+        const QImage exported = m_view->imageRepresentation(1.0);
+        QCOMPARE(exported.size(), QSize(450, 300));
+        QVERIFY(qRed(exported.pixel(0, 0)) > 150);
+        QVERIFY(qBlue(exported.pixel(449, 299)) > 150);
+        m_view->setCanvasSize(QSizeF(700, 400)); // wider: letterboxed, then trimmed
+        QCOMPARE(m_view->imageRepresentation(1.0).size(), QSize(600, 400));
+
+        QImage small(100, 80, QImage::Format_RGB32);
+        small.fill(Qt::green);
+        m_view->setCanvasSize(QSizeF(420, 300));
+        m_view->setDrawImage(small, 1.0, DrawWindowController::kMinimumSize);
+        m_view->setCanvasSize(QSizeF(600, 400));
+        QCOMPARE(m_view->imageLayer().contentRect(), QRectF(250, 160, 100, 80));
+    }
+
     // Bad input: a clear refusal or a sensible fallback, never a crash or a
     // half-written file. One row per input; badInput() runs each.
     void badInput_data()
