@@ -557,7 +557,7 @@ void ShapeView::paintShapes(QPainter &painter, bool decorations, const QRectF &e
     for (const ShapePtr &shape : m_shapes) {
         if (shape->isHidden())
             continue;
-        if (!exposed.isNull() && !shape->path().controlPointRect().translated(shape->frame().topLeft()).intersects(exposed))
+        if (!exposed.isNull() && !shape->paintedBounds().intersects(exposed))
             continue;
         painter.save();
         painter.translate(shape->frame().topLeft());

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QRandomGenerator>
 #include <QBackingStore>
 #include <QTest>
@@ -203,6 +204,11 @@ private Q_SLOTS:
         add(ShapeView::BlurMode, { 150, 60 }, { 230, 170 });
         add(ShapeView::ArrowMode, { 30, 150 }, { 120, 120 });
         add(ShapeView::RectangleMode, { 250, 20 }, { 300, 80 });
+        view.setCurrentMode(ShapeView::TextMode);
+        view.mouseDown({ 240, 150 });
+        view.mouseUp();
+        view.setEditorString(QStringLiteral("Hi"));
+        view.commitTextEditing();
         canvas.show();
         QVERIFY(QTest::qWaitForWindowExposed(&canvas));
 
@@ -213,11 +219,17 @@ private Q_SLOTS:
             QApplication::processEvents();
         };
         // What the window holds: the raster backing store's image (offscreen
-        // platform), against a full paint of the same state by a new canvas.
+        // platform), against a full paint of the same state.
         auto compareWithFullPaint = [&canvas, &view]() -> bool {
-            ShapeCanvas fresh(&view); // a canvas of its own, with nothing cached
-            fresh.resize(canvas.size());
-            const QImage full = fresh.grab().toImage().convertToFormat(QImage::Format_RGB32);
+            // The picture, its pixelation and every shape with its decorations, from scratch.
+            const qreal k = canvas.devicePixelRatioF();
+            QImage full = view.renderBase(k);
+            {
+                QPainter painter(&full);
+                painter.scale(k, k);
+                view.paintShapes(painter, true);
+            }
+            full = full.convertToFormat(QImage::Format_RGB32);
             const auto *store = dynamic_cast<const QImage *>(canvas.backingStore()->paintDevice());
             if (!store || store->size() != full.size()) {
                 qWarning() << "no backing store image of" << full.size();
