@@ -158,7 +158,10 @@ void DrawWindowController::showWithImage(const QImage &image, qreal scale)
     m_window->setWindowOpacity(0.0);
     if (screen && m_window->screen() != screen)
         m_window->setScreen(screen);
-    m_window->resize(content);
+    // The window keeps this size. The annotations stay where they were drawn
+    // in the canvas while a resized canvas fits the picture anew, so a blur
+    // box would slide off what it hides: the canvas is sized once, here.
+    m_window->setFixedSize(content);
     m_window->move((visible.topLeft()
         + QPointF((visible.width() - content.width()) * 0.5, (visible.height() - content.height() - chrome) * 0.5))
                        .toPoint());

@@ -78,8 +78,12 @@ int main(int argc, char **argv)
     controller.setUploadHandler([](const QUrl &) {});
     controller.showWithImage(page(ratio), ratio);
     ShapeView *view = controller.drawView();
-    const qreal h = view->canvasSize().height();
-    auto at = [h](qreal x, qreal y) { return QPointF(x, h - y); }; // from the picture's top-left
+    // From the picture's top-left, in its points, to the canvas (y up): the
+    // picture is scaled down to fit a canvas smaller than it.
+    const QRectF shown = view->imageLayer().contentRect();
+    auto at = [shown](qreal x, qreal y) {
+        return QPointF(shown.left() + x * shown.width() / 720, shown.bottom() - y * shown.height() / 440);
+    };
 
     stroke(view, ShapeView::BlurMode, at(64, 140), at(330, 196));
     stroke(view, ShapeView::RectangleMode, at(60, 92), at(290, 128));
@@ -96,7 +100,7 @@ int main(int argc, char **argv)
     if (state != QLatin1String("text"))
         view->commitTextEditing();
     if (state == QLatin1String("editor")) {
-        view->mouseDown(at(465, 182)); // select the arrow: its handles and glow show
+        view->mouseDown(at(477.5, 200)); // on the arrow (t = 0.75): its handles and glow show
         view->mouseUp();
     }
     controller.setArrowMode();

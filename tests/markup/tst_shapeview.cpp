@@ -13,6 +13,7 @@
 #include "squarelayer.h"
 #include "textlayer.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QSettings>
@@ -277,6 +278,17 @@ private Q_SLOTS:
         QVERIFY(qBlue(exported.pixel(449, 299)) > 150);
         m_view->setCanvasSize(QSizeF(700, 400)); // wider: letterboxed, then trimmed
         QCOMPARE(m_view->imageRepresentation(1.0).size(), QSize(600, 400));
+
+        // The window itself keeps the size it opened at, so what was drawn
+        // stays over what it marks.
+        {
+            DrawWindowController controller;
+            controller.showWithImage(picture, 1.0);
+            const QSizeF opened = controller.drawView()->canvasSize();
+            controller.window()->resize(controller.window()->size() - QSize(100, 60));
+            QApplication::processEvents();
+            QCOMPARE(controller.drawView()->canvasSize(), opened);
+        }
 
         QImage small(100, 80, QImage::Format_RGB32);
         small.fill(Qt::green);
