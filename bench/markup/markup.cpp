@@ -59,15 +59,16 @@ QImage photoLike()
     for (int i = 0; i < 40; ++i) {
         p.setBrush(QColor::fromHsv(i * 37 % 360, 120, 230, 140));
         p.setPen(Qt::NoPen);
-        p.drawEllipse(QPointF(random.bounded(3840), random.bounded(2160)), 60 + random.bounded(200),
-            40 + random.bounded(160));
+        p.drawEllipse(
+            QPointF(random.bounded(3840), random.bounded(2160)), 60 + random.bounded(200), 40 + random.bounded(160));
     }
     QFont f = p.font();
     f.setPixelSize(28);
     p.setFont(f);
     p.setPen(QColor(20, 20, 24));
     for (int row = 0; row < 40; ++row)
-        p.drawText(QPointF(80, 60 + row * 52), QStringLiteral("Account 4929 1234 5678 9012 signed in as alex@example.com"));
+        p.drawText(
+            QPointF(80, 60 + row * 52), QStringLiteral("Account 4929 1234 5678 9012 signed in as alex@example.com"));
     return image;
 }
 
@@ -229,8 +230,8 @@ int drag(int moves, QTextStream &out)
     const qreal w = points.width(), h = points.height();
     // The straight arrow i = 0 (its shaft's middle), up over the blur boxes;
     // the first blur box's centre, across the other boxes.
-    const Target targets[] = { { "arrow", QPointF(0.08 * w, 0.375 * h), 0.25 },
-        { "blur", QPointF(0.1 * w, 0.65 * h), 0.0 } };
+    const Target targets[]
+        = { { "arrow", QPointF(0.08 * w, 0.375 * h), 0.25 }, { "blur", QPointF(0.1 * w, 0.65 * h), 0.0 } };
     for (const Target &target : targets) {
         const QPointF start = widgetPoint(target.grab);
         send(&canvas, QEvent::MouseButtonPress, start, Qt::LeftButton, Qt::LeftButton);

@@ -16,8 +16,8 @@
 #include <QSaveFile>
 
 #include <algorithm>
-#include <cstring>
 #include <cmath>
+#include <cstring>
 #include <functional>
 
 Q_LOGGING_CATEGORY(lcShapeView, "tessly.markup.shapeview")
@@ -538,8 +538,8 @@ QRegion ShapeView::refreshPixelation(QImage &base, const QImage &picture, qreal 
     const int bytesPerPixel = base.depth() / 8;
     for (const QRect &r : dirty) {
         for (int y = r.top(); y <= r.bottom(); ++y)
-            std::memcpy(base.scanLine(y) + r.left() * bytesPerPixel, picture.constScanLine(y) + r.left() * bytesPerPixel,
-                size_t(r.width()) * size_t(bytesPerPixel));
+            std::memcpy(base.scanLine(y) + r.left() * bytesPerPixel,
+                picture.constScanLine(y) + r.left() * bytesPerPixel, size_t(r.width()) * size_t(bytesPerPixel));
     }
     const int cell = std::max(1, int(std::lround(BlurLayer::blurScale() * k)));
     for (qsizetype i = 0; i < boxes.size(); ++i) {

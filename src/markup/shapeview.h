@@ -6,8 +6,8 @@
 #include <QImage>
 #include <QObject>
 #include <QPointF>
-#include <QRegion>
 #include <QRectF>
+#include <QRegion>
 #include <QUndoStack>
 
 #include <memory>

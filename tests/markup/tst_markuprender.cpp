@@ -10,11 +10,11 @@
 #include "shapeview.h"
 
 #include <QApplication>
+#include <QBackingStore>
 #include <QDir>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QRandomGenerator>
-#include <QBackingStore>
 #include <QTest>
 
 #include <cmath>
@@ -180,7 +180,7 @@ private Q_SLOTS:
             expected = expected.convertToFormat(QImage::Format_RGB32);
             QVERIFY2(maxChannelDifference(file.copy(pixels), expected.copy(pixels)) <= 1,
                 qPrintable(QStringLiteral("pixelated %1, seen at %2")
-                        .arg(QDebug::toString(blur->blurBackground()), QDebug::toString(box))));
+                               .arg(QDebug::toString(blur->blurBackground()), QDebug::toString(box))));
         }
     }
 
@@ -213,8 +213,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&canvas));
 
         auto send = [&canvas](QEvent::Type type, QPointF at, Qt::MouseButtons buttons) {
-            QMouseEvent event(type, at, canvas.mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
-                buttons, Qt::NoModifier);
+            QMouseEvent event(type, at, canvas.mapToGlobal(at),
+                type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons, Qt::NoModifier);
             QApplication::sendEvent(&canvas, &event);
             QApplication::processEvents();
         };

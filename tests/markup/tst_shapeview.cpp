@@ -18,8 +18,8 @@
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QTextCursor>
 #include <QTest>
+#include <QTextCursor>
 
 #include <csignal>
 #include <sys/resource.h>
