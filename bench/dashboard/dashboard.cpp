@@ -202,8 +202,8 @@ int main(int argc, char **argv)
     QTemporaryDir dir;
     QList<QUrl> seed;
     for (int i = 0; i < 50; ++i)
-        seed << QUrl::fromLocalFile(writeFile(dir.path(), QStringLiteral("shot %1.png").arg(i, 2, 10, QLatin1Char('0')),
-            4096 + i));
+        seed << QUrl::fromLocalFile(
+            writeFile(dir.path(), QStringLiteral("shot %1.png").arg(i, 2, 10, QLatin1Char('0')), 4096 + i));
     uploadAndWait(seed);
     const QVariantList fifty = fetchFiles(token, profile, 50);
     if (fifty.size() != 50) {

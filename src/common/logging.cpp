@@ -75,9 +75,8 @@ bool isControl(char16_t u)
 QString escaped(const QString &text, bool keepLayout)
 {
     const auto kept = [keepLayout](char16_t u) { return keepLayout && (u == '\n' || u == '\t' || u == '\\'); };
-    const auto needsEscape = [&kept](char16_t u) {
-        return !kept(u) && (isControl(u) || u == '\\' || isDirectionOverride(u));
-    };
+    const auto needsEscape
+        = [&kept](char16_t u) { return !kept(u) && (isControl(u) || u == '\\' || isDirectionOverride(u)); };
     if (std::none_of(text.cbegin(), text.cend(), [&](QChar c) { return needsEscape(c.unicode()); }))
         return text;
     QString shown;

@@ -356,7 +356,8 @@ void AppDelegate::uploadOpenedFile(const QUrl &url)
     QPointer<AppDelegate> self(this);
     Dispatch::longRunning([self, url] {
         Error error;
-        const QUrl gif = TLGIFConverter::instance().convertFileAtPath(url, QStringLiteral("Screen Capture"), 2.0, &error);
+        const QUrl gif
+            = TLGIFConverter::instance().convertFileAtPath(url, QStringLiteral("Screen Capture"), 2.0, &error);
         const bool made = QFileInfo(gif.toLocalFile()).size() > 0;
         Dispatch::main([self, url, gif, made, error] {
             if (!self)

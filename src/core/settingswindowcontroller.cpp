@@ -345,9 +345,9 @@ void SettingsWindowController::checkForUpdates()
                         // Not the address itself: it may carry a signature.
                         qCWarning(lcSettingsWindowController).noquote()
                             << "The service offers version" << latest.toString() << "without a usable download page";
-                        self->m_updateStatus
-                            = QStringLiteral("Tessly Cloud %1 has been released, but the download page is not available.")
-                                  .arg(latest.toString());
+                        self->m_updateStatus = QStringLiteral(
+                            "Tessly Cloud %1 has been released, but the download page is not available.")
+                                                   .arg(latest.toString());
                     }
                 } else {
                     self->m_updateStatus = QStringLiteral("Tessly Cloud is up to date.");

@@ -17,12 +17,12 @@ const std::array<ShortcutTable::Row, 5> &ShortcutTable::rows()
             &SettingsStore::setUploadFileHotkey, "uploadSelection" },
         { DefaultsKeys::ScreenshotHotkey, "screenshotShortcut", "Take screenshot", &SettingsStore::screenshotHotkey,
             &SettingsStore::setScreenshotHotkey, "captureScreen" },
-        { DefaultsKeys::MarkupHotkey, "markupShortcut", "Screenshot and mark up", &SettingsStore::markupHotkey, &SettingsStore::setMarkupHotkey,
-            "markupScreen" },
-        { DefaultsKeys::ClipboardHotKey, "uploadClipboard", "Upload clipboard", &SettingsStore::clipboardHotKey, &SettingsStore::setClipboardHotKey,
-            "uploadClipboard" },
-        { DefaultsKeys::RecordScreenHotKey, "recordScreen", "Record screen", &SettingsStore::recordScreenHotKey, &SettingsStore::setRecordScreenHotKey,
-            nullptr },
+        { DefaultsKeys::MarkupHotkey, "markupShortcut", "Screenshot and mark up", &SettingsStore::markupHotkey,
+            &SettingsStore::setMarkupHotkey, "markupScreen" },
+        { DefaultsKeys::ClipboardHotKey, "uploadClipboard", "Upload clipboard", &SettingsStore::clipboardHotKey,
+            &SettingsStore::setClipboardHotKey, "uploadClipboard" },
+        { DefaultsKeys::RecordScreenHotKey, "recordScreen", "Record screen", &SettingsStore::recordScreenHotKey,
+            &SettingsStore::setRecordScreenHotKey, nullptr },
     } };
     return table;
 }

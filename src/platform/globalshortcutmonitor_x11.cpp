@@ -205,8 +205,8 @@ protected:
             // X lets a client grab its own key twice, and one ungrab would
             // free both: the first combination keeps the key.
             if (it.value() == wanted) {
-                qCWarning(lcGlobalShortcutMonitorX11).noquote() << shortcutText(shortcut) << "is the same key as"
-                                                                << shortcutText(it.key()) << "here; not grabbed";
+                qCWarning(lcGlobalShortcutMonitorX11).noquote()
+                    << shortcutText(shortcut) << "is the same key as" << shortcutText(it.key()) << "here; not grabbed";
                 return Registration::SameKey;
             }
         }

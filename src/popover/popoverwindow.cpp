@@ -368,8 +368,9 @@ void PopoverWindow::updateMeData()
     // A long profile name is shortened; the header keeps its layout.
     const QString profile = domain.isEmpty() ? QStringLiteral("Tessly Cloud") : domain;
     m_profileButton->setText(m_profileButton->fontMetrics().elidedText(profile, Qt::ElideRight, kProfileTextWidth));
-    m_profileButton->setToolTip(profile == m_profileButton->text() ? QStringLiteral("Switch profile")
-                                                                    : QStringLiteral("%1 \u2013 Switch profile").arg(profile));
+    m_profileButton->setToolTip(profile == m_profileButton->text()
+            ? QStringLiteral("Switch profile")
+            : QStringLiteral("%1 \u2013 Switch profile").arg(profile));
     m_email->setText(m_email->fontMetrics().elidedText(email, Qt::ElideRight, 260));
     m_email->setToolTip(email);
 

@@ -139,8 +139,9 @@ void TLMultipartAPIClient::postJson(const QString &path, const QVariantMap &body
 void TLMultipartAPIClient::initializeMultipartUploadForFileName(const QString &fileName, const QString &mimeType,
     quint64 size, const QString &parentItem, const QVariant &order, InitCompletion completion)
 {
-    QVariantMap body { { QStringLiteral("name"), FileUrl::serviceName(fileName) }, { QStringLiteral("mimeType"), mimeType },
-        { QStringLiteral("size"), size }, { QStringLiteral("type"), QStringLiteral("multipart") } };
+    QVariantMap body { { QStringLiteral("name"), FileUrl::serviceName(fileName) },
+        { QStringLiteral("mimeType"), mimeType }, { QStringLiteral("size"), size },
+        { QStringLiteral("type"), QStringLiteral("multipart") } };
     if (!parentItem.isNull())
         body.insert(QStringLiteral("parentItem"), parentItem);
     if (order.isValid() && !order.isNull())

@@ -8,11 +8,11 @@
 #include "clickmarker.h"
 #include "cloudscreenrecorder.h"
 #include "defaultskeys.h"
+#include "e2e.h"
 #include "floatingcamerapanel.h"
 #include "notificationrecorder.h"
 #include "notifications.h"
 #include "recordingstatusbutton.h"
-#include "e2e.h"
 #include "settingsstore.h"
 #include "tlcapturesession.h"
 #include "tlcapturesessionoptions.h"
@@ -257,13 +257,14 @@ private Q_SLOTS:
         options.setShowWebcam(false);
         const QRect area(100, 100, 240, 180); // global pixels, top-left origin
         QScreen *screen = QGuiApplication::primaryScreen();
-        options.setCaptureRect(QRectF(area.x(), screen->geometry().height() - area.bottom() - 1, area.width(),
-            area.height()));
+        options.setCaptureRect(
+            QRectF(area.x(), screen->geometry().height() - area.bottom() - 1, area.width(), area.height()));
         QPointer<TLCaptureWindowController> controller = new TLCaptureWindowController(nullptr);
         controller->setDisableAudioRecording(true);
         controller->beginScreenCaptureForScreen(screen);
         controller->startRecording();
-        QTRY_VERIFY(controller->captureSession() && QFileInfo::exists(controller->captureSession()->captureTemporaryFilePath()));
+        QTRY_VERIFY(controller->captureSession()
+            && QFileInfo::exists(controller->captureSession()->captureTemporaryFilePath()));
         const QString first = controller->captureSession()->captureTemporaryFilePath();
         const QDir folder = QFileInfo(first).dir();
         const QStringList before = folder.entryList({ QStringLiteral("*.mov") });

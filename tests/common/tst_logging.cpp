@@ -41,10 +41,10 @@ private Q_SLOTS:
         QTest::newRow("escape sequence in a name")
             << QStringLiteral("FileUploadTask - init evil\x1b]0;pwned\x07\x9b.txt")
             << QStringLiteral("FileUploadTask - init evil\\x1B]0;pwned\\x07\\x9B.txt");
-        QTest::newRow("direction override") << QStringLiteral("Filename: /tmp/gpj.\u202Eexe")
-                                            << QStringLiteral("Filename: /tmp/gpj.\\u202Eexe");
-        QTest::newRow("line breaks, tabs and backslashes stay") << QStringLiteral("a\tb\nc\\d")
-                                                               << QStringLiteral("a\tb\nc\\d");
+        QTest::newRow("direction override")
+            << QStringLiteral("Filename: /tmp/gpj.\u202Eexe") << QStringLiteral("Filename: /tmp/gpj.\\u202Eexe");
+        QTest::newRow("line breaks, tabs and backslashes stay")
+            << QStringLiteral("a\tb\nc\\d") << QStringLiteral("a\tb\nc\\d");
     }
 
     void linesHoldNoSecretsAndDriveNoTerminal()

@@ -212,8 +212,8 @@ private Q_SLOTS:
                                      << QStringLiteral("Shortcut \"⌥Foo\" for markupScreen skipped: not a shortcut");
         QTest::newRow("not text") << QVariant(QByteArray("⌥⇧3"))
                                   << QStringLiteral("Shortcut \"\" for markupScreen skipped: not text");
-        QTest::newRow("Shift only") << QVariant(QStringLiteral("⇧3"))
-                                    << QStringLiteral("Shortcut \"⇧3\" for markupScreen skipped: needs Ctrl, Alt or Super");
+        QTest::newRow("Shift only") << QVariant(QStringLiteral(
+            "⇧3")) << QStringLiteral("Shortcut \"⇧3\" for markupScreen skipped: needs Ctrl, Alt or Super");
         QTest::newRow("duplicate")
             << QVariant(QStringLiteral("⌥⇧4"))
             << QStringLiteral("Shortcut \"⌥⇧4\" for markupScreen skipped: already the shortcut of captureScreen");

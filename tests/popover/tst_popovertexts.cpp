@@ -100,8 +100,7 @@ private Q_SLOTS:
                                 << QStringLiteral("MP4 · just now");
         QTest::newRow("negative size") << QVariantMap { { "mimeType", "image/png" }, { "size", -5000 } }
                                        << QStringLiteral("PNG");
-        QTest::newRow("booleans are no numbers")
-            << QVariantMap { { "size", true }, { "item", true } } << QString();
+        QTest::newRow("booleans are no numbers") << QVariantMap { { "size", true }, { "item", true } } << QString();
         QTest::newRow("date beyond any calendar")
             << QVariantMap { { "size", 1 }, { "item", 1e300 } } << QStringLiteral("1 B");
     }

@@ -24,9 +24,9 @@
 #include <QClipboard>
 #include <QDir>
 #include <QLabel>
-#include <QTcpServer>
 #include <QMimeData>
 #include <QSignalSpy>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>

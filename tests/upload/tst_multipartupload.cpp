@@ -427,8 +427,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("laterRun"); // a new run from the record, or resume() of the same session
         QTest::addColumn<QString>("log");
         QTest::newRow("rewritten in place, next run") << "rewrite" << true << "(it was modified): uploading it afresh";
-        QTest::newRow("rewritten, modification time put back") << "rewrite, old time" << true
-                                                               << "(it was modified): uploading it afresh";
+        QTest::newRow("rewritten, modification time put back")
+            << "rewrite, old time" << true << "(it was modified): uploading it afresh";
         QTest::newRow("rewritten in place, same run")
             << "rewrite" << false << "(it was modified): the upload is abandoned";
         QTest::newRow("truncated") << "truncate" << false
@@ -462,7 +462,9 @@ private Q_SLOTS:
             QVERIFY(file.resize(10 * kPartSize));
         } else {
             const bool oldTime = change.endsWith(QLatin1String("old time"));
-            struct stat before {};
+            struct stat before
+            {
+            };
             QVERIFY(::stat(QFile::encodeName(path).constData(), &before) == 0);
             QVERIFY(file.open(QIODevice::ReadWrite));
             QVERIFY(file.seek(oldTime ? 0 : 10 * kPartSize));

@@ -188,7 +188,8 @@ int uploadFilesAndPrintLinks(const char *command, const QStringList &paths, QStr
         } else {
             ++failures;
             err() << "tessly " << command << ": " << Logging::printable(paths[i]) << ": "
-                  << Logging::printable(results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error) << "\n";
+                  << Logging::printable(results[i].error.isEmpty() ? QStringLiteral("not uploaded") : results[i].error)
+                  << "\n";
         }
     }
     return failures == 0 ? 0 : 1;
