@@ -28,7 +28,7 @@ DrawWindow::DrawWindow(ShapeView *view, QWidget *parent)
     auto *tools = new QVBoxLayout(sidebar);
     tools->setContentsMargins(0, 10, 0, 10);
     tools->setSpacing(8);
-    // In the order of Part 4.5: rectangle, arrow, text, blur.
+    // Rectangle, arrow, text, blur.
     for (QWidget *w : { static_cast<QWidget *>(m_squareButton), static_cast<QWidget *>(m_arrowButton),
              static_cast<QWidget *>(m_textButton), static_cast<QWidget *>(m_blurButton) })
         tools->addWidget(w, 0, Qt::AlignHCenter);

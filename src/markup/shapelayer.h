@@ -40,7 +40,7 @@ public:
         int fontSize = 0;
         QString text;
         // A blur box's pixelated area (canvas coordinates), which a resize
-        // of a moved box does not derive from the rest (Part 4.3).
+        // of a moved box does not derive from the rest.
         QRectF blurBackground;
         bool operator==(const State &) const = default;
     };

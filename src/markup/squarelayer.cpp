@@ -74,8 +74,8 @@ void SquareLayer::placeHandles()
 
 void SquareLayer::layoutHandles()
 {
-    // Part 4.3 leaves all four handles active here. Then the next selection
-    // (showHandles) called the shape back through every handle, and a blur
+    // Leaving all four handles active here made the next selection
+    // (showHandles) call the shape back through every handle, and a blur
     // box refitted its pixelation to where it was before a move: only the
     // dragged handle stays active now.
     if (m_topLeft)

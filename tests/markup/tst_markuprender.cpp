@@ -83,7 +83,7 @@ private Q_SLOTS:
     // resize (the bottom-right handle by 12, -8), undo, redo. Where
     // `followsOutline` holds, the pixelation must cover exactly the box the
     // user sees (its outline); it does not after a resize of a moved box,
-    // which refits in the box's own coordinates as Part 4.3 keeps.
+    // which refits in the box's own coordinates, as the editor always has.
     void pixelationOnScreenEqualsTheExport_data()
     {
         QTest::addColumn<QString>("gestures");
