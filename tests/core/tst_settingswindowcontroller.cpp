@@ -241,30 +241,22 @@ private Q_SLOTS:
         QCOMPARE(controller.profiles(), QStringList { QStringLiteral("ada.tessly.test") });
         QCOMPARE(controller.selectedProfile(), 0);
 
+        // A release published on the service, as its operators do.
+        const auto publish = [this](const QString &version, const QString &downloadUrl) {
+            return m_server
+                .admin("PUT", QStringLiteral("/admin/client-release"),
+                    { { QStringLiteral("version"), version }, { QStringLiteral("downloadUrl"), downloadUrl } })
+                .status;
+        };
         controller.checkForUpdates();
         QTRY_COMPARE(controller.updateStatus(), QStringLiteral("Tessly Cloud is up to date."));
-        QCOMPARE(m_server
-                     .admin("PUT", QStringLiteral("/admin/client-release"),
-                         { { QStringLiteral("version"), QStringLiteral("99.0") },
-                             { QStringLiteral("downloadUrl"), QStringLiteral("https://[tessly.test/download") } })
-                     .status,
-            200);
+        QCOMPARE(publish(QStringLiteral("99.0"), QStringLiteral("https://[tessly.test/download")), 200);
         controller.checkForUpdates();
         QTRY_COMPARE(controller.updateStatus(),
             QStringLiteral("Tessly Cloud 99.0 has been released, but the download page is not available."));
         QCOMPARE(controller.updateButtonTitle(), QStringLiteral("Check for Updates"));
-        QCOMPARE(m_server
-                     .admin("PUT", QStringLiteral("/admin/client-release"),
-                         { { QStringLiteral("version"), QStringLiteral("latest") },
-                             { QStringLiteral("downloadUrl"), QStringLiteral("https://tessly.test/download") } })
-                     .status,
-            400);
-        QCOMPARE(m_server
-                     .admin("PUT", QStringLiteral("/admin/client-release"),
-                         { { QStringLiteral("version"), QStringLiteral("99.1") },
-                             { QStringLiteral("downloadUrl"), QStringLiteral("https://tessly.test/download") } })
-                     .status,
-            200);
+        QCOMPARE(publish(QStringLiteral("latest"), QStringLiteral("https://tessly.test/download")), 400);
+        QCOMPARE(publish(QStringLiteral("99.1"), QStringLiteral("https://tessly.test/download")), 200);
         controller.checkForUpdates();
         QTRY_COMPARE(controller.updateStatus(), QStringLiteral("Tessly Cloud 99.1 is available."));
         QCOMPARE(controller.updateButtonTitle(), QStringLiteral("Open Download Page"));

@@ -23,6 +23,15 @@ class TestMarkupRender : public QObject
 {
     Q_OBJECT
 
+    // A shape drawn the way the pointer draws it: press, drag, release.
+    static void drawShape(ShapeView &view, uint mode, QPointF from, QPointF to)
+    {
+        view.setCurrentMode(mode);
+        view.mouseDown(from);
+        view.mouseDragged(to);
+        view.mouseUp();
+    }
+
     // Gradients, stripes and noise: every cell averages something different.
     static QImage photoLike(QSize size)
     {
@@ -194,16 +203,10 @@ private Q_SLOTS:
         canvas.resize(320, 200);
         view.setCanvasSize(QSizeF(320, 200));
         view.setDrawImage(photoLike(QSize(320, 200) * canvas.devicePixelRatioF()), canvas.devicePixelRatioF());
-        auto add = [&](uint mode, QPointF a, QPointF b) {
-            view.setCurrentMode(mode);
-            view.mouseDown(a);
-            view.mouseDragged(b);
-            view.mouseUp();
-        };
-        add(ShapeView::BlurMode, { 20, 20 }, { 110, 90 });
-        add(ShapeView::BlurMode, { 150, 60 }, { 230, 170 });
-        add(ShapeView::ArrowMode, { 30, 150 }, { 120, 120 });
-        add(ShapeView::RectangleMode, { 250, 20 }, { 300, 80 });
+        drawShape(view, ShapeView::BlurMode, { 20, 20 }, { 110, 90 });
+        drawShape(view, ShapeView::BlurMode, { 150, 60 }, { 230, 170 });
+        drawShape(view, ShapeView::ArrowMode, { 30, 150 }, { 120, 120 });
+        drawShape(view, ShapeView::RectangleMode, { 250, 20 }, { 300, 80 });
         view.setCurrentMode(ShapeView::TextMode);
         view.mouseDown({ 240, 150 });
         view.mouseUp();
@@ -264,15 +267,9 @@ private Q_SLOTS:
             for (int y = 0; y < 100; ++y)
                 picture.setPixel(x + (y / 8) % 8, y, qRgb(40, 90, 160));
         view.setDrawImage(picture, 1.0);
-        auto add = [&](uint mode, QPointF a, QPointF b) {
-            view.setCurrentMode(mode);
-            view.mouseDown(a);
-            view.mouseDragged(b);
-            view.mouseUp();
-        };
-        add(ShapeView::RectangleMode, { 10, 10 }, { 70, 50 });
-        add(ShapeView::BlurMode, { 90, 10 }, { 150, 45 });
-        add(ShapeView::ArrowMode, { 20, 90 }, { 140, 60 });
+        drawShape(view, ShapeView::RectangleMode, { 10, 10 }, { 70, 50 });
+        drawShape(view, ShapeView::BlurMode, { 90, 10 }, { 150, 45 });
+        drawShape(view, ShapeView::ArrowMode, { 20, 90 }, { 140, 60 });
         view.mouseDown({ 80, 75 }); // bend it through the middle handle
         view.mouseUp();
         view.mouseDown({ 80, 75 });
