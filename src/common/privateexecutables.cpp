@@ -16,15 +16,31 @@ QString existingFile(const QString &dir, const QString &name)
     return info.exists() && !info.isDir() ? info.absoluteFilePath() : QString();
 }
 
+// Beside the program when installed, then the build tree's.
+QStringList shippedDirectories()
+{
+    const QDir program(QCoreApplication::applicationDirPath());
+    return { QDir::cleanPath(program.filePath(QStringLiteral("../" TESSLY_LIBEXEC_DIR))),
+        QStringLiteral(TESSLY_BUILD_LIBEXEC_DIR) };
+}
+
+QString firstExisting(const QStringList &dirs, const QString &name)
+{
+    for (const QString &dir : dirs) {
+        const QString path = existingFile(dir, name);
+        if (!path.isEmpty())
+            return path;
+    }
+    return {};
+}
+
 } // namespace
 
 QStringList executableDirectories()
 {
     if (qEnvironmentVariableIsSet("TESSLY_LIBEXEC"))
         return { qEnvironmentVariable("TESSLY_LIBEXEC") };
-    const QDir program(QCoreApplication::applicationDirPath());
-    return { QDir::cleanPath(program.filePath(QStringLiteral("../" TESSLY_LIBEXEC_DIR))),
-        QStringLiteral(TESSLY_BUILD_LIBEXEC_DIR) };
+    return shippedDirectories();
 }
 
 QString resourcesDirectory()
@@ -34,12 +50,12 @@ QString resourcesDirectory()
 
 QString auxiliaryExecutable(const QString &name)
 {
-    for (const QString &dir : executableDirectories()) {
-        const QString path = existingFile(dir, name);
-        if (!path.isEmpty())
-            return path;
-    }
-    return {};
+    return firstExisting(executableDirectories(), name);
+}
+
+QString privateModule(const QString &name)
+{
+    return firstExisting(shippedDirectories(), name);
 }
 
 QString resource(const QString &name)

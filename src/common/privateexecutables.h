@@ -23,6 +23,11 @@ namespace PrivateExecutables {
 // The executables folders, in the order they are tried.
 QStringList executableDirectories();
 
+// The absolute path of the module NAME (a shared object the application loads
+// on first use) in the first executables folder that has it, or empty. The
+// modules ship with the program, so $TESSLY_LIBEXEC does not apply to them.
+QString privateModule(const QString &name);
+
 // The resources folder.
 QString resourcesDirectory();
 

@@ -131,8 +131,11 @@ void AppDelegate::applicationDidFinishLaunching()
     m_fileItems.clear();
     m_uploadProgress = 0;
 
-    // 2. The tray icon, its menu and the dashboard.
+    // 2. The tray icon, its menu and the dashboard. The icon shows first: the
+    // tray host embeds it while the rest is built.
     m_statusItem = new StatusItem(this);
+    m_statusItem->setImageNamed(QStringLiteral("MenuIcon"));
+    m_statusItem->show();
     m_statusMenu = new StatusMenu(this);
     m_popoverController = new PopoverWindowController(this);
     m_popoverController->setDirectoryUploader(
@@ -145,7 +148,6 @@ void AppDelegate::applicationDidFinishLaunching()
 
     // 3. A click toggles the dashboard; the menu is on the right button.
     connect(m_statusItem, &StatusItem::clicked, this, &AppDelegate::togglePopover);
-    m_statusItem->setImageNamed(QStringLiteral("MenuIcon"));
     m_statusItem->setMenu(m_statusMenu);
 
     // 4. Drops: tray hosts pass none to their icons (neither XEmbed nor
@@ -193,7 +195,6 @@ void AppDelegate::applicationDidFinishLaunching()
     }
     // 10. Clicked notifications open their link (the notifier does that).
     DesktopNotifier::instance();
-    m_statusItem->show();
     // 11.
     if (SettingsStore::instance().token().isEmpty()) {
         m_welcomeWindowController->show();
