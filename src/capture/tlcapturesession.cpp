@@ -212,6 +212,12 @@ void TLCaptureSession::recorderFinished(bool ok, const QString &message)
         error = sessionError(QStringLiteral("The recording stopped: %1").arg(message));
     } else if (!QFileInfo(m_path).isFile() || QFileInfo(m_path).size() == 0) {
         error = sessionError(QStringLiteral("The recording stopped: no movie was written"));
+    } else if (!isFinalisedMovie(m_path)) {
+        // ffmpeg ends well even when the movie's index could not be written
+        // (the disk is full): such a movie plays nowhere.
+        const QString why = m_recorder->lastMessage();
+        error = sessionError(QStringLiteral("The recording stopped: %1")
+                                 .arg(why.isEmpty() ? QStringLiteral("the movie's end could not be written") : why));
     }
     if (error)
         keepOrRemoveMovie(&error);

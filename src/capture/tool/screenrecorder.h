@@ -47,6 +47,9 @@ public:
     void stop();
     bool isRunning() const { return m_ffmpeg.state() != QProcess::NotRunning; }
     qint64 processId() const { return m_ffmpeg.processId(); }
+    // ffmpeg's last line on stderr: why it failed, or what went wrong as it
+    // ended well (a movie whose end could not be written).
+    QString lastMessage() const { return QString::fromLocal8Bit(m_lastError); }
 
 Q_SIGNALS:
     // ffmpeg has ended: after stop(), or by itself on an error.
