@@ -55,41 +55,6 @@ private slots:
             !m_server.api("GET", "/v1/users/me", m_alice).json()["profiles"][0].toObject().contains("customDomain"));
     }
 
-    void tokensAreChecked_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QByteArray>("authorization");
-        QTest::newRow("no header") << "/v1/users/me" << QByteArray();
-        QTest::newRow("wrong token") << "/v1/users/me" << QByteArray("Bearer nope");
-        QTest::newRow("not bearer") << "/v1/files/alice" << ("Basic " + m_alice.toUtf8());
-        QTest::newRow("listing") << "/v1/links/alice?count=12" << QByteArray("Bearer ");
-    }
-
-    void tokensAreChecked()
-    {
-        QFETCH(QString, path);
-        QFETCH(QByteArray, authorization);
-        QMap<QByteArray, QByteArray> headers;
-        if (!authorization.isEmpty())
-            headers.insert("Authorization", authorization);
-        const Reply reply = m_server.request("GET", path, {}, headers);
-        QCOMPARE(reply.status, 401);
-        QCOMPARE(reply.json()["error"].toString(), "Unauthorized");
-    }
-
-    void profilesOfOthersAreRefused()
-    {
-        QCOMPARE(m_server.api("GET", "/v1/profiles/bob", m_alice).status, 403);
-        QCOMPARE(m_server.api("GET", "/v1/profiles/nobody", m_alice).status, 404);
-        QCOMPARE(m_server.api("GET", "/v1/files/bob?type=user&count=12", m_alice).status, 403);
-        QCOMPARE(m_server
-                     .api("POST", "/v1/links/bob", m_alice,
-                         { { "payload", QJsonObject { { "content", "https://x.org" } } } })
-                     .status,
-            403);
-        QCOMPARE(m_server.api("GET", "/v1/folders/ghost?type=user&count=12", m_alice).status, 404);
-    }
-
     void presignAnswersUrlAndFileRecord()
     {
         const QJsonObject file
@@ -208,61 +173,68 @@ private slots:
         QVERIFY(folder["shareUrl"].toString().startsWith("http://share.bob.example/"));
     }
 
-    void badInputGetsAClearError_data()
+    // Every refusal, whatever its cause (no or a wrong token, another's
+    // profile, bad input), is a clear JSON error and leaves nothing half-made.
+    void refusalsAreClearErrors_data()
     {
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QString>("path");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<int>("status");
-        const QByteArray longName = "\"" + QByteArray(300, 'a') + ".png\"";
-        QTest::newRow("malformed json") << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":") << 400;
-        QTest::newRow("array body") << QByteArray("POST") << "/v1/files/alice" << QByteArray("[1]") << 400;
-        QTest::newRow("missing name") << QByteArray("POST") << "/v1/files/alice"
-                                      << QByteArray("{\"mimeType\":\"image/png\"}") << 400;
-        QTest::newRow("name not a string")
-            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":5}") << 400;
-        QTest::newRow("oversized name") << QByteArray("POST") << "/v1/files/alice" << ("{\"name\":" + longName + "}")
-                                        << 400;
-        QTest::newRow("traversal in name")
-            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"../../etc/passwd\"}") << 400;
-        QTest::newRow("dot-dot name") << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"..\"}")
-                                      << 400;
-        QTest::newRow("bad mime") << QByteArray("POST") << "/v1/files/alice"
-                                  << QByteArray("{\"name\":\"a\",\"mimeType\":\"png\"}") << 400;
-        QTest::newRow("unknown parent") << QByteArray("POST") << "/v1/files/alice"
-                                        << QByteArray("{\"name\":\"a\",\"parentItem\":\"alice/123\"}") << 404;
-        QTest::newRow("parent of other profile") << QByteArray("POST") << "/v1/files/alice"
-                                                 << QByteArray("{\"name\":\"a\",\"parentItem\":\"bob/1\"}") << 400;
-        QTest::newRow("unknown type") << QByteArray("POST") << "/v1/files/alice"
-                                      << QByteArray("{\"name\":\"a\",\"type\":\"resumable\"}") << 400;
-        QTest::newRow("multipart without size")
-            << QByteArray("POST") << "/v1/files/alice" << QByteArray("{\"name\":\"a\",\"type\":\"multipart\"}") << 400;
-        QTest::newRow("negative size") << QByteArray("POST") << "/v1/files/alice"
-                                       << QByteArray("{\"name\":\"a\",\"type\":\"multipart\",\"size\":-1}") << 400;
-        QTest::newRow("link without payload")
-            << QByteArray("POST") << "/v1/links/alice" << QByteArray("{\"content\":\"https://a.b\"}") << 400;
-        QTest::newRow("link not http") << QByteArray("POST") << "/v1/links/alice"
-                                       << QByteArray("{\"payload\":{\"content\":\"javascript:alert(1)\"}}") << 400;
-        QTest::newRow("folder with slash")
-            << QByteArray("POST") << "/v1/folders/alice" << QByteArray("{\"payload\":{\"name\":\"a/b\"}}") << 400;
-        QTest::newRow("order as object") << QByteArray("POST") << "/v1/folders/alice"
-                                         << QByteArray("{\"payload\":{\"name\":\"a\",\"order\":{}}}") << 400;
-        QTest::newRow("count out of range") << QByteArray("GET") << "/v1/files/alice?count=0" << QByteArray() << 400;
-        QTest::newRow("unknown type filter")
-            << QByteArray("GET") << "/v1/folders/alice?type=team" << QByteArray() << 400;
-        QTest::newRow("unknown endpoint") << QByteArray("GET") << "/v1/nothing" << QByteArray() << 404;
+        QTest::addColumn<QByteArray>("authorization");
+        const QByteArray alice = "Bearer " + m_alice.toUtf8();
+        const auto row = [&](const char *name, const char *method, const QString &path, const QByteArray &body,
+                             int status, const QByteArray &authorization = {}) {
+            QTest::newRow(name) << QByteArray(method) << path << body << status
+                                << (authorization.isNull() ? alice : authorization);
+        };
+        row("no token", "GET", "/v1/users/me", {}, 401, "");
+        row("wrong token", "GET", "/v1/users/me", {}, 401, "Bearer nope");
+        row("not bearer", "GET", "/v1/files/alice", {}, 401, "Basic " + m_alice.toUtf8());
+        row("empty bearer on a listing", "GET", "/v1/links/alice?count=12", {}, 401, "Bearer ");
+        row("another's profile", "GET", "/v1/profiles/bob", {}, 403);
+        row("unknown profile", "GET", "/v1/profiles/nobody", {}, 404);
+        row("another's files", "GET", "/v1/files/bob?type=user&count=12", {}, 403);
+        row("link for another", "POST", "/v1/links/bob", "{\"payload\":{\"content\":\"https://x.org\"}}", 403);
+        row("unknown profile's folders", "GET", "/v1/folders/ghost?type=user&count=12", {}, 404);
+        const QString files = "/v1/files/alice";
+        row("malformed json", "POST", files, "{\"name\":", 400);
+        row("array body", "POST", files, "[1]", 400);
+        row("missing name", "POST", files, "{\"mimeType\":\"image/png\"}", 400);
+        row("name not a string", "POST", files, "{\"name\":5}", 400);
+        row("oversized name", "POST", files, "{\"name\":\"" + QByteArray(300, 'a') + ".png\"}", 400);
+        row("traversal in name", "POST", files, "{\"name\":\"../../etc/passwd\"}", 400);
+        row("dot-dot name", "POST", files, "{\"name\":\"..\"}", 400);
+        row("bad mime", "POST", files, "{\"name\":\"a\",\"mimeType\":\"png\"}", 400);
+        row("unknown parent", "POST", files, "{\"name\":\"a\",\"parentItem\":\"alice/123\"}", 404);
+        row("parent of other profile", "POST", files, "{\"name\":\"a\",\"parentItem\":\"bob/1\"}", 400);
+        row("unknown type", "POST", files, "{\"name\":\"a\",\"type\":\"resumable\"}", 400);
+        row("multipart without size", "POST", files, "{\"name\":\"a\",\"type\":\"multipart\"}", 400);
+        row("negative size", "POST", files, "{\"name\":\"a\",\"type\":\"multipart\",\"size\":-1}", 400);
+        row("link without payload", "POST", "/v1/links/alice", "{\"content\":\"https://a.b\"}", 400);
+        row("link not http", "POST", "/v1/links/alice", "{\"payload\":{\"content\":\"javascript:alert(1)\"}}", 400);
+        row("folder with slash", "POST", "/v1/folders/alice", "{\"payload\":{\"name\":\"a/b\"}}", 400);
+        row("order as object", "POST", "/v1/folders/alice", "{\"payload\":{\"name\":\"a\",\"order\":{}}}", 400);
+        row("count out of range", "GET", "/v1/files/alice?count=0", {}, 400);
+        row("unknown type filter", "GET", "/v1/folders/alice?type=team", {}, 400);
+        row("unknown endpoint", "GET", "/v1/nothing", {}, 404);
     }
 
-    void badInputGetsAClearError()
+    void refusalsAreClearErrors()
     {
         QFETCH(QByteArray, method);
         QFETCH(QString, path);
         QFETCH(QByteArray, body);
         QFETCH(int, status);
-        const Reply reply = m_server.request(method, path, body,
-            { { "Authorization", "Bearer " + m_alice.toUtf8() }, { "Content-Type", "application/json" } });
+        QFETCH(QByteArray, authorization);
+        QMap<QByteArray, QByteArray> headers { { "Content-Type", "application/json" } };
+        if (!authorization.isEmpty())
+            headers.insert("Authorization", authorization);
+        const Reply reply = m_server.request(method, path, body, headers);
         QCOMPARE(reply.status, status);
         QVERIFY2(!reply.json()["message"].toString().isEmpty(), reply.body.constData());
+        if (status == 401)
+            QCOMPARE(reply.json()["error"].toString(), "Unauthorized");
         // Nothing was half-made: the service still answers normally.
         QCOMPARE(m_server.api("GET", "/v1/users/me", m_alice).status, 200);
     }
