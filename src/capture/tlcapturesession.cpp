@@ -155,6 +155,11 @@ bool TLCaptureSession::beginRecordingWithOptions(const TLCaptureSessionOptions &
     }
     m_recorder = new ScreenRecorder(this);
     connect(m_recorder, &ScreenRecorder::finished, this, &TLCaptureSession::recorderFinished);
+    connect(m_recorder, &ScreenRecorder::soundLost, this, [this](const QString &why) {
+        const QString message = QStringLiteral("The sound stopped (%1). The recording goes on without sound.").arg(why);
+        qCInfo(lcCaptureSession).noquote() << message;
+        Q_EMIT soundLost(message);
+    });
     qCInfo(lcCaptureSession).noquote()
         << QStringLiteral("Recording to: %1").arg(QUrl::fromLocalFile(m_path).toString());
     QString message;

@@ -73,6 +73,9 @@ Q_SIGNALS:
     // it was killed. The movie so far is kept, and the error says where, when
     // ffmpeg could finalise it; otherwise it is removed and the error says so.
     void recordingFailed(const Error &error);
+    // The sound stopped while the recording goes on without it; the message
+    // is for the user.
+    void soundLost(const QString &message);
 
 private:
     void recorderFinished(bool ok, const QString &message);

@@ -1,6 +1,7 @@
 #include "tlcapturewindowcontroller.h"
 #include "capturepanelmodel.h"
 #include "cloudscreenrecorder.h"
+#include "desktopnotifier.h"
 #include "dispatch.h"
 #include "notificationcenter.h"
 #include "notifications.h"
@@ -90,6 +91,8 @@ TLCaptureSession *TLCaptureWindowController::newSession()
         if (m_delegate)
             m_delegate->recordingFailed(error);
     });
+    connect(session, &TLCaptureSession::soundLost, this,
+        [](const QString &message) { DesktopNotifier::instance().notify(QStringLiteral("Sound stopped"), message); });
     return session;
 }
 

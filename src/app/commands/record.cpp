@@ -146,6 +146,10 @@ int record(const QStringList &args)
     TerminationWatcher termination;
     QObject::connect(&termination, &TerminationWatcher::terminationRequested, &recording, stop);
     QObject::connect(&session, &TLCaptureSession::recordingFailed, &recording, stop);
+    QObject::connect(&session, &TLCaptureSession::soundLost, &recording, [](const QString &message) {
+        err() << "tessly record: " << message << "\n";
+        err().flush();
+    });
     // The duration counts from the first frame.
     if (a.duration > 0) {
         QObject::connect(&session, &TLCaptureSession::recordingStarted, &recording,

@@ -79,6 +79,14 @@ ScreenRecorder::ScreenRecorder(QObject *parent)
         const QList<QByteArray> lines = text.trimmed().split('\n');
         if (!lines.isEmpty() && !lines.last().trimmed().isEmpty())
             m_lastError = lines.last().trimmed();
+        // ffmpeg names a failing input before its error, and then carries on
+        // with the others.
+        for (const QByteArray &line : lines) {
+            if (!m_soundInput.isEmpty() && !m_soundLost && !m_stopping && line.startsWith(m_soundInput)) {
+                m_soundLost = true;
+                Q_EMIT soundLost(QString::fromLocal8Bit(line.trimmed()));
+            }
+        }
     });
     connect(&m_ffmpeg, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
         const bool ok = status == QProcess::NormalExit && code == 0;
@@ -116,6 +124,10 @@ bool ScreenRecorder::start(const Settings &settings, QString *error)
     }
     const QStringList args = arguments(settings);
     qCInfo(lcScreenRecorder).noquote() << "recording:" << ffmpeg << args.join(QLatin1Char(' '));
+    m_soundInput = settings.audio
+        ? (settings.audioSource.isEmpty() ? QByteArrayLiteral("default") : settings.audioSource.toLocal8Bit()) + ": "
+        : QByteArray();
+    m_soundLost = false;
     m_ffmpeg.start(ffmpeg, args);
     if (!m_ffmpeg.waitForStarted(5000)) {
         *error = m_ffmpeg.errorString();

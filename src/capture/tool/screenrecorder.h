@@ -54,9 +54,15 @@ public:
 Q_SIGNALS:
     // ffmpeg has ended: after stop(), or by itself on an error.
     void finished(bool ok, const QString &error);
+    // The sound input failed (the sound server went away, the microphone was
+    // unplugged): ffmpeg records on without sound. Emitted once, with
+    // ffmpeg's line.
+    void soundLost(const QString &message);
 
 private:
     QProcess m_ffmpeg;
     QByteArray m_lastError; // ffmpeg's last line on stderr
+    QByteArray m_soundInput; // "<source>: " starts ffmpeg's lines about it
+    bool m_soundLost = false;
     bool m_stopping = false;
 };
