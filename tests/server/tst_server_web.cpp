@@ -49,30 +49,6 @@ private slots:
         QVERIFY(!m_token.isEmpty());
     }
 
-    void wrongCredentialsStayOnTheLoginPage_data()
-    {
-        QTest::addColumn<QString>("email");
-        QTest::addColumn<QString>("password");
-        QTest::newRow("wrong password") << "alice@example.com"
-                                        << "nope";
-        QTest::newRow("unknown user") << "nobody@example.com"
-                                      << "alice-pass";
-        QTest::newRow("empty fields") << ""
-                                      << "";
-    }
-
-    void wrongCredentialsStayOnTheLoginPage()
-    {
-        QFETCH(QString, email);
-        QFETCH(QString, password);
-        const Reply reply
-            = postForm("/auth/login?redirectTo=app", form({ { "email", email }, { "password", password } }));
-        QCOMPARE(reply.status, 401);
-        QVERIFY(!reply.headers.contains("location"));
-        QVERIFY(reply.body.contains("not right"));
-        QVERIFY(reply.body.contains("action=\"/auth/login?redirectTo=app\""));
-    }
-
     void getStartedCreatesAccountAndProfile()
     {
         const Reply reply = postForm("/get-started?redirectTo=app",
@@ -193,61 +169,69 @@ private slots:
         QCOMPARE(docs[0].toObject()["size"].toInt(), 12);
     }
 
-    // Only a path on this site is followed after sign-in; browsers drop tabs
-    // and newlines and read "\\" as "/", so each of these would leave the site.
-    void signInFollowsOnlyPathsOnThisSite_data()
+    // The sign-in form: wrong credentials stay on the page; only a path on
+    // this site is followed after sign-in (browsers drop tabs and newlines and
+    // read "\\" as "/", so each other row would leave the site); a form sent
+    // from another site (login CSRF: a page that signs the visitor into the
+    // attacker's account and hands the app its token) is refused.
+    void signInForm_data()
     {
+        QTest::addColumn<QString>("email");
+        QTest::addColumn<QString>("password");
         QTest::addColumn<QByteArray>("redirectTo");
-        QTest::addColumn<QByteArray>("location");
-        const QByteArray fallback = "/me?domain=alice";
-        QTest::newRow("own path") << QByteArray("%2Fme%2Flinks%2Fnew%3Fdomain%3Dalice")
-                                  << QByteArray("/me/links/new?domain=alice");
-        QTest::newRow("absolute URL") << QByteArray("https%3A%2F%2Fevil.example") << fallback;
-        QTest::newRow("scheme-relative") << QByteArray("%2F%2Fevil.example") << fallback;
-        QTest::newRow("tab between slashes") << QByteArray("%2F%09%2Fevil.example") << fallback;
-        QTest::newRow("newline between slashes") << QByteArray("%2F%0A%2Fevil.example") << fallback;
-        QTest::newRow("backslash") << QByteArray("%2F%5Cevil.example") << fallback;
-        QTest::newRow("backslashes only") << QByteArray("%5C%5Cevil.example") << fallback;
-        QTest::newRow("space first") << QByteArray("%20%2F%2Fevil.example") << fallback;
-        QTest::newRow("control character") << QByteArray("%2F%01%2Fevil.example") << fallback;
-        QTest::newRow("javascript") << QByteArray("javascript%3Aalert(1)") << fallback;
-        QTest::newRow("non-ASCII slash look-alike") << QByteArray("%2F%EF%BC%8Fevil.example") << fallback;
-    }
-
-    void signInFollowsOnlyPathsOnThisSite()
-    {
-        QFETCH(QByteArray, redirectTo);
-        QFETCH(QByteArray, location);
-        const Reply reply = postForm("/auth/login?redirectTo=" + QString::fromLatin1(redirectTo),
-            form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }));
-        QCOMPARE(reply.status, 302);
-        QCOMPARE(reply.headers.value("location"), location);
-    }
-
-    // A form sent from another site (login CSRF: a page that signs the visitor
-    // into the attacker's account and hands the app its token) is refused.
-    void formsFromOtherSitesAreRefused_data()
-    {
         QTest::addColumn<QByteArray>("header");
         QTest::addColumn<QByteArray>("value");
         QTest::addColumn<int>("status");
-        QTest::newRow("other origin") << QByteArray("Origin") << QByteArray("http://evil.example") << 403;
-        QTest::newRow("opaque origin") << QByteArray("Origin") << QByteArray("null") << 403;
-        QTest::newRow("other referer") << QByteArray("Referer") << QByteArray("http://evil.example/page") << 403;
-        QTest::newRow("same origin") << QByteArray("Origin") << QByteArray("SELF") << 302;
+        QTest::addColumn<QByteArray>("location");
+        const QByteArray own = "%2Fme%2Flinks%2Fnew%3Fdomain%3Dalice", ownPath = "/me/links/new?domain=alice";
+        const auto row = [](const char *name, const QByteArray &redirectTo, int status, const QByteArray &location,
+                             const QString &email = "alice@example.com", const QString &password = "alice-pass",
+                             const QByteArray &header = {}, const QByteArray &value = {}) {
+            QTest::newRow(name) << email << password << redirectTo << header << value << status << location;
+        };
+        row("wrong password", "app", 401, {}, "alice@example.com", "nope");
+        row("unknown user", "app", 401, {}, "nobody@example.com", "alice-pass");
+        row("empty fields", "app", 401, {}, "", "");
+        row("own path", own, 302, ownPath);
+        const QByteArray fallback = "/me?domain=alice";
+        row("absolute URL", "https%3A%2F%2Fevil.example", 302, fallback);
+        row("scheme-relative", "%2F%2Fevil.example", 302, fallback);
+        row("tab between slashes", "%2F%09%2Fevil.example", 302, fallback);
+        row("newline between slashes", "%2F%0A%2Fevil.example", 302, fallback);
+        row("backslash", "%2F%5Cevil.example", 302, fallback);
+        row("backslashes only", "%5C%5Cevil.example", 302, fallback);
+        row("space first", "%20%2F%2Fevil.example", 302, fallback);
+        row("control character", "%2F%01%2Fevil.example", 302, fallback);
+        row("javascript", "javascript%3Aalert(1)", 302, fallback);
+        row("non-ASCII slash look-alike", "%2F%EF%BC%8Fevil.example", 302, fallback);
+        const QString email = "alice@example.com", password = "alice-pass";
+        row("other origin", own, 403, {}, email, password, "Origin", "http://evil.example");
+        row("opaque origin", own, 403, {}, email, password, "Origin", "null");
+        row("other referer", own, 403, {}, email, password, "Referer", "http://evil.example/page");
+        row("same origin", own, 302, ownPath, email, password, "Origin", "SELF");
     }
 
-    void formsFromOtherSitesAreRefused()
+    void signInForm()
     {
+        QFETCH(QString, email);
+        QFETCH(QString, password);
+        QFETCH(QByteArray, redirectTo);
         QFETCH(QByteArray, header);
         QFETCH(QByteArray, value);
         QFETCH(int, status);
-        if (value == "SELF")
-            value = m_server.baseUrl().toString().toUtf8();
-        const Reply reply = postForm("/auth/login?redirectTo=app",
-            form({ { "email", "alice@example.com" }, { "password", "alice-pass" } }), { { header, value } });
+        QFETCH(QByteArray, location);
+        Headers headers;
+        if (!header.isEmpty())
+            headers.insert(header, value == "SELF" ? m_server.baseUrl().toString().toUtf8() : value);
+        const Reply reply = postForm("/auth/login?redirectTo=" + QString::fromLatin1(redirectTo),
+            form({ { "email", email }, { "password", password } }), headers);
         QCOMPARE(reply.status, status);
+        QCOMPARE(reply.headers.value("location"), location);
         QCOMPARE(reply.headers.contains("set-cookie"), status == 302);
+        if (status == 401) {
+            QVERIFY(reply.body.contains("not right"));
+            QVERIFY(reply.body.contains("action=\"/auth/login?redirectTo=" + redirectTo + "\""));
+        }
     }
 
     // The admin routes create users and switch faults: a cross-site request
@@ -260,21 +244,17 @@ private slots:
         QTest::addColumn<QByteArray>("host");
         QTest::addColumn<QByteArray>("contentType");
         QTest::addColumn<int>("status");
-        const QByteArray json = "application/json";
-        QTest::newRow("all right") << QByteArray("GET") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
-                                   << json << 200;
-        QTest::newRow("no token") << QByteArray("GET") << "/admin/faults" << QByteArray() << QByteArray() << json
-                                  << 401;
-        QTest::newRow("a user's token") << QByteArray("GET") << "/admin/faults" << QByteArray("USER") << QByteArray()
-                                        << json << 401;
-        QTest::newRow("rebound host name")
-            << QByteArray("POST") << "/admin/users" << QByteArray("ADMIN") << QByteArray("evil.example") << json << 404;
-        QTest::newRow("form body") << QByteArray("POST") << "/admin/users" << QByteArray("ADMIN") << QByteArray()
-                                   << QByteArray("application/x-www-form-urlencoded") << 415;
-        QTest::newRow("plain text body") << QByteArray("PUT") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
-                                         << QByteArray("text/plain") << 415;
-        QTest::newRow("wrong method") << QByteArray("POST") << "/admin/faults" << QByteArray("ADMIN") << QByteArray()
-                                      << json << 404;
+        const auto row = [](const char *name, const QByteArray &method, const QString &path, const QByteArray &token,
+                             int status, const QByteArray &host = {}, const QByteArray &type = "application/json") {
+            QTest::newRow(name) << method << path << token << host << type << status;
+        };
+        row("all right", "GET", "/admin/faults", "ADMIN", 200);
+        row("no token", "GET", "/admin/faults", {}, 401);
+        row("a user's token", "GET", "/admin/faults", "USER", 401);
+        row("rebound host name", "POST", "/admin/users", "ADMIN", 404, "evil.example");
+        row("form body", "POST", "/admin/users", "ADMIN", 415, {}, "application/x-www-form-urlencoded");
+        row("plain text body", "PUT", "/admin/faults", "ADMIN", 415, {}, "text/plain");
+        row("wrong method", "POST", "/admin/faults", "ADMIN", 404);
     }
 
     void adminRoutesAreGuarded()
