@@ -115,22 +115,19 @@ private Q_SLOTS:
         verifyPattern(image, [&](const QPointF &p) { return ((p - logical.topLeft()) * ratio).toPoint(); });
     }
 
+    // The command line's own mistakes are tst_captureoptions' table; here one
+    // of them, and what only the X server can tell.
     void invalidArgumentsAreRefusedWithStatusTwo_data()
     {
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("message");
         const QString path = QDir::temp().filePath(QStringLiteral("never.png"));
-        QTest::newRow("zero width") << QStringList { QStringLiteral("-R"), QStringLiteral("0,0,0,10"), path }
+        QTest::newRow("zero width") << QStringList { "-R", "0,0,0,10", path }
                                     << QStringLiteral("-R expects x,y,width,height");
-        QTest::newRow("three numbers") << QStringList { QStringLiteral("-R1,2,3"), path }
-                                       << QStringLiteral("-R expects x,y,width,height");
-        QTest::newRow("window id not a number") << QStringList { QStringLiteral("-l"), QStringLiteral("abc"), path }
-                                                << QStringLiteral("-l expects a window id");
-        QTest::newRow("no such window") << QStringList { QStringLiteral("-l"), QStringLiteral("0x7ffffff0"), path }
+        QTest::newRow("no such window") << QStringList { "-l", "0x7ffffff0", path }
                                         << QStringLiteral("there is no window 0x7ffffff0");
-        QTest::newRow("off every screen") << QStringList { QStringLiteral("-R"), QStringLiteral("-900,-900,10,10"),
-            path } << QStringLiteral("lies outside every screen");
-        QTest::newRow("no arguments") << QStringList {} << QStringLiteral("no output file given");
+        QTest::newRow("off every screen")
+            << QStringList { "-R", "-900,-900,10,10", path } << QStringLiteral("lies outside every screen");
     }
 
     void invalidArgumentsAreRefusedWithStatusTwo()

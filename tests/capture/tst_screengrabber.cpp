@@ -1,5 +1,5 @@
 // The screenshot service with the real capture tool on a real X desktop:
-// what it runs, what it names, when it covers the desktop icons, and the
+// what it runs, when it covers the desktop icons, and the
 // tool-driven recording from start notification to a playable movie handed to
 // `tessly open` through the application's desktop entry.
 #include "capturenaming.h"
@@ -71,19 +71,6 @@ private Q_SLOTS:
                 m_posted << n.name;
             });
         }
-    }
-
-    void namesFilesInTheTemporaryDirectory()
-    {
-        const QString path = ScreenGrabber::captureTemporaryFilePath(QStringLiteral("Screen Shot"));
-        QVERIFY(path.startsWith(CaptureNaming::temporaryDirectory()));
-        QVERIFY(
-            QRegularExpression(QStringLiteral("/Screen Shot on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.png$"))
-                .match(path)
-                .hasMatch());
-        QVERIFY(ScreenGrabber::captureTemporaryFilePathVideo(QStringLiteral("Screen Capture")).endsWith(".mov"));
-        QCOMPARE(ScreenGrabber::nameForFile(QStringLiteral("Screen Shot"), QStringLiteral("png"), false),
-            QStringLiteral("Screen Shot.png"));
     }
 
     void toolPathIsEmptyUnlessExecutable()
@@ -228,26 +215,22 @@ private Q_SLOTS:
         }());
 
         int code = -1;
-        const QByteArray probe = E2E::runTool(QStringLiteral("ffprobe"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                QStringLiteral("stream=codec_name,width,height:format=duration"), QStringLiteral("-of"),
-                QStringLiteral("default=nw=1"), movie },
+        const QByteArray probe = E2E::runTool("ffprobe",
+            { "-v", "error", "-show_entries", "stream=codec_name,width,height:format=duration", "-of", "default=nw=1",
+                movie },
             &code);
         QCOMPARE(code, 0);
         QVERIFY2(probe.contains("codec_name=h264"), probe.constData());
         QVERIFY2(probe.contains("width=200") && probe.contains("height=140"), probe.constData());
-        const double duration = QRegularExpression(QStringLiteral("duration=([0-9.]+)"))
-                                    .match(QString::fromUtf8(probe))
-                                    .captured(1)
-                                    .toDouble();
+        const double duration
+            = QRegularExpression("duration=([0-9.]+)").match(QString::fromUtf8(probe)).captured(1).toDouble();
         QVERIFY2(duration > 0.5, probe.constData());
 
         // And it shows the desktop, not a black picture: its last frame
         // against the same part of the screen now, which has not changed.
-        const QByteArray png = E2E::runTool(QStringLiteral("ffmpeg"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-sseof"), QStringLiteral("-0.3"),
-                QStringLiteral("-i"), movie, QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-f"),
-                QStringLiteral("image2pipe"), QStringLiteral("-vcodec"), QStringLiteral("png"), QStringLiteral("-") },
+        const QByteArray png = E2E::runTool("ffmpeg",
+            { "-v", "error", "-sseof", "-0.3", "-i", movie, "-frames:v", "1", "-f", "image2pipe", "-vcodec", "png",
+                "-" },
             &code);
         const QImage frame = QImage::fromData(png).convertToFormat(QImage::Format_RGB32);
         const QImage screen = E2E::grabDesktop().copy(20, 20, 200, 140).convertToFormat(QImage::Format_RGB32);

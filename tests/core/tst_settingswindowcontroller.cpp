@@ -1,9 +1,9 @@
 // The settings window's behaviour without a display, against the reference
 // service: what each action of the general pane stores, the autostart file,
 // the taskbar switch following the application's present state, the checks
-// of a recorded shortcut (the Option rule applies to no Linux system), the
-// stored shortcut strings, and the profiles and update check that come from
-// the service.
+// of a recorded shortcut (the Option rule applies to no Linux system), and
+// the profiles and update check that come from the service. (The stored
+// shortcut strings are read and written in tst_statusmenumodel.)
 #include "api.h"
 #include "keyequivalent.h"
 #include "loginitem.h"
@@ -204,31 +204,6 @@ private Q_SLOTS:
         QCOMPARE(updates, refused ? 0 : 1);
         QCOMPARE(alerts, alerted ? QStringList { QStringLiteral("Shortcut Requirements") } : QStringList {});
         QCOMPARE(opened.size(), alerted ? 1 : 0);
-    }
-
-    void storedShortcutsRoundTrip_data()
-    {
-        QTest::addColumn<QString>("stored");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("markup") << QStringLiteral("⌥⇧3") << QStringLiteral("Alt+Shift+3");
-        QTest::newRow("clipboard") << QStringLiteral("⌥⇧V") << QStringLiteral("Alt+Shift+V");
-        QTest::newRow("upload") << QStringLiteral("⌥C") << QStringLiteral("Alt+C");
-        QTest::newRow("screenshot") << QStringLiteral("⌥⇧4") << QStringLiteral("Alt+Shift+4");
-        QTest::newRow("record") << QStringLiteral("⌥⇧R") << QStringLiteral("Alt+Shift+R");
-        QTest::newRow("all modifiers") << QStringLiteral("⌃⌥⇧⌘F12") << QStringLiteral("Ctrl+Alt+Shift+Super+F12");
-        QTest::newRow("named key") << QStringLiteral("⌘↩") << QStringLiteral("Super+Return");
-    }
-
-    // Read, shown, written back; and recorded from the keys as a recorder
-    // sees them.
-    void storedShortcutsRoundTrip()
-    {
-        QFETCH(QString, stored);
-        QFETCH(QString, shown);
-        const KeyEquivalent key = KeyEquivalent::fromString(stored);
-        QCOMPARE(key.displayText(), shown);
-        QCOMPARE(key.toString(), stored);
-        QCOMPARE(KeyEquivalent::fromKeyCombination(key.keyCombination()).toString(), stored);
     }
 
     void profilesAndUpdatesComeFromTheService()

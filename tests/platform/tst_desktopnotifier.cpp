@@ -1,5 +1,6 @@
-// Notifications reach a real notification daemon (dunst, under the harness),
-// and a click on one opens its link.
+// Notifications reach a real notification daemon (dunst, under the harness):
+// one without a link has no action, one with a link, clicked, opens it. (What
+// dunst shows of it is checked in tst_appdelegate_e2e's screenshot flow.)
 #include "desktopnotifier.h"
 #include "e2e.h"
 
@@ -32,25 +33,7 @@ private Q_SLOTS:
         QCOMPARE(DesktopNotifier::instance().backendName(), QStringLiteral("freedesktop"));
     }
 
-    void notificationIsShownAndItsClickOpensTheLink()
-    {
-        const QUrl link(QStringLiteral("https://alice.tessly.test/aBc"));
-        QSignalSpy activated(&DesktopNotifier::instance(), &DesktopNotifier::activated);
-        DesktopNotifier::instance().notify(QStringLiteral("Link copied"), link.toString(), link);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            dunstctl({ QStringLiteral("count"), QStringLiteral("displayed") }), QByteArray("1"), 5000);
-
-        dunstctl({ QStringLiteral("action"), QStringLiteral("0") }); // the user clicks it
-        QTRY_COMPARE(activated.size(), 1);
-        QCOMPARE(activated.at(0).at(0).toUrl(), link);
-        QCOMPARE(opened, QList<QUrl> { link });
-
-        // What dunst showed, from its history.
-        dunstctl({ QStringLiteral("close-all") });
-        QTRY_VERIFY(dunstctl({ QStringLiteral("history") }).contains("Link copied"));
-    }
-
-    void notificationWithoutLinkHasNoAction()
+    void onlyANotificationWithALinkOpensIt()
     {
         QSignalSpy activated(&DesktopNotifier::instance(), &DesktopNotifier::activated);
         DesktopNotifier::instance().notify(
@@ -70,6 +53,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!activated.isEmpty());
         QCOMPARE(activated.size(), 1);
         QCOMPARE(activated.at(0).at(0).toUrl(), link);
+        QCOMPARE(opened, QList<QUrl> { link });
         dunstctl({ QStringLiteral("close-all") });
     }
 };
