@@ -267,7 +267,7 @@ private Q_SLOTS:
             && QFileInfo::exists(controller->captureSession()->captureTemporaryFilePath()));
         const QString first = controller->captureSession()->captureTemporaryFilePath();
         const QDir folder = QFileInfo(first).dir();
-        const QStringList before = folder.entryList({ QStringLiteral("*.mov") });
+        const QStringList before = folder.entryList({ "*.mov" });
         QTest::qWait(1100); // a new take is named by the second it starts in
         QString take = first;
         if (restart) {
@@ -277,9 +277,7 @@ private Q_SLOTS:
                     && QFileInfo::exists(take = controller->captureSession()->captureTemporaryFilePath()));
                 QVERIFY(!QFileInfo::exists(first));
                 const QPoint click = area.center();
-                E2E::runTool(QStringLiteral("xdotool"),
-                    { QStringLiteral("mousemove"), QString::number(click.x()), QString::number(click.y()),
-                        QStringLiteral("click"), QStringLiteral("1") });
+                E2E::xdotool({ "mousemove", QString::number(click.x()), QString::number(click.y()), "click", "1" });
                 QTest::qWait(800);
             }
         }
@@ -294,10 +292,9 @@ private Q_SLOTS:
             controller->cancelRecording();
         }
         QTRY_VERIFY_WITH_TIMEOUT(controller.isNull(), 20000); // it closes itself once ffmpeg has ended
-        QVERIFY(E2E::runTool(QStringLiteral("pgrep"),
-            { QStringLiteral("-P"), QString::number(QCoreApplication::applicationPid()), QStringLiteral("ffmpeg") })
-                    .isEmpty());
-        QStringList left = folder.entryList({ QStringLiteral("*.mov") });
+        QVERIFY(
+            E2E::runTool("pgrep", { "-P", QString::number(QCoreApplication::applicationPid()), "ffmpeg" }).isEmpty());
+        QStringList left = folder.entryList({ "*.mov" });
         for (const QString &name : before)
             left.removeOne(name);
         if (!stop) {
@@ -309,19 +306,16 @@ private Q_SLOTS:
         const int r = ClickMarker::kDiameter;
         const QList<QImage> around = E2E::movieFrames(take, QRect(QPoint(120 - r, 90 - r), QSize(2 * r, 2 * r)));
         QVERIFY(around.size() > 20);
-        int withRing = 0;
-        for (const QImage &shot : around) {
-            const QColor ring = QColor::fromRgb(ClickMarker::kColor);
-            bool found = false;
-            for (int y = 0; y < shot.height() && !found; ++y) {
-                for (int x = 0; x < shot.width() && !found; ++x) {
-                    const QColor c = shot.pixelColor(x, y);
-                    found = std::abs(c.red() - ring.red()) < 60 && std::abs(c.green() - ring.green()) < 60
-                        && std::abs(c.blue() - ring.blue()) < 60;
-                }
-            }
-            withRing += found;
-        }
+        const QColor ring = QColor::fromRgb(ClickMarker::kColor);
+        const auto hasRing = [&ring](const QImage &shot) { // near the ring's colour, after the encoder
+            for (int y = 0; y < shot.height(); ++y)
+                for (int x = 0; x < shot.width(); ++x)
+                    if (const QColor c = shot.pixelColor(x, y); std::abs(c.red() - ring.red()) < 60
+                        && std::abs(c.green() - ring.green()) < 60 && std::abs(c.blue() - ring.blue()) < 60)
+                        return true;
+            return false;
+        };
+        const int withRing = int(std::count_if(around.begin(), around.end(), hasRing));
         if (restart == 1) // up for a moment after the click
             QVERIFY2(withRing >= 3, qPrintable(QString::number(withRing)));
         else
@@ -344,10 +338,9 @@ private Q_SLOTS:
         QFETCH(QString, suffix);
         QTemporaryDir dir;
         const QString movie = dir.filePath(QStringLiteral("in.mov"));
-        QCOMPARE(QProcess::execute(QStringLiteral("ffmpeg"),
-                     { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                         QStringLiteral("-i"), QStringLiteral("testsrc=size=160x120:rate=10:duration=1"),
-                         QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie }),
+        QCOMPARE(QProcess::execute("ffmpeg",
+                     { "-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=1", "-pix_fmt",
+                         "yuv420p", movie }),
             0);
         NotificationRecorder began(key(Notifications::VideoProcessingBeganNotification));
         NotificationRecorder ended(key(Notifications::VideoProcessingEndedNotification));

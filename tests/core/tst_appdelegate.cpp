@@ -93,6 +93,8 @@ class TestAppDelegate : public QObject
             .toArray();
     }
 
+    QString newestName() { return filesOnService().first().toObject().value("name").toString(); }
+
     QString linkPrefix() const { return QStringLiteral("https://demo.%1/").arg(m_server.webDomain()); }
 
 public Q_SLOTS:
@@ -220,12 +222,7 @@ private Q_SLOTS:
         QTRY_VERIFY((runBeside(QStringLiteral("dunstctl"), { QStringLiteral("history") }, &history),
             history.contains("Link copied to clipboard") && history.contains(link.toUtf8())));
         // The file is on the service, named by the screenshot rule.
-        QVERIFY(filesOnService()
-                    .first()
-                    .toObject()
-                    .value(QStringLiteral("name"))
-                    .toString()
-                    .startsWith(QStringLiteral("Screen Shot on ")));
+        QVERIFY(newestName().startsWith("Screen Shot on "));
     }
 
     // `tessly FILE`, `tessly share URL` and `tessly share FILE FILE` reach
@@ -259,29 +256,22 @@ private Q_SLOTS:
                      { QStringLiteral("share"), file(QStringLiteral("s1.txt")), file(QStringLiteral("s2.txt")) }),
             0);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 30000);
-        QVERIFY(filesOnService()
-                    .first()
-                    .toObject()
-                    .value(QStringLiteral("name"))
-                    .toString()
-                    .endsWith(QStringLiteral(".zip")));
+        QVERIFY(newestName().endsWith(".zip"));
         QCOMPARE(runBeside(tessly(), { QStringLiteral("share"), QStringLiteral("ftp://example.com/x") }), 1);
 
         // A recording handed over in GIF mode goes up as a GIF.
         links.clear();
         const QString movie = m_dir.filePath(QStringLiteral("recording.mp4"));
-        QCOMPARE(runBeside(QStringLiteral("ffmpeg"),
-                     { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                         QStringLiteral("-i"), QStringLiteral("testsrc=size=160x120:rate=10:duration=1"),
-                         QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), movie }),
+        QCOMPARE(runBeside("ffmpeg",
+                     { "-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=1", "-pix_fmt",
+                         "yuv420p", movie }),
             0);
         ScreenGrabber::instance().setGifCapture(true);
         QCOMPARE(runBeside(tessly(), { movie }), 0);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 60000);
         ScreenGrabber::instance().setGifCapture(false);
-        const QString gifName = filesOnService().first().toObject().value(QStringLiteral("name")).toString();
-        QVERIFY2(gifName.startsWith(QStringLiteral("Screen Capture on ")) && gifName.endsWith(QStringLiteral(".gif")),
-            qPrintable(gifName));
+        const QString gifName = newestName();
+        QVERIFY2(gifName.startsWith("Screen Capture on ") && gifName.endsWith(".gif"), qPrintable(gifName));
     }
 
     void droppedFilesWithFolderModeOnAndOff_data()
@@ -310,8 +300,8 @@ private Q_SLOTS:
         if (!asFolder) {
             QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 30000);
             const QJsonObject archive = filesOnService().first().toObject();
-            QVERIFY(archive.value(QStringLiteral("name")).toString().endsWith(QStringLiteral(".zip")));
-            QCOMPARE(links.first().first().toString(), linkPrefix() + archive.value(QStringLiteral("code")).toString());
+            QVERIFY(archive.value("name").toString().endsWith(".zip"));
+            QCOMPARE(links.first().first().toString(), linkPrefix() + archive.value("code").toString());
             return;
         }
         // The folder's link opens once its three files are in, in name order;
@@ -319,20 +309,13 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(m_opened.size(), 1, 30000);
         QVERIFY(!m_delegate->pauseNotifications());
         QCOMPARE(links.size(), 0);
-        const QJsonObject folder = m_server.api("GET", QStringLiteral("/v1/folders/demo?type=user&count=1"), m_token)
-                                       .json()
-                                       .value(QStringLiteral("items"))
-                                       .toArray()
-                                       .first()
-                                       .toObject();
-        QVERIFY(folder.value(QStringLiteral("name")).toString().startsWith(QStringLiteral("Upload ")));
-        QCOMPARE(m_opened.first().toString(), linkPrefix() + folder.value(QStringLiteral("code")).toString());
-        QStringList names;
+        const QJsonObject folder
+            = m_server.api("GET", "/v1/folders/demo?type=user&count=1", m_token).json()["items"][0].toObject();
+        QVERIFY(folder.value("name").toString().startsWith("Upload "));
+        QCOMPARE(m_opened.first().toString(), linkPrefix() + folder.value("code").toString());
         QMap<int, QString> byOrder;
-        for (const QJsonValue &item :
-            filesOnService(QStringLiteral("&parentItem=demo/%1").arg(folder.value(QStringLiteral("item")).toInteger())))
-            byOrder.insert(item.toObject().value(QStringLiteral("order")).toVariant().toInt(),
-                item.toObject().value(QStringLiteral("name")).toString());
+        for (const QJsonValue &item : filesOnService("&parentItem=demo/" + QString::number(folder["item"].toInteger())))
+            byOrder.insert(item["order"].toVariant().toInt(), item["name"].toString());
         QCOMPARE(byOrder.values(), (QStringList { tag + "-A.txt", tag + "-b.txt", tag + "-c.txt" }));
     }
 

@@ -35,23 +35,29 @@ class TestMarkupE2E : public QObject
     static QByteArray clipboard(const QString &type)
     {
         QProcess xclip;
-        xclip.start(QStringLiteral("xclip"),
-            { QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), type,
-                QStringLiteral("-o") });
+        xclip.start("xclip", { "-selection", "clipboard", "-t", type, "-o" });
         return E2E::waitResponsively(xclip) == 0 ? xclip.readAllStandardOutput() : QByteArray("xclip failed");
     }
 
     static QStringList dragArgs(QPoint a, QPoint b)
     {
-        QStringList args = { QStringLiteral("mousemove"), QString::number(a.x()), QString::number(a.y()),
-            QStringLiteral("mousedown"), QStringLiteral("1") };
+        QStringList args = { "mousemove", QString::number(a.x()), QString::number(a.y()), "mousedown", "1" };
         for (int step = 1; step <= 4; ++step) {
             const QPoint p = a + (b - a) * step / 4;
-            args << QStringLiteral("sleep") << QStringLiteral("0.05") << QStringLiteral("mousemove")
-                 << QString::number(p.x()) << QString::number(p.y());
+            args << "sleep"
+                 << "0.05"
+                 << "mousemove" << QString::number(p.x()) << QString::number(p.y());
         }
-        args << QStringLiteral("mouseup") << QStringLiteral("1");
-        return args;
+        return args << "mouseup"
+                    << "1";
+    }
+
+    // A click at a global point (after `before`), and a moment for it to land.
+    static bool click(QPoint p, const QStringList &before = {})
+    {
+        return xdotool(before
+            + QStringList {
+                "mousemove", QString::number(p.x()), QString::number(p.y()), "click", "1", "sleep", "0.2" });
     }
 
     static QPoint centreOf(const QWidget *w) { return w->mapToGlobal(w->rect().center()); }
@@ -73,17 +79,16 @@ private Q_SLOTS:
         PatternWindow pattern(QRect(200, 150, 480, 320));
         const QPoint origin = pattern.mapToGlobal(QPoint(0, 0));
         QProcess driver;
-        driver.start(QStringLiteral("sh"),
-            { QStringLiteral("-c"),
-                QStringLiteral(
-                    "xdotool search --sync --onlyvisible --class tessly-screencapture >/dev/null; sleep 0.3; "
-                    "xdotool mousemove %1 %2 mousedown 1 mousemove %3 %4 mousemove %5 %6 mouseup 1")
-                    .arg(origin.x())
-                    .arg(origin.y())
-                    .arg(origin.x() + 200)
-                    .arg(origin.y() + 100)
-                    .arg(origin.x() + 480)
-                    .arg(origin.y() + 320) });
+        driver.start("sh",
+            { "-c",
+                E2E::captureToolReadyScript()
+                    + QStringLiteral("xdotool mousemove %1 %2 mousedown 1 mousemove %3 %4 mousemove %5 %6 mouseup 1")
+                          .arg(origin.x())
+                          .arg(origin.y())
+                          .arg(origin.x() + 200)
+                          .arg(origin.y() + 100)
+                          .arg(origin.x() + 480)
+                          .arg(origin.y() + 320) });
         const QUrl capture = ScreenGrabber::captureScreen(QStringLiteral("Markup"));
         driver.waitForFinished(10000);
         QVERIFY(capture.isLocalFile());
@@ -101,34 +106,25 @@ private Q_SLOTS:
         auto screen = [at](int x, int y) { return at + QPoint(x, y); };
 
         // Black, from the colour popover.
-        QVERIFY(xdotool({ QStringLiteral("mousemove"), QString::number(centreOf(window->colorPicker()).x()),
-            QString::number(centreOf(window->colorPicker()).y()), QStringLiteral("click"), QStringLiteral("1") }));
+        QVERIFY(click(centreOf(window->colorPicker())));
         QTRY_VERIFY(controller.colorPopover()->isVisible());
-        ColorButton *swatch = controller.colorPopover()->buttons().last();
-        QVERIFY(xdotool({ QStringLiteral("mousemove"), QString::number(centreOf(swatch).x()),
-            QString::number(centreOf(swatch).y()), QStringLiteral("click"), QStringLiteral("1") }));
+        QVERIFY(click(centreOf(controller.colorPopover()->buttons().last())));
         QTRY_COMPARE(window->colorPicker()->backgroundColor(), QColor(Qt::black));
 
         // The tools by their keys; the arrow is the default.
         QVERIFY(xdotool(dragArgs(screen(40, 290), screen(200, 210))));
-        QVERIFY(xdotool(
-            QStringList { QStringLiteral("key"), QStringLiteral("r") } + dragArgs(screen(30, 30), screen(150, 120))));
-        QVERIFY(xdotool(
-            QStringList { QStringLiteral("key"), QStringLiteral("b") } + dragArgs(screen(185, 105), screen(295, 215))));
-        QVERIFY(xdotool({ QStringLiteral("key"), QStringLiteral("t"), QStringLiteral("mousemove"),
-            QString::number(screen(320, 240).x()), QString::number(screen(320, 240).y()), QStringLiteral("click"),
-            QStringLiteral("1"), QStringLiteral("sleep"), QStringLiteral("0.2") }));
+        QVERIFY(xdotool(QStringList { "key", "r" } + dragArgs(screen(30, 30), screen(150, 120))));
+        QVERIFY(xdotool(QStringList { "key", "b" } + dragArgs(screen(185, 105), screen(295, 215))));
+        QVERIFY(click(screen(320, 240), { "key", "t" }));
         // `type` takes every argument after it as text: the commit key is a run of its own.
-        QVERIFY(xdotool({ QStringLiteral("type"), QStringLiteral("Hi") }));
-        QVERIFY(xdotool({ QStringLiteral("key"), QStringLiteral("ctrl+Return") }));
+        QVERIFY(xdotool({ "type", "Hi" }));
+        QVERIFY(xdotool({ "key", "ctrl+Return" }));
         QTRY_VERIFY(!controller.drawView()->isEditorVisible());
         QCOMPARE(controller.drawView()->shapes().size(), 4);
 
-        QVERIFY(xdotool({ QStringLiteral("mousemove"), QString::number(centreOf(window->copyButton()).x()),
-            QString::number(centreOf(window->copyButton()).y()), QStringLiteral("click"), QStringLiteral("1") }));
+        QVERIFY(click(centreOf(window->copyButton())));
         QTRY_VERIFY(!window->isVisible());
-        QVERIFY(copied.contains(QStringLiteral("/Tessly Cloud Markup on ")));
-        QVERIFY(copied.endsWith(QStringLiteral(".png")));
+        QVERIFY(copied.contains("/Tessly Cloud Markup on ") && copied.endsWith(".png"));
 
         const QImage file(copied);
         QCOMPARE(file.size(), QSize(480, 320));
@@ -149,9 +145,8 @@ private Q_SLOTS:
         // Another program reads the clipboard after the window has gone.
         QFile saved(copied);
         QVERIFY(saved.open(QIODevice::ReadOnly));
-        QCOMPARE(clipboard(QStringLiteral("image/png")), saved.readAll());
-        const QByteArray uris = clipboard(QStringLiteral("text/uri-list"));
-        QVERIFY(uris.contains(QUrl::fromLocalFile(copied).toEncoded()));
+        QCOMPARE(clipboard("image/png"), saved.readAll());
+        QVERIFY(clipboard("text/uri-list").contains(QUrl::fromLocalFile(copied).toEncoded()));
     }
 };
 

@@ -30,16 +30,20 @@
 
 namespace {
 
+const QString kCapture = QStringLiteral("Screen Capture");
+
+// A command line's fixed words, written as one string.
+QStringList words(const char *line)
+{
+    return QString::fromLatin1(line).split(QLatin1Char(' '));
+}
+
 // ffmpeg's lavfi source `graph` (with its own options first) into `path`.
-bool makeMovie(const QString &path, const QString &graph,
-    const QStringList &encode
-    = { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p") })
+bool makeMovie(
+    const QString &path, const QString &graph, const QStringList &encode = words("-c:v libx264 -pix_fmt yuv420p"))
 {
     int status = -1;
-    E2E::runTool(QStringLiteral("ffmpeg"),
-        QStringList { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
-            QStringLiteral("lavfi"), QStringLiteral("-i"), graph }
-            + encode + QStringList { path },
+    E2E::runTool("ffmpeg", words("-v error -y -f lavfi -i") + QStringList { graph } + encode + QStringList { path },
         &status, 120000);
     return status == 0;
 }
@@ -54,16 +58,15 @@ struct Probe
 
 Probe probe(const QString &path)
 {
-    const QByteArray json = E2E::runTool(QStringLiteral("ffprobe"),
-        { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), QStringLiteral("v:0"),
-            QStringLiteral("-show_entries"), QStringLiteral("stream=codec_name,width,height:packet=duration"),
-            QStringLiteral("-of"), QStringLiteral("json"), path });
+    const QByteArray json = E2E::runTool("ffprobe",
+        words("-v error -select_streams v:0 -show_entries stream=codec_name,width,height:packet=duration -of json")
+            << path);
     const QJsonObject root = QJsonDocument::fromJson(json).object();
-    const QJsonObject stream = root.value(QStringLiteral("streams")).toArray().first().toObject();
-    Probe p { stream.value(QStringLiteral("codec_name")).toString(), stream.value(QStringLiteral("width")).toInt(),
-        stream.value(QStringLiteral("height")).toInt(), {} };
-    for (const QJsonValue packet : root.value(QStringLiteral("packets")).toArray())
-        p.durations << packet.toObject().value(QStringLiteral("duration")).toInt();
+    const QJsonObject stream = root.value("streams").toArray().first().toObject();
+    Probe p { stream.value("codec_name").toString(), stream.value("width").toInt(), stream.value("height").toInt(),
+        {} };
+    for (const QJsonValue packet : root.value("packets").toArray())
+        p.durations << packet.toObject().value("duration").toInt();
     return p;
 }
 
@@ -77,11 +80,9 @@ double ssim(const QString &gif, const QString &source, double slowdown, int rate
                               .arg(slowdown)
                               .arg(rate);
     QByteArray log;
-    E2E::runTool(QStringLiteral("ffmpeg"),
-        { QStringLiteral("-i"), gif, QStringLiteral("-i"), source, QStringLiteral("-lavfi"), graph,
-            QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
-        nullptr, 120000, &log);
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("All:([0-9.]+)")).match(QString::fromUtf8(log));
+    E2E::runTool(
+        "ffmpeg", QStringList { "-i", gif, "-i", source, "-lavfi", graph } + words("-f null -"), nullptr, 120000, &log);
+    const QRegularExpressionMatch m = QRegularExpression("All:([0-9.]+)").match(QString::fromUtf8(log));
     return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
 }
 
@@ -112,8 +113,7 @@ QStringList boxes(const QString &path)
 bool indexFirst(const QString &path)
 {
     const QStringList order = boxes(path);
-    return order.contains(QStringLiteral("mdat")) && order.indexOf(QStringLiteral("moov")) >= 0
-        && order.indexOf(QStringLiteral("moov")) < order.indexOf(QStringLiteral("mdat"));
+    return order.contains("mdat") && order.indexOf("moov") >= 0 && order.indexOf("moov") < order.indexOf("mdat");
 }
 
 // Processes whose command line holds `marker`.
@@ -121,7 +121,7 @@ int processesWith(const QString &marker)
 {
     int found = 0;
     for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
+        QFile cmdline("/proc/" + pid + "/cmdline");
         if (cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains(marker.toUtf8()))
             ++found;
     }
@@ -148,12 +148,12 @@ class TestGifConverter : public QObject
             qputenv("TESSLY_LIBEXEC", dir.toLocal8Bit());
     }
 
-    QString folderWithFfmpeg(const QString &name, const QByteArray &content, QFile::Permissions permissions)
+    QString folderWithFfmpeg(const QString &name, const QByteArray &content = {}, QFile::Permissions permissions = {})
     {
         const QString dir = file(name);
         QDir().mkpath(dir);
         if (!content.isNull())
-            QFile::setPermissions(TestFiles::write(dir + QStringLiteral("/ffmpeg"), content), permissions);
+            QFile::setPermissions(TestFiles::write(dir + "/ffmpeg", content), permissions);
         return dir;
     }
 
@@ -161,18 +161,17 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        const QString tmp = file(QStringLiteral("tmp"));
+        const QString tmp = file("tmp");
         QVERIFY(QDir().mkpath(tmp));
         qputenv("TMPDIR", tmp.toLocal8Bit());
-        m_testsrc = file(QStringLiteral("testsrc.mp4"));
-        QVERIFY(makeMovie(m_testsrc, QStringLiteral("testsrc=size=320x240:rate=30:duration=1")));
+        m_testsrc = file("testsrc.mp4");
+        QVERIFY(makeMovie(m_testsrc, "testsrc=size=320x240:rate=30:duration=1"));
         // A still screen for a second, then a window sliding across it.
-        m_recording = file(QStringLiteral("recording.mp4"));
+        m_recording = file("recording.mp4");
         QVERIFY(makeMovie(m_recording,
-            QStringLiteral("color=c=0xe8e8e8:s=320x240:r=10:d=2,drawgrid=w=32:h=32:c=0xa0a0a0[bg];"
-                           "color=c=0x3060c0:s=64x48:r=10[fg];"
-                           "[bg][fg]overlay=x='16+max(0,t-1)*120':y=80:shortest=1[out0]")));
-        QVERIFY(QFileInfo(TLGIFConverter::executablePathNamed(QStringLiteral("ffmpeg"))).isExecutable());
+            "color=c=0xe8e8e8:s=320x240:r=10:d=2,drawgrid=w=32:h=32:c=0xa0a0a0[bg];color=c=0x3060c0:s=64x48:r=10[fg];"
+            "[bg][fg]overlay=x='16+max(0,t-1)*120':y=80:shortest=1[out0]"));
+        QVERIFY(QFileInfo(TLGIFConverter::executablePathNamed("ffmpeg")).isExecutable());
     }
 
     void cleanup() { useLibexec({}); }
@@ -198,27 +197,25 @@ private Q_SLOTS:
         QFETCH(int, rate);
         QFETCH(bool, still);
         if (!withFfmpeg)
-            useLibexec(folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+            useLibexec(folderWithFfmpeg("none"));
 
         QList<Notification> posted;
         QObject observer;
         NotificationCenter::defaultCenter().addObserver(&observer, {}, [&](const Notification &n) { posted << n; });
         LogCapture log;
         Error error;
-        const QUrl gif = TLGIFConverter().convertFileAtPath(
-            QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 0.5, &error);
+        const QUrl gif = TLGIFConverter().convertFileAtPath(QUrl::fromLocalFile(movie), kCapture, 0.5, &error);
         QVERIFY2(!error, qPrintable(error.toString()));
         // Named by the capture rule, in the user's private temporary folder.
         const QFileInfo written(gif.toLocalFile());
         QCOMPARE(written.dir().canonicalPath(), QDir(CaptureNaming::temporaryDirectory()).canonicalPath());
-        QVERIFY2(
-            QRegularExpression(QStringLiteral("^Screen Capture on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.gif$"))
-                .match(written.fileName())
-                .hasMatch(),
+        QVERIFY2(QRegularExpression("^Screen Capture on \\d{4}-\\d\\d-\\d\\d at \\d\\d-\\d\\d-\\d\\d\\.gif$")
+                     .match(written.fileName())
+                     .hasMatch(),
             qPrintable(written.filePath()));
 
         const Probe p = probe(gif.toLocalFile());
-        QCOMPARE(p.codec, QStringLiteral("gif"));
+        QCOMPARE(p.codec, "gif");
         QCOMPARE(QSize(p.width, p.height), QSize(320, 240));
         int total = 0;
         for (int d : p.durations)
@@ -228,7 +225,7 @@ private Q_SLOTS:
             const int expected = frames * 10 / rate;
             QVERIFY2(qAbs(p.durations.size() - expected) <= 1, qPrintable(QString::number(p.durations.size())));
             QVERIFY(std::all_of(p.durations.begin(), p.durations.end(), [](int d) { return d == 10; }));
-            QVERIFY(log.contains(QStringLiteral("Executing FFMPEG")));
+            QVERIFY(log.contains("Executing FFMPEG"));
         } else {
             // Every frame of the movie, a fifth of a second each; repeated
             // frames fold into a longer one.
@@ -240,20 +237,20 @@ private Q_SLOTS:
             else
                 QCOMPARE(p.durations.size(), frames);
             QVERIFY(log.contains(QStringLiteral("Frame Count: %1").arg(frames)));
-            QVERIFY(log.contains(QStringLiteral("Saved GIF to: %1").arg(gif.toLocalFile())));
+            QVERIFY(log.contains("Saved GIF to: " + gif.toLocalFile()));
 
             QStringList names;
             for (const Notification &n : std::as_const(posted))
                 names << n.name;
-            QCOMPARE(names.count(QStringLiteral("TLNotificationGIFCreationProgress")), frames);
-            QCOMPARE(names.first(), QStringLiteral("TLNotificationGIFCreationBegan"));
-            QCOMPARE(names.last(), QStringLiteral("TLNotificationGIFCreationComplete"));
+            QCOMPARE(names.count("TLNotificationGIFCreationProgress"), frames);
+            QCOMPARE(names.first(), "TLNotificationGIFCreationBegan");
+            QCOMPARE(names.last(), "TLNotificationGIFCreationComplete");
             const QVariantMap began = posted.first().userInfo;
-            QCOMPARE(began.value(QStringLiteral("TLGIFCreationProgressMinValueKey")), QVariant(1));
-            QCOMPARE(began.value(QStringLiteral("TLGIFCreationProgressMaxValueKey")), QVariant(qint64(frames)));
-            QCOMPARE(posted.at(1).userInfo.value(QStringLiteral("TLGIFCreationProgressValueKey")).toDouble(), 0.0);
-            QCOMPARE(posted.at(frames).userInfo.value(QStringLiteral("TLGIFCreationProgressValueKey")).toDouble(),
-                double(frames - 1) / frames);
+            QCOMPARE(began.value("TLGIFCreationProgressMinValueKey"), QVariant(1));
+            QCOMPARE(began.value("TLGIFCreationProgressMaxValueKey"), QVariant(qint64(frames)));
+            const auto progress = [&](int i) { return posted.at(i).userInfo.value("TLGIFCreationProgressValueKey"); };
+            QCOMPARE(progress(1).toDouble(), 0.0);
+            QCOMPARE(progress(frames).toDouble(), double(frames - 1) / frames);
         }
         // The pictures are the movie's.
         const double similarity
@@ -265,26 +262,22 @@ private Q_SLOTS:
     void faststart()
     {
         // ffmpeg writes its index last, as a recorder does.
-        QVERIFY(boxes(m_recording).contains(QStringLiteral("moov")) && !indexFirst(m_recording));
+        QVERIFY(boxes(m_recording).contains("moov") && !indexFirst(m_recording));
         Error error;
-        const QUrl optimized = TLGIFConverter().optimizeVideoAtPath(
-            QUrl::fromLocalFile(m_recording), QStringLiteral("Screen Capture"), &error);
+        const QString optimized
+            = TLGIFConverter().optimizeVideoAtPath(QUrl::fromLocalFile(m_recording), kCapture, &error).toLocalFile();
         QVERIFY2(!error, qPrintable(error.toString()));
-        QVERIFY(optimized.toLocalFile().endsWith(QStringLiteral(".mp4")));
-        QVERIFY(optimized.toLocalFile() != m_recording);
-        QVERIFY2(
-            indexFirst(optimized.toLocalFile()), qPrintable(boxes(optimized.toLocalFile()).join(QLatin1Char(' '))));
+        QVERIFY(optimized.endsWith(".mp4") && optimized != m_recording);
+        QVERIFY2(indexFirst(optimized), qPrintable(boxes(optimized).join(' ')));
         // It plays, every frame of it.
         int status = -1;
         QByteArray errors;
-        E2E::runTool(QStringLiteral("ffmpeg"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), optimized.toLocalFile(),
-                QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
-            &status, 120000, &errors);
+        E2E::runTool(
+            "ffmpeg", words("-v error -i") + QStringList { optimized } + words("-f null -"), &status, 120000, &errors);
         QCOMPARE(status, 0);
         QCOMPARE(errors, QByteArray());
-        QCOMPARE(probe(optimized.toLocalFile()).durations.size(), 20);
-        QFile::remove(optimized.toLocalFile());
+        QCOMPARE(probe(optimized).durations.size(), 20);
+        QFile::remove(optimized);
     }
 
     void ffmpegFailures_data()
@@ -295,16 +288,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("logLine");
         const auto exec = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
-        QTest::newRow("missing") << folderWithFfmpeg(QStringLiteral("missing"), {}, {}) << true << 1
-                                 << QStringLiteral("ffmpeg executable not found")
+        const QString notFound = QStringLiteral("ffmpeg executable not found");
+        QTest::newRow("missing") << folderWithFfmpeg("missing") << true << 1 << notFound
                                  << QStringLiteral("Returning executable ffmpeg (null)");
-        const QString plain
-            = folderWithFfmpeg(QStringLiteral("plain"), "#!/bin/sh\nexit 0\n", QFile::ReadOwner | QFile::WriteOwner);
-        QTest::newRow("not executable") << plain << true << 1 << QStringLiteral("ffmpeg executable not found")
+        const QString plain = folderWithFfmpeg("plain", "#!/bin/sh\nexit 0\n", QFile::ReadOwner | QFile::WriteOwner);
+        QTest::newRow("not executable") << plain << true << 1 << notFound
                                         << QStringLiteral("File %1/ffmpeg for ffmpeg is not executable").arg(plain);
-        QTest::newRow("cannot start") << folderWithFfmpeg(
-            QStringLiteral("broken"), "#!/nonexistent/interpreter\n", exec)
-                                      << false << 2 << QString() << QString();
+        QTest::newRow("cannot start") << folderWithFfmpeg("broken", "#!/nonexistent/interpreter\n", exec) << false << 2
+                                      << QString() << QString();
         QTest::newRow("fails") << QString() << false << 1 << QStringLiteral("ffmpeg failed")
                                << QStringLiteral("ffmpeg failed with status 1. stderr: ");
     }
@@ -317,13 +308,11 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QString, logLine);
         useLibexec(libexec);
-        const QString notAMovie
-            = TestFiles::write(file(QStringLiteral("notes.mp4")), "These are notes, not a movie.\n");
+        const QString notAMovie = TestFiles::write(file("notes.mp4"), "These are notes, not a movie.\n");
         const QString movie = libexec.isEmpty() ? notAMovie : m_testsrc;
 
         LogCapture log;
-        const QStringList args { QStringLiteral("-i"), movie, QStringLiteral("-f"), QStringLiteral("null"),
-            QStringLiteral("-") };
+        const QStringList args = QStringList { "-i", movie } + words("-f null -");
         Error error;
         QString standardError = QStringLiteral("untouched");
         QVERIFY(!TLGIFConverter().runFFMPEGTaskWithArgs(args, 30, &error, &standardError));
@@ -334,35 +323,35 @@ private Q_SLOTS:
         else
             QVERIFY(!error.localizedDescription.isEmpty());
         if (!logLine.isEmpty())
-            QVERIFY2(log.containsText(logLine), qPrintable(log.lines().join(QLatin1Char('\n'))));
-        if (text == QLatin1String("ffmpeg failed")) {
-            QCOMPARE(error.userInfo.value(QStringLiteral("args")).toStringList(), args);
-            QVERIFY(error.userInfo.value(QStringLiteral("stderr")).toString().contains(QStringLiteral("Invalid data")));
-            QCOMPARE(standardError, error.userInfo.value(QStringLiteral("stderr")).toString());
+            QVERIFY2(log.containsText(logLine), qPrintable(log.lines().join('\n')));
+        if (text == "ffmpeg failed") {
+            QCOMPARE(error.userInfo.value("args").toStringList(), args);
+            QVERIFY(error.userInfo.value("stderr").toString().contains("Invalid data"));
+            QCOMPARE(standardError, error.userInfo.value("stderr").toString());
         }
 
         // The GIF's URL comes back all the same: a real GIF when the
         // frame-by-frame path could make one, else no file at all.
         Error convertError;
-        const QUrl gif = TLGIFConverter().convertFileAtPath(
-            QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 1.0, &convertError);
-        QVERIFY(gif.toLocalFile().endsWith(QStringLiteral(".gif")));
+        const QString gif = TLGIFConverter()
+                                .convertFileAtPath(QUrl::fromLocalFile(movie), kCapture, 1.0, &convertError)
+                                .toLocalFile();
+        QVERIFY(gif.endsWith(".gif"));
         if (gifMade) {
             QVERIFY2(!convertError, qPrintable(convertError.toString()));
-            QCOMPARE(probe(gif.toLocalFile()).codec, QStringLiteral("gif"));
+            QCOMPARE(probe(gif).codec, "gif");
         } else {
             QCOMPARE(convertError.code, code);
-            QVERIFY(!QFile::exists(gif.toLocalFile()));
+            QVERIFY(!QFile::exists(gif));
         }
-        QFile::remove(gif.toLocalFile());
+        QFile::remove(gif);
 
         // The movie stays as recorded.
         Error optimizeError;
-        QCOMPARE(TLGIFConverter().optimizeVideoAtPath(
-                     QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), &optimizeError),
+        QCOMPARE(TLGIFConverter().optimizeVideoAtPath(QUrl::fromLocalFile(movie), kCapture, &optimizeError),
             QUrl::fromLocalFile(movie));
         QCOMPARE(optimizeError.code, code);
-        QCOMPARE(QDir(file(QStringLiteral("tmp"))).entryList({ QStringLiteral("*.mp4") }), QStringList());
+        QCOMPARE(QDir(file("tmp")).entryList({ "*.mp4" }), QStringList());
     }
 
     // A run past its time is ended, also one stuck where signals do not
@@ -370,27 +359,22 @@ private Q_SLOTS:
     void timeout_data()
     {
         QTest::addColumn<QStringList>("input");
-        QTest::newRow("slow source") << QStringList { QStringLiteral("-re"), QStringLiteral("-f"),
-            QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("testsrc=size=32x32:duration=600") };
-        const QString fifo = file(QStringLiteral("stuck.fifo"));
+        QTest::newRow("slow source") << words("-re -f lavfi -i testsrc=size=32x32:duration=600");
+        const QString fifo = file("stuck.fifo");
         QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
-        QTest::newRow("blocked input") << QStringList { QStringLiteral("-i"), fifo };
+        QTest::newRow("blocked input") << QStringList { "-i", fifo };
     }
 
     void timeout()
     {
         QFETCH(QStringList, input);
-        const QString marker = QStringLiteral("tessly-timeout-%1")
-                                   .arg(QTest::currentDataTag())
-                                   .replace(QLatin1Char(' '), QLatin1Char('-'));
+        const QString marker = QStringLiteral("tessly-timeout-%1").arg(QTest::currentDataTag()).replace(' ', '-');
         LogCapture log;
         Error error;
-        QVERIFY(!TLGIFConverter().runFFMPEGTaskWithArgs(input
-                + QStringList { QStringLiteral("-metadata"), QStringLiteral("comment=") + marker, QStringLiteral("-f"),
-                    QStringLiteral("null"), QStringLiteral("-") },
-            0.3, &error));
+        QVERIFY(!TLGIFConverter().runFFMPEGTaskWithArgs(
+            input + QStringList { "-metadata", "comment=" + marker } + words("-f null -"), 0.3, &error));
         QVERIFY(error.code != 0);
-        QVERIFY(log.contains(QStringLiteral("Error: terminating ffmpeg task, timeout was reached.")));
+        QVERIFY(log.contains("Error: terminating ffmpeg task, timeout was reached."));
         QCOMPARE(processesWith(marker), 0);
     }
 
@@ -400,48 +384,34 @@ private Q_SLOTS:
         // far more than a pipe holds.
         QString standardError;
         Error error;
-        QVERIFY2(
-            TLGIFConverter().runFFMPEGTaskWithArgs(
-                { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                    QStringLiteral("testsrc=size=16x16:rate=1000:duration=8"), QStringLiteral("-vf"),
-                    QStringLiteral("showinfo"), QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-") },
-                120, &error, &standardError),
+        QVERIFY2(TLGIFConverter().runFFMPEGTaskWithArgs(
+                     words("-f lavfi -i testsrc=size=16x16:rate=1000:duration=8 -vf showinfo -f null -"), 120, &error,
+                     &standardError),
             qPrintable(error.toString()));
         QVERIFY2(standardError.size() > 2'000'000, qPrintable(QString::number(standardError.size())));
-        QVERIFY(standardError.contains(QStringLiteral(" n:7999 ")));
+        QVERIFY(standardError.contains(" n:7999 "));
     }
 
     void badInput_data()
     {
         QTest::addColumn<QString>("movie");
         QTest::addColumn<QSize>("size"); // of a good movie; empty for a bad one
-        auto made = [this](const QString &name, const QString &graph, const QStringList &encode) {
-            const QString path = file(name);
-            return makeMovie(path, graph, encode) ? path : QString();
-        };
-        const QStringList x264 { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
-            QStringLiteral("yuv420p") };
-        QTest::newRow("zero bytes") << TestFiles::write(file(QStringLiteral("empty.mov")), "") << QSize();
+        auto made
+            = [this](const QString &name, const QString &graph, const char *encode = "-c:v libx264 -pix_fmt yuv420p") {
+                  const QString path = file(name);
+                  return makeMovie(path, graph, words(encode)) ? path : QString();
+              };
+        QTest::newRow("zero bytes") << TestFiles::write(file("empty.mov"), "") << QSize();
         const QByteArray movie = TestFiles::read(m_testsrc);
-        QTest::newRow("truncated") << TestFiles::write(
-            file(QStringLiteral("truncated.mp4")), movie.left(movie.size() / 2))
-                                   << QSize();
-        QTest::newRow("not a movie") << TestFiles::write(file(QStringLiteral("letter.mov")), QByteArray(4096, 'x'))
-                                     << QSize();
-        QTest::newRow("no video") << made(QStringLiteral("sound.m4a"), QStringLiteral("sine=duration=1"),
-            { QStringLiteral("-c:a"), QStringLiteral("aac") })
-                                  << QSize();
-        QTest::newRow("odd size") << made(QStringLiteral("odd.mp4"),
-            QStringLiteral("testsrc=size=1281x721:rate=10:duration=0.3"),
-            { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
-                QStringLiteral("yuv444p") })
+        QTest::newRow("truncated") << TestFiles::write(file("truncated.mp4"), movie.left(movie.size() / 2)) << QSize();
+        QTest::newRow("not a movie") << TestFiles::write(file("letter.mov"), QByteArray(4096, 'x')) << QSize();
+        QTest::newRow("no video") << made("sound.m4a", "sine=duration=1", "-c:a aac") << QSize();
+        QTest::newRow("odd size") << made(
+            "odd.mp4", "testsrc=size=1281x721:rate=10:duration=0.3", "-c:v libx264 -pix_fmt yuv444p")
                                   << QSize(1281, 721);
-        QTest::newRow("4K") << made(
-            QStringLiteral("uhd.mp4"), QStringLiteral("testsrc=size=3840x2160:rate=10:duration=0.2"), x264)
-                            << QSize(3840, 2160);
-        QTest::newRow("quotes and newlines") << made(QStringLiteral("it's a \"movie\"\nwith lines.mp4"),
-            QStringLiteral("testsrc=size=160x120:rate=10:duration=0.5"), x264)
-                                             << QSize(160, 120);
+        QTest::newRow("4K") << made("uhd.mp4", "testsrc=size=3840x2160:rate=10:duration=0.2") << QSize(3840, 2160);
+        QTest::newRow("quotes and newlines")
+            << made("it's a \"movie\"\nwith lines.mp4", "testsrc=size=160x120:rate=10:duration=0.5") << QSize(160, 120);
     }
 
     void badInput()
@@ -450,20 +420,18 @@ private Q_SLOTS:
         QFETCH(QSize, size);
         QVERIFY(QFile::exists(movie));
         for (const bool withFfmpeg : { true, false }) {
-            useLibexec(withFfmpeg ? QString() : folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+            useLibexec(withFfmpeg ? QString() : folderWithFfmpeg("none"));
             Error error;
             const QString gif
-                = TLGIFConverter()
-                      .convertFileAtPath(QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), 1.0, &error)
-                      .toLocalFile();
-            QVERIFY(gif.endsWith(QStringLiteral(".gif")));
+                = TLGIFConverter().convertFileAtPath(QUrl::fromLocalFile(movie), kCapture, 1.0, &error).toLocalFile();
+            QVERIFY(gif.endsWith(".gif"));
             if (size.isValid()) {
                 QVERIFY2(!error, qPrintable(error.toString()));
                 const Probe p = probe(gif);
-                QCOMPARE(p.codec, QStringLiteral("gif"));
+                QCOMPARE(p.codec, "gif");
                 QCOMPARE(QSize(p.width, p.height), size);
             } else {
-                QCOMPARE(error.domain, QStringLiteral("TLGIFConverter"));
+                QCOMPARE(error.domain, "TLGIFConverter");
                 QVERIFY(!error.localizedDescription.isEmpty());
                 // Nothing to take for a GIF: no file from ffmpeg, the empty
                 // placeholder from the frame-by-frame path.
@@ -475,9 +443,7 @@ private Q_SLOTS:
             QFile::remove(gif);
 
             const QString optimized
-                = TLGIFConverter()
-                      .optimizeVideoAtPath(QUrl::fromLocalFile(movie), QStringLiteral("Screen Capture"), &error)
-                      .toLocalFile();
+                = TLGIFConverter().optimizeVideoAtPath(QUrl::fromLocalFile(movie), kCapture, &error).toLocalFile();
             // A stream copy takes any movie, also one of sound alone.
             const bool copyable = size.isValid() || QByteArray(QTest::currentDataTag()) == "no video";
             if (withFfmpeg && copyable)
@@ -495,16 +461,14 @@ private Q_SLOTS:
         QTest::addColumn<bool>("withFfmpeg");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("printed"); // the output's extension, or the start of the error
-        QTest::newRow("gif") << QStringList { QStringLiteral("gif"), m_recording } << true << 0
-                             << QStringLiteral(".gif");
-        QTest::newRow("gif of no movie") << QStringList { QStringLiteral("gif"), file(QStringLiteral("letter.mov")) }
-                                         << true << 1 << QStringLiteral("tessly gif: ");
-        QTest::newRow("gif of nothing") << QStringList { QStringLiteral("gif"), file(QStringLiteral("absent.mov")) }
-                                        << true << 2 << QStringLiteral("tessly gif: ");
-        QTest::newRow("optimize") << QStringList { QStringLiteral("optimize"), m_recording } << true << 0
-                                  << QStringLiteral(".mp4");
-        QTest::newRow("optimize without ffmpeg") << QStringList { QStringLiteral("optimize"), m_recording } << false
-                                                 << 1 << QStringLiteral("tessly optimize: ");
+        QTest::newRow("gif") << QStringList { "gif", m_recording } << true << 0 << QStringLiteral(".gif");
+        QTest::newRow("gif of no movie") << QStringList { "gif", file("letter.mov") } << true << 1
+                                         << QStringLiteral("tessly gif: ");
+        QTest::newRow("gif of nothing") << QStringList { "gif", file("absent.mov") } << true << 2
+                                        << QStringLiteral("tessly gif: ");
+        QTest::newRow("optimize") << QStringList { "optimize", m_recording } << true << 0 << QStringLiteral(".mp4");
+        QTest::newRow("optimize without ffmpeg")
+            << QStringList { "optimize", m_recording } << false << 1 << QStringLiteral("tessly optimize: ");
     }
 
     void commandLine()
@@ -515,7 +479,7 @@ private Q_SLOTS:
         QFETCH(QString, printed);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         if (!withFfmpeg)
-            env.insert(QStringLiteral("TESSLY_LIBEXEC"), folderWithFfmpeg(QStringLiteral("none"), {}, {}));
+            env.insert("TESSLY_LIBEXEC", folderWithFfmpeg("none"));
         const TesslyCommand::Run tessly = TesslyCommand::run(args, env);
         QCOMPARE(tessly.exitCode, exitCode);
         const QString out = tessly.out.trimmed(), &err = tessly.err;
@@ -525,9 +489,7 @@ private Q_SLOTS:
         } else {
             QCOMPARE(out, QString());
             // The command's own line, whatever the log said before it.
-            QVERIFY2(QRegularExpression(QStringLiteral("(^|\n)") + QRegularExpression::escape(printed))
-                         .match(err)
-                         .hasMatch(),
+            QVERIFY2(QRegularExpression("(^|\n)" + QRegularExpression::escape(printed)).match(err).hasMatch(),
                 qPrintable(err));
         }
     }
@@ -536,12 +498,12 @@ private Q_SLOTS:
     {
         ProcessingPopoverViewController panel({});
         QCOMPARE(panel.size(), QSize(220, 60));
-        QCOMPARE(panel.messageLabel()->text(), QStringLiteral("Processing..."));
+        QCOMPARE(panel.messageLabel()->text(), "Processing...");
         QVERIFY(panel.spinner()->isAnimating());
-        panel.setMessage(QStringLiteral("Converting to GIF..."));
-        QCOMPARE(panel.message(), QStringLiteral("Converting to GIF..."));
-        QCOMPARE(panel.messageLabel()->text(), QStringLiteral("Converting to GIF..."));
-        panel.setMessage(QStringLiteral("Optimizing video... ").repeated(6));
+        panel.setMessage("Converting to GIF...");
+        QCOMPARE(panel.message(), "Converting to GIF...");
+        QCOMPARE(panel.messageLabel()->text(), "Converting to GIF...");
+        panel.setMessage(QString("Optimizing video... ").repeated(6));
         QVERIFY(panel.messageLabel()->text().endsWith(QChar(0x2026)));
 
         // Below the icon when there is room, above it at the screen's foot,
