@@ -71,18 +71,15 @@ private slots:
         QTest::addColumn<QString>("to");
         QTest::addColumn<QByteArray>("code");
         QTest::addColumn<QByteArray>("host"); // sent instead of the URL's
-        QTest::newRow("signature") << "X-Amz-Signature="
-                                   << "X-Amz-Signature=0" << QByteArray("SignatureDoesNotMatch") << QByteArray();
-        QTest::newRow("other host") << ""
-                                    << "" << QByteArray("SignatureDoesNotMatch") << QByteArray("evil.example:1");
-        QTest::newRow("longer lifetime") << "X-Amz-Expires=3600"
-                                         << "X-Amz-Expires=7200" << QByteArray("SignatureDoesNotMatch") << QByteArray();
-        QTest::newRow("other object") << "/store/alice/"
-                                      << "/store/alice/1" << QByteArray("SignatureDoesNotMatch") << QByteArray();
-        QTest::newRow("no signature") << "&X-Amz-Signature="
-                                      << "&X-Amz-Nothing=" << QByteArray("AccessDenied") << QByteArray();
-        QTest::newRow("other access key") << "tessly-embedded"
-                                          << "someone-else" << QByteArray("InvalidAccessKeyId") << QByteArray();
+        const auto row = [](const char *name, const QString &from, const QString &to, const QByteArray &code,
+                             const QByteArray &host = {}) { QTest::newRow(name) << from << to << code << host; };
+        const QByteArray mismatch = "SignatureDoesNotMatch";
+        row("signature", "X-Amz-Signature=", "X-Amz-Signature=0", mismatch);
+        row("other host", "", "", mismatch, "evil.example:1");
+        row("longer lifetime", "X-Amz-Expires=3600", "X-Amz-Expires=7200", mismatch);
+        row("other object", "/store/alice/", "/store/alice/1", mismatch);
+        row("no signature", "&X-Amz-Signature=", "&X-Amz-Nothing=", "AccessDenied");
+        row("other access key", "tessly-embedded", "someone-else", "InvalidAccessKeyId");
     }
 
     void alteredPresignedUrlsAreRefused()
@@ -209,51 +206,41 @@ private slots:
         QCOMPARE(m_server.complete(upload, list).json()["error"].toString(), "NoSuchUpload");
     }
 
+    // Each row's name says how the list is broken; the column is S3's error code.
     void completeChecksPartsAndEtags_data()
     {
-        QTest::addColumn<QString>("breakage");
         QTest::addColumn<QString>("code");
-        QTest::newRow("wrong etag") << "wrong-etag"
-                                    << "InvalidPart";
-        QTest::newRow("descending") << "descending"
-                                    << "InvalidPartOrder";
-        QTest::newRow("duplicate") << "duplicate"
-                                   << "InvalidPartOrder";
-        QTest::newRow("missing part") << "missing-part"
-                                      << "InvalidPart";
-        QTest::newRow("missing etag") << "missing-etag"
-                                      << "InvalidPart";
-        QTest::newRow("part number zero") << "part-zero"
-                                          << "InvalidArgument";
-        QTest::newRow("part number past the end") << "part-past-end"
-                                                  << "InvalidArgument";
-        QTest::newRow("empty list") << "empty"
-                                    << "MalformedXML";
+        for (const auto &[breakage, code] :
+            { std::pair { "wrong etag", "InvalidPart" }, { "descending", "InvalidPartOrder" },
+                { "duplicate", "InvalidPartOrder" }, { "missing part", "InvalidPart" },
+                { "missing etag", "InvalidPart" }, { "part number zero", "InvalidArgument" },
+                { "part number past the end", "InvalidArgument" }, { "empty list", "MalformedXML" } })
+            QTest::newRow(breakage) << QString(code);
     }
 
     void completeChecksPartsAndEtags()
     {
-        QFETCH(QString, breakage);
         QFETCH(QString, code);
+        const QByteArray breakage = QTest::currentDataTag();
         Multipart upload = initiate(TestFiles::randomBytes(kPartSize * 2 + 10));
         QVERIFY(m_server.putAllParts(upload));
         QJsonArray parts = upload.partList();
         auto entry = [&](int index) { return parts[index].toObject(); };
-        if (breakage == "wrong-etag")
+        if (breakage == "wrong etag")
             parts[1] = QJsonObject { { "partNumber", 2 }, { "etag", QString(quotedMd5("other")) } };
         else if (breakage == "descending")
             parts = { entry(0), entry(2), entry(1) };
         else if (breakage == "duplicate")
             parts = { entry(0), entry(1), entry(1), entry(2) };
-        else if (breakage == "missing-part")
+        else if (breakage == "missing part")
             parts.removeAt(1);
-        else if (breakage == "missing-etag")
+        else if (breakage == "missing etag")
             parts[2] = QJsonObject { { "partNumber", 3 } };
-        else if (breakage == "part-zero")
+        else if (breakage == "part number zero")
             parts.prepend(QJsonObject { { "partNumber", 0 }, { "etag", "x" } });
-        else if (breakage == "part-past-end")
+        else if (breakage == "part number past the end")
             parts.append(QJsonObject { { "partNumber", 4 }, { "etag", "x" } });
-        else if (breakage == "empty")
+        else if (breakage == "empty list")
             parts = {};
         const Reply refused = m_server.complete(upload, parts);
         QCOMPARE(refused.status, 400);
