@@ -10,30 +10,20 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("type");
-        QTest::newRow("screenshot") << "/tmp/Screen Shot on 2026-11-23 at 10-00-00.png"
-                                    << "image/png";
-        QTest::newRow("upper case") << "SHOT.PNG"
-                                    << "image/png";
-        QTest::newRow("jpeg") << "photo.jpg"
-                              << "image/jpeg";
-        QTest::newRow("gif") << "clip.gif"
-                             << "image/gif";
-        QTest::newRow("movie") << "Screen Capture.mp4"
-                               << "video/mp4";
-        QTest::newRow("quicktime") << "Screen Capture.mov"
-                                   << "video/quicktime";
-        QTest::newRow("archive") << "Archive on 2026-11-23 at 10-00-00.zip"
-                                 << "application/zip";
-        QTest::newRow("markdown") << "notes.md"
-                                  << "text/markdown";
-        QTest::newRow("compound extension") << "backup.tar.gz"
-                                            << "application/x-compressed-tar";
-        QTest::newRow("unknown extension") << "data.tesslyunknown"
-                                           << "application/octet-stream";
-        QTest::newRow("no extension") << "Makefile-like"
-                                      << "application/octet-stream";
-        QTest::newRow("empty") << ""
-                               << "application/octet-stream";
+        const auto row
+            = [](const char *tag, const QString &name, const QString &type) { QTest::newRow(tag) << name << type; };
+        row("screenshot", "/tmp/Screen Shot on 2026-11-23 at 10-00-00.png", "image/png");
+        row("upper case", "SHOT.PNG", "image/png");
+        row("jpeg", "photo.jpg", "image/jpeg");
+        row("gif", "clip.gif", "image/gif");
+        row("movie", "Screen Capture.mp4", "video/mp4");
+        row("quicktime", "Screen Capture.mov", "video/quicktime");
+        row("archive", "Archive on 2026-11-23 at 10-00-00.zip", "application/zip");
+        row("markdown", "notes.md", "text/markdown");
+        row("compound extension", "backup.tar.gz", "application/x-compressed-tar");
+        row("unknown extension", "data.tesslyunknown", "application/octet-stream");
+        row("no extension", "Makefile-like", "application/octet-stream");
+        row("empty", "", "application/octet-stream");
     }
 
     void mimeTypeByExtension()
