@@ -134,21 +134,17 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("message");
-        QTest::newRow("unknown command") << QStringList { "launch" } << QByteArray("unknown command");
-        QTest::newRow("no data folder") << QStringList { "serve", "--listen", "127.0.0.1:0" } << QByteArray("--data");
-        QTest::newRow("remote without consent")
-            << QStringList { "serve", "--data", "/tmp/x", "--listen", "0.0.0.0:0" } << QByteArray("--allow-remote");
-        QTest::newRow("bad port") << QStringList { "serve", "--data", "/tmp/x", "--listen", "127.0.0.1:99999" }
-                                  << QByteArray("port");
-        QTest::newRow("bad part size") << QStringList { "serve", "--data", "/tmp/x", "--part-size", "0" }
-                                       << QByteArray("--part-size");
-        QTest::newRow("cert without key")
-            << QStringList { "serve", "--data", "/tmp/x", "--tls-cert", "c.pem" } << QByteArray("--tls-key");
-        QTest::newRow("bad faults") << QStringList { "serve", "--data", "/tmp/x", "--listen", "127.0.0.1:0", "--faults",
-            "put.boom=1" } << QByteArray("unknown fault");
-        QTest::newRow("invalid profile") << QStringList { "add-user", "--data", "/tmp/x", "--email", "a@b.c",
-            "--password", "pass", "--profile", "../etc" }
-                                         << QByteArray("profile name");
+        const auto row = [](const char *name, const QString &arguments, const QByteArray &message) {
+            QTest::newRow(name) << arguments.split(' ') << message;
+        };
+        row("unknown command", "launch", "unknown command");
+        row("no data folder", "serve --listen 127.0.0.1:0", "--data");
+        row("remote without consent", "serve --data /tmp/x --listen 0.0.0.0:0", "--allow-remote");
+        row("bad port", "serve --data /tmp/x --listen 127.0.0.1:99999", "port");
+        row("bad part size", "serve --data /tmp/x --part-size 0", "--part-size");
+        row("cert without key", "serve --data /tmp/x --tls-cert c.pem", "--tls-key");
+        row("bad faults", "serve --data /tmp/x --listen 127.0.0.1:0 --faults put.boom=1", "unknown fault");
+        row("invalid profile", "add-user --data /tmp/x --email a@b.c --password pass --profile ../etc", "profile name");
     }
 
     void badCommandLinesAreExplained()

@@ -39,14 +39,14 @@ private slots:
         QTest::addColumn<int>("status");
         QTest::addColumn<bool>("etag");
         QTest::addColumn<bool>("stored");
-        QTest::newRow("500") << "put.500=1/1,put.max=1"
-                             << "put.500" << 500 << false << false;
-        QTest::newRow("no etag") << "put.noetag=1/1,put.max=1"
-                                 << "put.noetag" << 200 << false << true;
-        QTest::newRow("drop") << "put.drop=1/1,put.max=1"
-                              << "put.drop" << -1 << false << false;
-        QTest::newRow("stall") << "put.stall=1/1,put.max=1,stall-ms=50"
-                               << "put.stall" << 200 << true << true;
+        const auto row = [](const char *name, const QString &extra, int status, bool etag, bool stored) {
+            const QString counter = QStringLiteral("put.") + QString::fromLatin1(name);
+            QTest::newRow(name) << counter + "=1/1,put.max=1" + extra << counter << status << etag << stored;
+        };
+        row("500", "", 500, false, false);
+        row("noetag", "", 200, false, true);
+        row("drop", "", -1, false, false);
+        row("stall", ",stall-ms=50", 200, true, true);
     }
 
     void putFaultsMisbehaveOnceThenStop()
