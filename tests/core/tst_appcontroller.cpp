@@ -1,16 +1,15 @@
 // The application controller's pure decisions, without a desktop: what a
 // callback URL carries, which files a file manager put on the clipboard,
-// where a welcome-page link goes, the support mail, and the sound table.
+// where a welcome-page link goes, and the support mail. (The sound table is
+// tst_settingswindowcontroller's, through the sound setting.)
 #include "errorviewcontroller.h"
 #include "filegrabber.h"
 #include "logcapture.h"
 #include "loginurl.h"
-#include "soundplayer.h"
 #include "welcomewindowcontroller.h"
 
 #include <QApplication>
 #include <QMimeData>
-#include <QSignalSpy>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -142,33 +141,6 @@ private Q_SLOTS:
         view.setError(
             { { QStringLiteral("error"), QStringLiteral("No file") }, { QStringLiteral("hideButton"), true } });
         QVERIFY(view.errorButton()->isHidden());
-    }
-
-    void soundNames_data()
-    {
-        QTest::addColumn<QString>("stored");
-        QTest::addColumn<QString>("event");
-        QTest::newRow("default") << "Purr"
-                                 << "complete";
-        QTest::newRow("another classic name") << "Glass"
-                                              << "bell";
-        QTest::newRow("a theme event as such") << "message-new-email"
-                                               << "message-new-email";
-        QTest::newRow("silence") << "None"
-                                 << "";
-        QTest::newRow("nothing stored") << ""
-                                        << "";
-    }
-
-    void soundNames()
-    {
-        QFETCH(QString, stored);
-        QFETCH(QString, event);
-        QCOMPARE(SoundPlayer::eventIdForName(stored), event);
-        const auto player = SoundPlayer::create(QStringLiteral("null"));
-        QSignalSpy played(player.get(), &SoundPlayer::played);
-        player->playNamed(stored);
-        QCOMPARE(played.size(), event.isEmpty() ? 0 : 1);
     }
 };
 

@@ -66,6 +66,8 @@ private Q_SLOTS:
             QStringLiteral("bell"), { QStringLiteral("bell") });
         row("classic sound", [](auto &c) { c.setNotificationSound(QStringLiteral("Purr")); }, "sound",
             QStringLiteral("Purr"), { QStringLiteral("complete") });
+        row("another classic sound", [](auto &c) { c.setNotificationSound(QStringLiteral("Glass")); }, "sound",
+            QStringLiteral("Glass"), { QStringLiteral("bell") });
         row(
             "silence", [](auto &c) { c.setNotificationSound(QStringLiteral("None")); }, "sound",
             QStringLiteral("None"));
