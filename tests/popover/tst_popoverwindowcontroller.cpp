@@ -163,6 +163,9 @@ private Q_SLOTS:
 
         // Bad records among good ones: every row shows at once, the good
         // ones as they were, whatever the thumbnails do.
+        QList<QUrl> links;
+        for (const PopoverFileRowView *row : w->rows())
+            links << row->link();
         QTcpServer silent; // accepts and never answers
         QVERIFY(silent.listen(QHostAddress::LocalHost));
         const QString longName = QString(5000, QChar(u'\u05d0')) + QStringLiteral("\n\u202e") + QString(5000, u'x');
@@ -178,7 +181,7 @@ private Q_SLOTS:
         c.switchToSegment(0);
         QTRY_COMPARE(w->rows().size(), records.size());
         for (int i = 0; i < 3; ++i)
-            QCOMPARE(w->rows()[i]->link(), PopoverFileRowView::linkForRecord(records[i].toMap(), false));
+            QCOMPARE(w->rows()[i]->link(), links[i]);
         w->show();
         QVERIFY(QTest::qWaitForWindowExposed(w));
         QTest::qWait(50); // the rows laid out, the name elided beside the badge
