@@ -109,10 +109,8 @@ class TestRecordCommand : public QObject
 
     static QByteArray probe(const QString &movie)
     {
-        return E2E::runTool(QStringLiteral("ffprobe"),
-            { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                QStringLiteral("stream=codec_type,width,height"), QStringLiteral("-of"), QStringLiteral("default=nw=1"),
-                movie });
+        return E2E::runTool("ffprobe",
+            { "-v", "error", "-show_entries", "stream=codec_type,width,height", "-of", "default=nw=1", movie });
     }
 
 private Q_SLOTS:
@@ -123,10 +121,7 @@ private Q_SLOTS:
         const QString token
             = m_server.addUser(QStringLiteral("rec@example.com"), QStringLiteral("secret-pass"), QStringLiteral("rec"));
         QVERIFY(!token.isEmpty());
-        QCOMPARE(run({ QStringLiteral("login"), QStringLiteral("--token"), token, QStringLiteral("--domain"),
-                         QStringLiteral("rec") })
-                     .status,
-            0);
+        QCOMPARE(run({ "login", "--token", token, "--domain", "rec" }).status, 0);
         m_pattern = std::make_unique<MovingPattern>();
     }
 
@@ -145,9 +140,7 @@ private Q_SLOTS:
         QFETCH(QStringList, flags);
         QFETCH(bool, gif);
         QFETCH(bool, sound);
-        const Run r = run(QStringList { QStringLiteral("record"), QStringLiteral("--region"), region(),
-                              QStringLiteral("--duration"), QStringLiteral("3") }
-            + flags);
+        const Run r = run(QStringList { "record", "--region", region(), "--duration", "3" } + flags);
         QVERIFY2(r.status == 0, qPrintable(r.err));
         QVERIFY2(r.out.startsWith(QStringLiteral("http")), qPrintable(r.out));
         const QString file = download(r.out, gif ? QStringLiteral("got.gif") : QStringLiteral("got.mp4"));
@@ -200,13 +193,12 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, message);
         QProcess process;
-        start(process, { QStringLiteral("record"), QStringLiteral("--region"), region(), QStringLiteral("--gif") });
+        start(process, { "record", "--region", region(), "--gif" });
         QVERIFY(process.waitForStarted());
         QString ffmpeg;
         QTRY_VERIFY_WITH_TIMEOUT(
-            !(ffmpeg = QString::fromLatin1(E2E::runTool(QStringLiteral("pgrep"),
-                  { QStringLiteral("-P"), QString::number(process.processId()), QStringLiteral("ffmpeg") })
-                                               .trimmed()))
+            !(ffmpeg = QString::fromLatin1(
+                  E2E::runTool("pgrep", { "-P", QString::number(process.processId()), "ffmpeg" }).trimmed()))
                  .isEmpty(),
             10000);
         QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(ffmpeg));
@@ -251,7 +243,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, region);
         QFETCH(QString, message);
-        const Run r = run({ QStringLiteral("record"), QStringLiteral("--region"), region });
+        const Run r = run({ "record", "--region", region });
         QCOMPARE(r.status, 2);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QVERIFY(r.out.isEmpty());

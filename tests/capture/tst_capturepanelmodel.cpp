@@ -214,13 +214,7 @@ private Q_SLOTS:
     {
         LogCapture log;
         const auto window = [](quint32 id, qint64 pid, WindowInfo::Type type, QRect frame) {
-            WindowInfo w;
-            w.id = id;
-            w.pid = pid;
-            w.type = type;
-            w.title = QStringLiteral("w%1").arg(id);
-            w.frame = frame;
-            return w;
+            return WindowInfo { id, pid, QStringLiteral("w%1").arg(id), type, frame };
         };
         const QList<Frame> kept
             = TLWindowInspector::windowRects({ window(1, 7, WindowInfo::Type::Normal, QRect(0, 0, 98, 100)),

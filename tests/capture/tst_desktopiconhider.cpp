@@ -61,8 +61,7 @@ class TestDesktopIconHider : public QObject
 
     static QByteArray windowUnderPointer()
     {
-        const QByteArray shell = E2E::runTool(
-            QStringLiteral("xdotool"), { QStringLiteral("getmouselocation"), QStringLiteral("--shell") });
+        const QByteArray shell = E2E::runTool("xdotool", { "getmouselocation", "--shell" });
         for (const QByteArray &line : shell.split('\n')) {
             if (line.startsWith("WINDOW="))
                 return line.mid(7);

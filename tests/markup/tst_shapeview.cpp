@@ -40,6 +40,18 @@ class TestShapeView : public QObject
         return m_view->shapes().last().get();
     }
 
+    // A text typed at `at`; committed unless the editor is to stay open.
+    TextLayer *type(QPointF at, const QString &text, bool commit = true)
+    {
+        m_view->setCurrentMode(ShapeView::TextMode);
+        m_view->mouseDown(at);
+        m_view->mouseUp();
+        m_view->setEditorString(text);
+        if (commit)
+            m_view->commitTextEditing();
+        return static_cast<TextLayer *>(m_view->shapes().last().get());
+    }
+
     void drag(QPointF from, QPointF to)
     {
         m_view->mouseDown(from);
@@ -140,12 +152,7 @@ private Q_SLOTS:
         QCOMPARE(rect->bottomRightHandle()->representedPoint(), QPointF(170, 200));
 
         // Text: the handle 10 points below the top edge gives size 10.
-        m_view->setCurrentMode(ShapeView::TextMode);
-        m_view->mouseDown({ 20, 60 });
-        m_view->mouseUp();
-        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
-        m_view->setEditorString(QStringLiteral("Hi"));
-        m_view->commitTextEditing();
+        TextLayer *text = type({ 20, 60 }, QStringLiteral("Hi"));
         const QRectF box = text->frame();
         drag(box.center(), box.center());
         QCOMPARE(m_view->selectedShapeLayer(), text);
@@ -201,12 +208,8 @@ private Q_SLOTS:
 
     void textSelectedThenEmptyClickOnlyDeselects()
     {
-        m_view->setCurrentMode(ShapeView::TextMode);
-        m_view->mouseDown({ 100, 200 });
-        m_view->mouseUp();
+        TextLayer *text = type({ 100, 200 }, QStringLiteral("one\ntwo"), false);
         QVERIFY(m_view->isEditorVisible());
-        m_view->setEditorString(QStringLiteral("one\ntwo"));
-        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
         // The top edge stays where the press put it; two lines grow downwards.
         QCOMPARE(text->frame().bottom(), 200.0 + 20);
         QVERIFY(text->frame().height() > 50);
@@ -230,12 +233,7 @@ private Q_SLOTS:
         QCOMPARE(rect->pathBounds(), QRectF(100, 100, 120, 100));
         QVERIFY(m_view->keyDown(Qt::Key_Delete));
         QCOMPARE(m_view->shapes().size(), 0);
-        m_view->setCurrentMode(ShapeView::TextMode);
-        m_view->mouseDown({ 20, 280 });
-        m_view->mouseUp();
-        m_view->setEditorString(QStringLiteral("typed"));
-        m_view->commitTextEditing();
-        auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
+        TextLayer *text = type({ 20, 280 }, QStringLiteral("typed"));
         QCOMPARE(stack->count(), 6);
 
         stack->undo(); // the text
@@ -316,15 +314,6 @@ private Q_SLOTS:
     void badInput()
     {
         QFETCH(QString, input);
-        // A text typed at the top left: its shape, once committed.
-        auto typed = [this](const QString &text) {
-            m_view->setCurrentMode(ShapeView::TextMode);
-            m_view->mouseDown({ 10, 290 });
-            m_view->mouseUp();
-            m_view->setEditorString(text);
-            m_view->commitTextEditing();
-            return static_cast<TextLayer *>(m_view->shapes().last().get());
-        };
         // The glyphs lie in the box (within the outline's reach) and start at its left edge.
         auto glyphsFillTheBox = [](const TextLayer *text) {
             const QRectF box(QPointF(0, 0), text->bounds());
@@ -359,12 +348,8 @@ private Q_SLOTS:
             canvas.resize(400, 300);
             canvas.show();
             QVERIFY(QTest::qWaitForWindowExposed(&canvas));
-            m_view->setCurrentMode(ShapeView::TextMode);
-            m_view->mouseDown({ 10, 290 });
-            m_view->mouseUp();
-            m_view->setEditorString(longText);
+            TextLayer *text = type({ 10, 290 }, longText, false);
             QCOMPARE(m_view->editorString(), longText.left(10000));
-            auto *text = static_cast<TextLayer *>(m_view->shapes().last().get());
             QCOMPARE(text->stringContent(), longText.left(10000));
             QVERIFY(text->bounds().width() <= TextLayer::layoutWidth());
             QVERIFY(glyphsFillTheBox(text));
@@ -377,7 +362,7 @@ private Q_SLOTS:
             const QRectF ink = m_view->toView(text->inkBounds().translated(text->frame().topLeft()));
             QVERIFY2(ink.contains(caret), qPrintable(QDebug::toString(caret) + QDebug::toString(ink)));
         } else if (input == QLatin1String("mixed text")) {
-            TextLayer *text = typed(QStringLiteral("שלום 😀 hello"));
+            TextLayer *text = type({ 10, 290 }, QStringLiteral("שלום 😀 hello"));
             QVERIFY(!text->glyphPath().isEmpty());
             QVERIFY(glyphsFillTheBox(text));
         } else if (input == QLatin1String("too large")) {

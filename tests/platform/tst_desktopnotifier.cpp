@@ -19,10 +19,7 @@ public Q_SLOTS:
 private:
     QList<QUrl> opened;
 
-    static QByteArray dunstctl(const QStringList &args)
-    {
-        return E2E::runTool(QStringLiteral("dunstctl"), args).trimmed();
-    }
+    static QByteArray dunstctl(const QStringList &args) { return E2E::runTool("dunstctl", args).trimmed(); }
 
 private Q_SLOTS:
     void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "openInBrowser"); }
@@ -36,25 +33,22 @@ private Q_SLOTS:
     void onlyANotificationWithALinkOpensIt()
     {
         QSignalSpy activated(&DesktopNotifier::instance(), &DesktopNotifier::activated);
-        DesktopNotifier::instance().notify(
-            QStringLiteral("Upload failed"), QStringLiteral("Could not connect to the server."));
-        QTRY_COMPARE_WITH_TIMEOUT(
-            dunstctl({ QStringLiteral("count"), QStringLiteral("displayed") }), QByteArray("1"), 5000);
-        dunstctl({ QStringLiteral("action"), QStringLiteral("0") });
-        dunstctl({ QStringLiteral("close-all") });
+        DesktopNotifier::instance().notify("Upload failed", "Could not connect to the server.");
+        QTRY_COMPARE_WITH_TIMEOUT(dunstctl({ "count", "displayed" }), QByteArray("1"), 5000);
+        dunstctl({ "action", "0" });
+        dunstctl({ "close-all" });
 
         // dunst answers in order: once a later notification's click is here,
         // the first one's would have been too.
         const QUrl link(QStringLiteral("https://alice.tessly.test/later"));
-        DesktopNotifier::instance().notify(QStringLiteral("Link copied"), link.toString(), link);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            dunstctl({ QStringLiteral("count"), QStringLiteral("displayed") }), QByteArray("1"), 5000);
-        dunstctl({ QStringLiteral("action"), QStringLiteral("0") });
+        DesktopNotifier::instance().notify("Link copied", link.toString(), link);
+        QTRY_COMPARE_WITH_TIMEOUT(dunstctl({ "count", "displayed" }), QByteArray("1"), 5000);
+        dunstctl({ "action", "0" });
         QTRY_VERIFY(!activated.isEmpty());
         QCOMPARE(activated.size(), 1);
         QCOMPARE(activated.at(0).at(0).toUrl(), link);
         QCOMPARE(opened, QList<QUrl> { link });
-        dunstctl({ QStringLiteral("close-all") });
+        dunstctl({ "close-all" });
     }
 };
 

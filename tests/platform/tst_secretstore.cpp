@@ -22,10 +22,8 @@ class TestSecretStore : public QObject
     static QString inKeyring()
     {
         int code = -1;
-        const QByteArray out = E2E::runTool(QStringLiteral("secret-tool"),
-            { QStringLiteral("lookup"), QStringLiteral("server"), QStringLiteral("com.tessly.Cloud"),
-                QStringLiteral("user"), QStringLiteral("token") },
-            &code);
+        const QByteArray out
+            = E2E::runTool("secret-tool", { "lookup", "server", "com.tessly.Cloud", "user", "token" }, &code);
         return code == 0 ? QString::fromUtf8(out) : QString();
     }
 
@@ -41,8 +39,7 @@ class TestSecretStore : public QObject
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus);
         tessly.setProcessEnvironment(env);
-        tessly.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"),
-            { QStringLiteral("login"), QStringLiteral("--token"), token });
+        tessly.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + "/src/app/tessly", { "login", "--token", token });
         return tessly.waitForFinished(60000) && tessly.exitStatus() == QProcess::NormalExit ? tessly.exitCode() : -1;
     }
 

@@ -88,8 +88,8 @@ private Q_SLOTS:
             5000);
         // The tray may report the place before the icon takes clicks there.
         for (int attempt = 0; attempt < 10 && !c->isVisible(); ++attempt) {
-            xdotool({ QStringLiteral("mousemove"), QString::number(icon.center().x()),
-                QString::number(icon.center().y()), QStringLiteral("click"), QStringLiteral("1") });
+            xdotool(
+                { "mousemove", QString::number(icon.center().x()), QString::number(icon.center().y()), "click", "1" });
             QTest::qWaitFor([&] { return c->isVisible(); }, 1000);
         }
         QVERIFY(c->isVisible());
@@ -109,8 +109,8 @@ private Q_SLOTS:
         const QPoint from = source.geometry().center();
         const QPoint to = panel->geometry().center();
         QProcess drag;
-        drag.start(QStringLiteral("sh"),
-            { QStringLiteral("-c"),
+        drag.start("sh",
+            { "-c",
                 QStringLiteral("xdotool mousemove %1 %2 mousedown 1 sleep 0.3 mousemove %3 %4 sleep 0.3 "
                                "mousemove %5 %6 sleep 0.3 mouseup 1")
                     .arg(from.x())
@@ -126,21 +126,19 @@ private Q_SLOTS:
         // Escape, from the real keyboard.
         panel->activateWindow();
         QTRY_VERIFY(panel->isActiveWindow());
-        xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
+        xdotool({ "key", "Escape" });
         QTRY_VERIFY(!c->isVisible());
 
         // A click into another application.
         c->showPopoverRelativeToView(icon);
         QTRY_VERIFY(panel->isActiveWindow());
         QProcess other;
-        other.start(QStringLiteral("xmessage"),
-            { QStringLiteral("-geometry"), QStringLiteral("+%1+%2").arg(area.left() + 20).arg(area.top() + 40),
-                QStringLiteral("another application") });
+        other.start("xmessage",
+            { "-geometry", QStringLiteral("+%1+%2").arg(area.left() + 20).arg(area.top() + 40),
+                "another application" });
         QVERIFY(other.waitForStarted());
-        xdotool({ QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
-            QStringLiteral("--class"), QStringLiteral("xmessage") });
-        xdotool({ QStringLiteral("mousemove"), QString::number(area.left() + 60), QString::number(area.top() + 50),
-            QStringLiteral("click"), QStringLiteral("1") });
+        xdotool({ "search", "--sync", "--onlyvisible", "--class", "xmessage" });
+        xdotool({ "mousemove", QString::number(area.left() + 60), QString::number(area.top() + 50), "click", "1" });
         QTRY_VERIFY(!c->isVisible());
         other.kill();
         other.waitForFinished();
