@@ -22,16 +22,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
 
         const QDateTime morning(QDate(2025, 3, 7), QTime(9, 5, 3));
-        QTest::newRow("screen shot, zero-padded") << "Screen Shot"
-                                                  << "png" << morning << "Screen Shot on 2025-03-07 at 09-05-03.png";
-        QTest::newRow("24-hour clock") << "Screen Capture"
-                                       << "mov" << QDateTime(QDate(2025, 12, 31), QTime(23, 59, 59))
-                                       << "Screen Capture on 2025-12-31 at 23-59-59.mov";
-        QTest::newRow("archive") << "Archive"
-                                 << "zip" << morning << "Archive on 2025-03-07 at 09-05-03.zip";
+        const auto row = [](const char *tag, const QString &name, const QString &extension, const QDateTime &at,
+                             const QString &expected) { QTest::newRow(tag) << name << extension << at << expected; };
+        row("screen shot, zero-padded", "Screen Shot", "png", morning, "Screen Shot on 2025-03-07 at 09-05-03.png");
+        row("24-hour clock", "Screen Capture", "mov", QDateTime(QDate(2025, 12, 31), QTime(23, 59, 59)),
+            "Screen Capture on 2025-12-31 at 23-59-59.mov");
+        row("archive", "Archive", "zip", morning, "Archive on 2025-03-07 at 09-05-03.zip");
         // Placeholders inside the base name are text, not further arguments.
-        QTest::newRow("percent in name") << "100% %2 done"
-                                         << "png" << morning << "100% %2 done on 2025-03-07 at 09-05-03.png";
+        row("percent in name", "100% %2 done", "png", morning, "100% %2 done on 2025-03-07 at 09-05-03.png");
     }
 
     void stampedAndPlainNames()

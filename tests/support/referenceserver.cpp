@@ -280,14 +280,7 @@ ReferenceServer::Reply ReferenceServer::partUrls(const Multipart &upload, const 
 
 QString ReferenceServer::partUrl(const Multipart &upload, int number)
 {
-    return partUrls(upload, { number })
-        .json()
-        .value(QStringLiteral("parts"))
-        .toArray()
-        .at(0)
-        .toObject()
-        .value(QStringLiteral("url"))
-        .toString();
+    return partUrls(upload, { number }).json()[QStringLiteral("parts")][0][QStringLiteral("url")].toString();
 }
 
 ReferenceServer::Reply ReferenceServer::putPart(Multipart &upload, int number, const QByteArray &bytes)

@@ -354,14 +354,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("pathCode");
-        QTest::newRow("base64 of abc") << "YWJj"
-                                       << "abc";
-        QTest::newRow("decodes to bytes that are not UTF-8") << "-_8"
-                                                             << "-_8";
-        QTest::newRow("not base64") << "a*b"
-                                    << "a*b";
-        QTest::newRow("decodes to a slash") << "YS9i"
-                                            << "a%2Fb";
+        for (const auto &[name, code, pathCode] :
+            { std::tuple { "base64 of abc", "YWJj", "abc" }, { "decodes to bytes that are not UTF-8", "-_8", "-_8" },
+                { "not base64", "a*b", "a*b" }, { "decodes to a slash", "YS9i", "a%2Fb" } })
+            QTest::newRow(name) << QString(code) << QString(pathCode);
     }
 
     void waitForNewFileDecodesCodes()

@@ -198,7 +198,7 @@ private Q_SLOTS:
                 { QStringLiteral("order"), QStringLiteral("3") } })); // the order as text, not a number
 
         // The service's own error answer has no "url" either: it is handed
-        // on whole, and nothing is raised for the user.
+        // on whole, and nothing is raised for the user (nor below).
         qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
         QVERIFY(server.setFaults(QStringLiteral("api.500json=1")));
         NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
@@ -214,22 +214,17 @@ private Q_SLOTS:
         presign(path, QString(), QVariant(), empty);
         QVERIFY(!empty.success);
         QVERIFY(empty.response.isEmpty());
-    }
 
-    void presignTransportFailureIsReported()
-    {
-        ClosedPort closed; // the service is unreachable
+        // An unreachable service: its transport error is handed on and logged.
+        ClosedPort closed;
         qputenv("TESSLY_API_URL", QStringLiteral("http://127.0.0.1:%1/v1/").arg(closed.port()).toUtf8());
-        const QString path = dir.filePath(QStringLiteral("a.txt"));
-        LogCapture log;
-        NotificationRecorder visible(Notifications::UserVisibleErrorNotification);
-        Presign presigned;
-        presign(path, QString(), QVariant(), presigned);
-        QVERIFY(!presigned.success);
-        QVERIFY(presigned.response.isEmpty());
-        QCOMPARE(presigned.error.code, -1004);
+        Presign unreachable;
+        presign(path, QString(), QVariant(), unreachable);
+        QVERIFY(!unreachable.success);
+        QVERIFY(unreachable.response.isEmpty());
+        QCOMPARE(unreachable.error.code, -1004);
         QVERIFY(log.contains(QStringLiteral("POST→S3 prep failed for %1: %2")
-                                 .arg(QUrl::fromLocalFile(path).toString(), presigned.error.toString())));
+                                 .arg(QUrl::fromLocalFile(path).toString(), unreachable.error.toString())));
         QVERIFY(visible.objects().isEmpty());
     }
 

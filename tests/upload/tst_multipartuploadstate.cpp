@@ -163,26 +163,23 @@ private Q_SLOTS:
         const QByteArray head = "<?xml version=\"1.0\"?><plist "
                                 "version=\"1.0\"><dict><key>$class</key><string>TLMultipartUploadState</string>";
         const QByteArray tail = "</dict></plist>";
-        QTest::newRow("only the class: every key absent") << head + tail << true;
-        QTest::newRow("string for an integer") << head + "<key>partSize</key><string>5</string>" + tail << false;
-        QTest::newRow("negative size") << head + "<key>fileSize</key><integer>-1</integer>" + tail << false;
-        QTest::newRow("huge size") << head + "<key>fileSize</key><integer>18446744073709551615</integer>" + tail
-                                   << true;
-        QTest::newRow("overflowing size")
-            << head + "<key>fileSize</key><integer>18446744073709551616</integer>" + tail << false;
-        QTest::newRow("order as string") << head + "<key>order</key><string>1</string>" + tail << false;
-        QTest::newRow("date as string") << head + "<key>createdAt</key><string>today</string>" + tail << false;
-        QTest::newRow("bad date") << head + "<key>createdAt</key><date>yesterday</date>" + tail << false;
-        QTest::newRow("integer for a string") << head + "<key>uploadId</key><integer>7</integer>" + tail << false;
-        QTest::newRow("parts not an array") << head + "<key>parts</key><dict/>" + tail << false;
-        QTest::newRow("a string among parts")
-            << head + "<key>parts</key><array><string>x</string></array>" + tail << false;
-        QTest::newRow("a part of another class")
-            << head + "<key>parts</key><array><dict><key>$class</key><string>NSObject</string></dict></array>" + tail
-            << false;
-        QTest::newRow("a bare part") << head
-                + "<key>parts</key><array><dict><key>$class</key><string>TLMultipartUploadPart</string></dict></array>"
-                + tail << true;
+        const auto row = [&](const char *name, const QByteArray &keys, bool accepted) {
+            QTest::newRow(name) << head + keys + tail << accepted;
+        };
+        row("only the class: every key absent", "", true);
+        row("string for an integer", "<key>partSize</key><string>5</string>", false);
+        row("negative size", "<key>fileSize</key><integer>-1</integer>", false);
+        row("huge size", "<key>fileSize</key><integer>18446744073709551615</integer>", true);
+        row("overflowing size", "<key>fileSize</key><integer>18446744073709551616</integer>", false);
+        row("order as string", "<key>order</key><string>1</string>", false);
+        row("date as string", "<key>createdAt</key><string>today</string>", false);
+        row("bad date", "<key>createdAt</key><date>yesterday</date>", false);
+        row("integer for a string", "<key>uploadId</key><integer>7</integer>", false);
+        row("parts not an array", "<key>parts</key><dict/>", false);
+        row("a string among parts", "<key>parts</key><array><string>x</string></array>", false);
+        const QByteArray part = "<key>parts</key><array><dict><key>$class</key><string>%1</string></dict></array>";
+        row("a part of another class", QByteArray(part).replace("%1", "NSObject"), false);
+        row("a bare part", QByteArray(part).replace("%1", "TLMultipartUploadPart"), true);
         QTest::newRow("wrong root class")
             << QByteArray("<plist version=\"1.0\"><dict><key>$class</key><string>Other</string></dict></plist>")
             << false;

@@ -146,27 +146,22 @@ private Q_SLOTS:
         QTest::addColumn<QString>("extension"); // empty: no image
 
         const QString jpegFile = writeFile("photo & co.jpg", TestFiles::image("JPEG", Qt::red));
+        const QString jpegImg = "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString() + "\">";
         const QString gif = "data:image/gif;base64," + kGif.toBase64();
-        QTest::newRow("remote sources are skipped, never fetched")
-            << "<img src=\"http://127.0.0.1:9/x.png\"><IMG alt=x SRC='" + gif + "'>"
-            << "gif";
+        const auto row = [](const char *name, const QString &html, const QString &extension) {
+            QTest::newRow(name) << html << extension;
+        };
+        row("remote sources are skipped, never fetched",
+            "<img src=\"http://127.0.0.1:9/x.png\"><IMG alt=x SRC='" + gif + "'>", "gif");
         // A page's author chooses the file: it is never read.
-        QTest::newRow("file URL of an existing image is not read")
-            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString() + "\">"
-            << "";
-        QTest::newRow("file URL before a data URL")
-            << "<img src=\"" + QUrl::fromLocalFile(jpegFile).toString() + "\"><img src=\"" + gif + "\">"
-            << "gif";
-        QTest::newRow("base64 broken over lines")
-            << "<img src=\"data:image/gif;base64," + QString(kGif.toBase64()).insert(8, "\n  ") + "\">"
-            << "gif";
-        QTest::newRow("other image types do not count")
-            << "<img src=\"data:image/svg+xml;utf8,<svg/>\"><img src=\"data:image/webp;base64,UklGRg==\">"
-            << "";
-        QTest::newRow("corrupt base64") << "<img src=\"data:image/png;base64,%%%%\">"
-                                        << "";
-        QTest::newRow("no image") << "<p>data:image/png;base64,AAAA</p>"
-                                  << "";
+        row("file URL of an existing image is not read", jpegImg, "");
+        row("file URL before a data URL", jpegImg + "<img src=\"" + gif + "\">", "gif");
+        row("base64 broken over lines",
+            "<img src=\"data:image/gif;base64," + QString(kGif.toBase64()).insert(8, "\n  ") + "\">", "gif");
+        row("other image types do not count",
+            "<img src=\"data:image/svg+xml;utf8,<svg/>\"><img src=\"data:image/webp;base64,UklGRg==\">", "");
+        row("corrupt base64", "<img src=\"data:image/png;base64,%%%%\">", "");
+        row("no image", "<p>data:image/png;base64,AAAA</p>", "");
     }
 
     void webPageImages()
@@ -191,26 +186,22 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("name"); // empty: the dated default
 
-        QTest::newRow("first image URL in order")
-            << "text/uri-list" << QByteArray("# comment\r\nhttps://e.com/readme.txt\r\nhttps://e.com/a.gif\r\n")
-            << "a.gif";
-        QTest::newRow("jpeg does not match") << "text/uri-list" << QByteArray("https://example.com/photo.jpeg") << "";
-        QTest::newRow("extension case matters") << "text/uri-list" << QByteArray("https://example.com/PHOTO.JPG") << "";
-        QTest::newRow("percent-decoded") << "text/uri-list" << QByteArray("https://e.com/my%20cat%C3%A9.png")
-                                         << "my caté.png";
-        QTest::newRow("encoded slash stays encoded")
-            << "text/uri-list" << QByteArray("https://e.com/a%2F..%2Fb.png") << "a%2F..%2Fb.png";
-        QTest::newRow("hidden name is no name") << "text/uri-list" << QByteArray("https://e.com/.png?x=1") << "";
-        QTest::newRow("too long for a file name")
-            << "text/uri-list" << QByteArray("https://e.com/" + QByteArray(300, 'a') + ".png") << "";
-        QTest::newRow("Firefox x-moz-url in UTF-16")
-            << "text/x-moz-url" << QByteArray(reinterpret_cast<const char *>(u"https://e.com/dog.jpg\nA dog"), 2 * 27)
-            << "dog.jpg";
-        QTest::newRow("Chromium img source")
-            << "text/html" << QByteArray("<meta charset='utf-8'><img src=\"https://e.com/p/owl.gif?s=1&amp;t=2\"/>")
-            << "owl.gif";
-        QTest::newRow("data URL is not a name")
-            << "text/uri-list" << QByteArray("data:image/png;base64,iVBORw0KGgo/AAAA.png") << "";
+        const auto row
+            = [](const char *name, const QByteArray &body, const QString &fileName,
+                  const QString &type = "text/uri-list") { QTest::newRow(name) << type << body << fileName; };
+        row("first image URL in order", "# comment\r\nhttps://e.com/readme.txt\r\nhttps://e.com/a.gif\r\n", "a.gif");
+        row("jpeg does not match", "https://example.com/photo.jpeg", "");
+        row("extension case matters", "https://example.com/PHOTO.JPG", "");
+        row("percent-decoded", "https://e.com/my%20cat%C3%A9.png", "my caté.png");
+        row("encoded slash stays encoded", "https://e.com/a%2F..%2Fb.png", "a%2F..%2Fb.png");
+        row("hidden name is no name", "https://e.com/.png?x=1", "");
+        row("too long for a file name", "https://e.com/" + QByteArray(300, 'a') + ".png", "");
+        row("Firefox x-moz-url in UTF-16",
+            QByteArray(reinterpret_cast<const char *>(u"https://e.com/dog.jpg\nA dog"), 2 * 27), "dog.jpg",
+            "text/x-moz-url");
+        row("Chromium img source", "<meta charset='utf-8'><img src=\"https://e.com/p/owl.gif?s=1&amp;t=2\"/>",
+            "owl.gif", "text/html");
+        row("data URL is not a name", "data:image/png;base64,iVBORw0KGgo/AAAA.png", "");
     }
 
     void fileNames()
@@ -235,15 +226,15 @@ private Q_SLOTS:
 
         const QString doc
             = QUrl::fromLocalFile(writeFile("Quarterly report 100%.pdf", "%PDF-1.4 body")).toString(QUrl::FullyEncoded);
-        QTest::newRow("uri list of one file") << "text/uri-list" << doc + "\r\n" << true;
-        QTest::newRow("KDE") << "application/x-kde4-urilist" << doc << true;
-        QTest::newRow("GNOME copied files") << "x-special/gnome-copied-files"
-                                            << "copy\n" + doc << true;
-        QTest::newRow("remote file") << "text/uri-list"
-                                     << "https://example.com/report.pdf" << false;
-        QTest::newRow("folder") << "text/uri-list" << QUrl::fromLocalFile(m_files.path()).toString() << false;
-        QTest::newRow("missing file") << "text/uri-list"
-                                      << "file:///nonexistent/report.pdf" << false;
+        const auto row = [](const char *name, const QString &type, const QString &body, bool copied) {
+            QTest::newRow(name) << type << body << copied;
+        };
+        row("uri list of one file", "text/uri-list", doc + "\r\n", true);
+        row("KDE", "application/x-kde4-urilist", doc, true);
+        row("GNOME copied files", "x-special/gnome-copied-files", "copy\n" + doc, true);
+        row("remote file", "text/uri-list", "https://example.com/report.pdf", false);
+        row("folder", "text/uri-list", QUrl::fromLocalFile(m_files.path()).toString(), false);
+        row("missing file", "text/uri-list", "file:///nonexistent/report.pdf", false);
     }
 
     void fileByReference()

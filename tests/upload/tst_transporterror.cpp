@@ -82,16 +82,17 @@ private Q_SLOTS:
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("message");
-        const QString connectionFailed
-            = QStringLiteral("Could not connect to the server. Please check your connection.");
-        QTest::newRow("closed port") << "closed" << -1004 << "Connection failed" << connectionFailed;
-        QTest::newRow("unresolvable name") << "dns" << -1003 << "DNS error"
-                                           << "Could not connect to remote host";
-        QTest::newRow("peer hangs up") << "drop" << -1005 << "Connection failed" << connectionFailed;
-        QTest::newRow("peer never answers") << "silent" << -1001 << "Network error"
-                                            << "The request timed out.";
-        QTest::newRow("TLS to a plain port") << "tls-plain" << -1200 << "Connection failed" << connectionFailed;
-        QTest::newRow("self-signed certificate") << "self-signed" << -1202 << "Connection failed" << connectionFailed;
+        const auto row
+            = [](const char *name, const QString &cause, int code, const QString &title = "Connection failed",
+                  const QString &message = "Could not connect to the server. Please check your connection.") {
+                  QTest::newRow(name) << cause << code << title << message;
+              };
+        row("closed port", "closed", -1004);
+        row("unresolvable name", "dns", -1003, "DNS error", "Could not connect to remote host");
+        row("peer hangs up", "drop", -1005);
+        row("peer never answers", "silent", -1001, "Network error", "The request timed out.");
+        row("TLS to a plain port", "tls-plain", -1200);
+        row("self-signed certificate", "self-signed", -1202);
     }
 
     void realCausesMapToTheirRows()
