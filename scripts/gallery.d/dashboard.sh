@@ -1,19 +1,23 @@
 # The dashboard panel under the tray icon: each tab with its rows (a
 # document seeded for the documents tab), the "Link copied" toast, the upload
-# strip uploading and failed (a record left on disk by a killed app), and
-# signed out.
+# strip uploading and failed (a record left on disk by a killed app), a file
+# dragged over it from another window, the record tile as "Stop" while a
+# recording runs, and signed out.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 files=$(mktemp -d)
 app=""
+source=""
 saved_token=$(grep '^token=' "$ini")
 finish() {
   [ -n "$app" ] && kill -9 $app 2>/dev/null
   faults '{"faults":"off"}' || true
   rm -f "$XDG_DATA_HOME"/*/MultipartUploads/*.plist
   grep -q '^token=' "$ini" || sed -i "/^\[General\]/a $saved_token" "$ini"
+  [ -n "$source" ] && { kill $source 2>/dev/null || true; }
   setting selectedMenuSegment 0
+  sed -i '/^kStartDelayKey=/d' "$ini"
   rm -rf "$files"
 }
 trap finish EXIT
@@ -30,6 +34,12 @@ start_app() {
   app=$!
   for _ in $(seq 50); do xdotool search --class trayer >/dev/null 2>&1 && break; sleep 0.1; done
   sleep 2
+}
+# One of the running app's actions by name (a `tessly --action` run with no
+# app to take it would start one).
+action() {
+  kill -0 $app 2>/dev/null || { echo "dashboard: the app has ended" >&2; return 1; }
+  timeout 10 "$TESSLY" --action "$1"
 }
 panel_window() { xdotool search --onlyvisible --name '^Tessly Cloud$' 2>/dev/null | head -n1; }
 open_panel() {
@@ -79,6 +89,52 @@ xdotool key Escape
 kill $app 2>/dev/null || true
 wait $app 2>/dev/null || true
 rm -f "$XDG_DATA_HOME"/*/MultipartUploads/*.plist
+
+# A file dragged from another application's window and held over the panel,
+# opened from its action meanwhile (a press on another application closes
+# an open panel); the drop uploads it.
+start_app
+printf 'Minutes of the design review\n' >"$files/Design review minutes.txt"
+"$BUILD/tests/core/tessly-appgallery" dragsource "$files/Design review minutes.txt" >/dev/null 2>&1 &
+source=$!
+eval "$(xdotool getwindowgeometry --shell "$(wait_for_window Files)")"
+xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) mousedown 1 sleep 0.3 mousemove $((X + WIDTH / 2 + 40)) $((Y + HEIGHT / 2))
+action togglePopover
+sleep 1.5
+eval "$(xdotool getwindowgeometry --shell "$(panel_window)")"
+# (The pointer and the dragged icon below the pad's text.)
+xdotool mousemove $((X + WIDTH / 2 - 40)) $((Y + HEIGHT - 110 * HEIGHT / 580)) sleep 0.3 \
+  mousemove $((X + WIDTH / 2)) $((Y + HEIGHT - 110 * HEIGHT / 580))
+sleep 0.5
+shot_panel drag-over
+xdotool mouseup 1
+sleep 0.5
+xdotool key Escape
+kill $source 2>/dev/null || true
+wait $source 2>/dev/null || true
+source=""
+
+# Recording: the panel opened from its action while the tray icon is the stop
+# control. The area is narrowed first so that its outline stays clear of the
+# panel; the capture controls stay at the bottom centre.
+setting kStartDelayKey 0
+action recordScreen
+sleep 1.5
+read -r screen_w screen_h < <(xdpyinfo | sed -n 's/ *dimensions: *\([0-9]*\)x\([0-9]*\).*/\1 \2/p')
+at() { echo $(($1 * screen_w / 1280)) $(($2 * screen_h / 800)); } # a point on a 1280x800 screen
+xdotool mousemove $(at 940 400) mousedown 1 sleep 0.2 mousemove $(at 840 400) sleep 0.2 mousemove $(at 740 400) \
+  sleep 0.2 mouseup 1
+sleep 0.5
+xdotool mousemove $(at 791 766) click 1
+for _ in $(seq 50); do pgrep -P $app ffmpeg >/dev/null && break; sleep 0.1; done
+sleep 1
+action togglePopover
+sleep 1.5
+shot_panel recording
+action stopRecording
+xdotool key Escape
+kill $app 2>/dev/null || true
+wait $app 2>/dev/null || true
 
 # Signed out.
 sed -i '/^token=/d' "$ini"

@@ -1,6 +1,7 @@
 # Screen recording: framing on the capture panel (window-select, the presets
 # and options menus, the options with GIF chosen, the countdown), the controls while recording, and the
-# webcam bubble in its three sizes.
+# webcam bubble in its three sizes. Then the application itself recording:
+# the tray icon as the stop control, and the message when ffmpeg dies.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 helper="$BUILD/tests/capture/tessly-recordinggallery"
@@ -34,3 +35,46 @@ show recording recording
 show webcam-small webcam 8
 show webcam-medium webcam 9
 show webcam-large webcam 10
+
+kill $window 2>/dev/null || true
+wait $window 2>/dev/null || true
+
+# The application records for real (ffmpeg grabbing the screen) from its
+# "Record" action, with no countdown; the capture controls sit at the bottom
+# centre of the 1280x800 screen (scaled on the 2x one).
+app=""
+finish() {
+  if [ -n "$app" ]; then
+    kill $app 2>/dev/null || true
+    wait $app 2>/dev/null || true
+  fi
+  sed -i '/^kStartDelayKey=/d' "$ini"
+}
+trap finish EXIT
+setting kStartDelayKey 0
+"$TESSLY" >/dev/null 2>&1 &
+app=$!
+for _ in $(seq 50); do xdotool search --class trayer >/dev/null 2>&1 && break; sleep 0.1; done
+sleep 2
+timeout 10 "$TESSLY" --action recordScreen
+sleep 1.5
+read -r screen_w screen_h < <(xdpyinfo | sed -n 's/ *dimensions: *\([0-9]*\)x\([0-9]*\).*/\1 \2/p')
+xdotool mousemove $((791 * screen_w / 1280)) $((766 * screen_h / 800)) click 1
+ffmpeg=""
+for _ in $(seq 50); do ffmpeg=$(pgrep -P $app ffmpeg) && break; sleep 0.1; done
+[ -n "$ffmpeg" ] || { echo "recording: the recording did not start" >&2; exit 1; }
+xdotool mousemove $((screen_w / 2)) $((screen_h / 3)) # off the tray, no hover
+sleep 1.5
+# The panels' corner: the top right.
+corner() {
+  local w=$((screen_w / 3)) h=$((screen_h / 4))
+  import -window root -crop "${w}x${h}+$((screen_w - w))+0" +repage "$GALLERY_OUT/$GALLERY_PIECE-$1-$GALLERY_LOOK.png"
+}
+corner tray-stop
+shot app-recording
+
+# ffmpeg killed mid-recording: the movie cannot be finished, and the
+# application says so.
+kill -9 $ffmpeg
+sleep 1.5
+corner failed

@@ -75,7 +75,7 @@ void CloudScreenRecorder::recordingStarted()
         m_captureScreen = m_captureWindow->capturePanel()->currentScreen();
     configureStatusItemForRecording();
     showRecordingControlsPanel();
-    m_isRecording = true;
+    setRecording(true);
 }
 
 void CloudScreenRecorder::configureStatusItemForRecording()
@@ -152,7 +152,7 @@ void CloudScreenRecorder::endScreenCapture()
             self->recordingFailed(error);
             return;
         }
-        self->m_isRecording = false;
+        self->setRecording(false);
         // 4., 5.
         processRecording(movie, format, scale, [self](const QUrl &file, const Error &) {
             if (!self)
@@ -214,7 +214,7 @@ void CloudScreenRecorder::cancelScreenCapture()
         m_captureWindow->cancelRecording();
         m_captureWindow = nullptr;
     }
-    m_isRecording = false;
+    setRecording(false);
     finish(false, {});
 }
 
@@ -232,7 +232,7 @@ void CloudScreenRecorder::recordingFailed(const Error &error)
         m_captureWindow->endScreenCapture();
         m_captureWindow = nullptr;
     }
-    m_isRecording = false;
+    setRecording(false);
     const QString message = error.localizedDescription;
     qCWarning(lcCloudScreenRecorder).noquote() << QStringLiteral("Got error while recording %1").arg(error.toString());
     NotificationCenter::defaultCenter().post(notificationName(Notifications::UserVisibleErrorNotification),
@@ -251,6 +251,14 @@ void CloudScreenRecorder::recordingRestarted()
 {
     if (m_controlsPanel)
         m_controlsPanel->resetTimer();
+}
+
+void CloudScreenRecorder::setRecording(bool recording)
+{
+    if (m_isRecording == recording)
+        return;
+    m_isRecording = recording;
+    Q_EMIT recordingChanged(recording);
 }
 
 void CloudScreenRecorder::finish(bool success, const QUrl &file)

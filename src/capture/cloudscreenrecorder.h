@@ -80,7 +80,13 @@ public:
     // posts the ended notification and calls `done`, on the GUI thread.
     static void processRecording(const QUrl &movie, int format, qreal backingScaleFactor, Processed done);
 
+Q_SIGNALS:
+    // From the first frame until the movie is finished, failed or trashed:
+    // the dashboard's record tile is a stop control meanwhile.
+    void recordingChanged(bool recording);
+
 private:
+    void setRecording(bool recording);
     void finish(bool success, const QUrl &file);
 
     RecordingStatusButton *m_statusButton = nullptr;

@@ -249,7 +249,7 @@ void TLCaptureSession::keepOrRemoveMovie(Error *error) const
     }
     if (QFile::exists(m_path) && !QFile::remove(m_path))
         qCWarning(lcCaptureSession).noquote() << QStringLiteral("Error deleting broken movie %1").arg(m_path);
-    error->localizedDescription += QStringLiteral(". Nothing was kept: the movie could not be finished");
+    error->localizedDescription += QStringLiteral(". Nothing was kept, as the movie could not be finished.");
 }
 
 void TLCaptureSession::finish(const Error &error)

@@ -166,6 +166,8 @@ void AppDelegate::applicationDidFinishLaunching()
     m_welcomeWindowController->setUrlOpener([this](const QUrl &url) { openUrl(url); });
     m_screenRecorder = new CloudScreenRecorder(this);
     m_screenRecorder->setStatusButton(m_statusItem);
+    connect(m_screenRecorder, &CloudScreenRecorder::recordingChanged, m_popoverController,
+        &PopoverWindowController::setRecording);
     ScreenGrabber::instance();
     // 9. Later `tessly` runs and the file managers' "Share with Tessly Cloud".
     if (m_singleInstance) {

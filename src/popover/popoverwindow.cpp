@@ -479,7 +479,7 @@ void PopoverWindow::updateEmptyState()
     m_emptyChoose->setVisible(!dragOver && (noun == QLatin1String("file") || noun == QLatin1String("folder")));
     const QColor color = dragOver ? palette().color(QPalette::Highlight) : palette().color(QPalette::PlaceholderText);
     m_emptyIcon->setPixmap(
-        MenuIcons::themed(dragOver ? QStringLiteral("go-down") : QStringLiteral("folder-remote"), color)
+        MenuIcons::themed(dragOver ? QStringLiteral("document-send") : QStringLiteral("folder-remote"), color)
             .pixmap(48, 48));
     m_listPages->setCurrentIndex(empty || dragOver ? 1 : 0);
     m_emptyState->update();

@@ -763,11 +763,14 @@ void PopoverWindowController::performDrop(const QMimeData *data)
             part.setUrls({ url });
             handOver(part);
         }
-        if (data->hasImage() || std::any_of(data->formats().cbegin(), data->formats().cend(), [](const QString &f) {
+        // formats() builds a new list at each call (from the XDND types of
+        // another application's drag): one list, walked once.
+        const QStringList formats = data->formats();
+        if (data->hasImage() || std::any_of(formats.cbegin(), formats.cend(), [](const QString &f) {
                 return f.startsWith(QLatin1String("image/"));
             })) {
             QMimeData picture;
-            for (const QString &format : data->formats()) {
+            for (const QString &format : formats) {
                 if (format.startsWith(QLatin1String("image/")))
                     picture.setData(format, data->data(format));
             }

@@ -4,6 +4,8 @@
 //   tessly-appgallery welcome|processing|error|noprofile
 //   tessly-appgallery icon NAME         the tray icon shows image NAME
 //   tessly-appgallery sheet FILE.png    every tray image, light and dark, 1x and 2x
+//   tessly-appgallery dragsource FILE   another application's window that drags
+//                                       FILE (text/uri-list) when pressed
 //
 // It prints "ready" once the state is on screen and runs until killed.
 #include "appdelegate.h"
@@ -13,6 +15,12 @@
 #include "welcomewindowcontroller.h"
 
 #include <QApplication>
+#include <QDrag>
+#include <QFileInfo>
+#include <QIcon>
+#include <QLabel>
+#include <QMimeData>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QTextStream>
 #include <QTimer>
@@ -21,7 +29,7 @@ namespace {
 
 const QStringList kIcons { QStringLiteral("MenuIcon"), QStringLiteral("MenuIcon-1"), QStringLiteral("MenuIcon-3"),
     QStringLiteral("MenuIcon-5"), QStringLiteral("MenuIcon-7"), QStringLiteral("MenuIcon-9"),
-    QStringLiteral("MenuIcon-Success-Alt"), QStringLiteral("MenuIcon-Error") };
+    QStringLiteral("MenuIcon-Success-Alt"), QStringLiteral("MenuIcon-Error"), QStringLiteral("stop.circle.fill") };
 
 // Rows: a light panel and a dark one; columns: the images at 22 and 44 pixels.
 bool writeSheet(const QString &path)
@@ -45,6 +53,43 @@ bool writeSheet(const QString &path)
     return sheet.save(path);
 }
 
+// A file manager's file, as far as a drop target can tell.
+class DragSource : public QLabel
+{
+public:
+    explicit DragSource(const QString &path)
+        : QLabel(QFileInfo(path).fileName())
+        , m_path(path)
+    {
+        setAlignment(Qt::AlignCenter);
+        setWindowTitle(QStringLiteral("Files"));
+    }
+
+protected:
+    void mousePressEvent(QMouseEvent *) override
+    {
+        auto *data = new QMimeData;
+        data->setUrls({ QUrl::fromLocalFile(m_path) });
+        auto *drag = new QDrag(this);
+        drag->setMimeData(data);
+        // The file's icon under the pointer, as file managers drag it, on a
+        // card of its own: without a compositor the drag window is opaque.
+        QPixmap card(52, 52);
+        card.fill(palette().color(QPalette::Base));
+        QPainter painter(&card);
+        painter.setPen(palette().color(QPalette::Mid));
+        painter.drawRect(card.rect().adjusted(0, 0, -1, -1));
+        painter.drawPixmap(2, 2, QIcon::fromTheme(QStringLiteral("text-x-generic")).pixmap(48, 48));
+        painter.end();
+        drag->setPixmap(card);
+        drag->setHotSpot(QPoint(26, 26));
+        drag->exec(Qt::CopyAction);
+    }
+
+private:
+    QString m_path;
+};
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -55,6 +100,13 @@ int main(int argc, char *argv[])
     const QString state = args.value(0);
     if (state == QLatin1String("sheet"))
         return writeSheet(args.value(1)) ? 0 : 1;
+    if (state == QLatin1String("dragsource")) {
+        DragSource source(QFileInfo(args.value(1)).absoluteFilePath());
+        source.resize(220, 120);
+        source.show();
+        QTextStream(stdout) << "ready" << Qt::endl;
+        return app.exec();
+    }
 
     AppDelegate delegate;
     delegate.setUrlOpener([](const QUrl &) {});
