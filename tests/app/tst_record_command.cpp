@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QPainter>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -75,14 +76,36 @@ class TestRecordCommand : public QObject
         return QStringLiteral("%1,%2,%3,%4").arg(g.x()).arg(g.y()).arg(g.width()).arg(g.height());
     }
 
-    void start(QProcess &process, const QStringList &args)
+    // `tessly record ARGS`, or PROGRAM ARGS when one is given.
+    void start(QProcess &process, const QStringList &args, const QString &program = {})
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("TESSLY_API_URL"), m_server.apiUrl());
         env.insert(QStringLiteral("TESSLY_WEB_DOMAIN"), m_server.webDomain());
         env.insert(QStringLiteral("TMPDIR"), m_tmp.path());
         process.setProcessEnvironment(env);
-        process.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"), args);
+        process.start(program.isEmpty() ? tessly() : program, args);
+    }
+
+    static QString tessly() { return qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"); }
+
+    // The pid of the ffmpeg that `process` runs, once it has begun the movie.
+    static QString recordingFfmpeg(const QProcess &process, QString *movie)
+    {
+        QString ffmpeg;
+        const auto child = [&] {
+            ffmpeg = QString::fromLatin1(
+                E2E::runTool("pgrep", { "-P", QString::number(process.processId()), "ffmpeg" }).trimmed());
+            return !ffmpeg.isEmpty();
+        };
+        QFile cmdline;
+        if (!QTest::qWaitFor(child, 10000)
+            || (cmdline.setFileName(QStringLiteral("/proc/%1/cmdline").arg(ffmpeg)),
+                !cmdline.open(QIODevice::ReadOnly)))
+            return {};
+        *movie = QString::fromLocal8Bit(cmdline.readAll().chopped(1).split('\0').last());
+        const bool begun = QTest::qWaitFor([&] { return QFileInfo::exists(*movie); }, 10000); // the first frame
+        return begun ? ffmpeg : QString();
     }
 
     Run run(const QStringList &args)
@@ -195,16 +218,9 @@ private Q_SLOTS:
         QProcess process;
         start(process, { "record", "--region", region(), "--gif" });
         QVERIFY(process.waitForStarted());
-        QString ffmpeg;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            !(ffmpeg = QString::fromLatin1(
-                  E2E::runTool("pgrep", { "-P", QString::number(process.processId()), "ffmpeg" }).trimmed()))
-                 .isEmpty(),
-            10000);
-        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(ffmpeg));
-        QVERIFY(cmdline.open(QIODevice::ReadOnly));
-        const QString movie = QString::fromLocal8Bit(cmdline.readAll().chopped(1).split('\0').last());
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(movie), 10000); // the first frame
+        QString movie;
+        const QString ffmpeg = recordingFfmpeg(process, &movie);
+        QVERIFY(!ffmpeg.isEmpty());
         QTest::qWait(1000);
         QString errors;
         if (ffmpegSignal) {
@@ -247,6 +263,44 @@ private Q_SLOTS:
         QCOMPARE(r.status, 2);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QVERIFY(r.out.isEmpty());
+    }
+
+    // The disk filling up as the movie's end is written (a file size limit
+    // fails ffmpeg's writes the same way, and ffmpeg still ends with 0), then
+    // the sound server going away mid-recording (its socket module unloaded:
+    // the harness's own server, not used after this): a clear line each; a
+    // movie that cannot be finished is neither uploaded nor left behind, one
+    // that lost its sound goes up with the rest.
+    void diskFullThenSoundServerGone()
+    {
+        // A still part of the screen makes a movie of a few KiB: only its
+        // index is left to fail.
+        QProcess full;
+        start(full,
+            { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$0\" \"$@\"", tessly(), "record", "--region", "700,450,320,240",
+                "--duration", "2", "--no-audio" },
+            QStringLiteral("bash"));
+        QCOMPARE(E2E::waitResponsively(full, 60000), 1);
+        const QString errors = QString::fromUtf8(full.readAllStandardError());
+        QVERIFY2(
+            errors.contains(QStringLiteral("File too large")) && errors.contains(QStringLiteral("Nothing was kept")),
+            qPrintable(errors));
+        QVERIFY(full.readAllStandardOutput().isEmpty());
+        const QRegularExpressionMatch written
+            = QRegularExpression(QStringLiteral("Error closing file (.*\\.mov): ")).match(errors);
+        QVERIFY2(written.hasMatch() && !QFileInfo::exists(written.captured(1)), qPrintable(errors));
+
+        QProcess process;
+        start(process, { "record", "--region", region(), "--duration", "3" });
+        QString movie;
+        QVERIFY(!recordingFfmpeg(process, &movie).isEmpty());
+        int unloaded = -1;
+        E2E::runTool("pactl", { "unload-module", "module-native-protocol-unix" }, &unloaded);
+        QCOMPARE(unloaded, 0);
+        QCOMPARE(E2E::waitResponsively(process, 90000), 0);
+        const QString said = QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(said.contains(QStringLiteral("The sound stopped (")), qPrintable(said));
+        QVERIFY(process.readAllStandardOutput().startsWith("http"));
     }
 };
 
