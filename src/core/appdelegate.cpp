@@ -168,6 +168,9 @@ void AppDelegate::applicationDidFinishLaunching()
     m_screenRecorder->setStatusButton(m_statusItem);
     connect(m_screenRecorder, &CloudScreenRecorder::recordingChanged, m_popoverController,
         &PopoverWindowController::setRecording);
+    connect(m_screenRecorder, &CloudScreenRecorder::recordingChanged, m_statusMenu, &StatusMenu::setRecording);
+    connect(
+        m_statusMenu, &StatusMenu::stopRecordingRequested, m_screenRecorder, &CloudScreenRecorder::endScreenCapture);
     ScreenGrabber::instance();
     // 9. Later `tessly` runs and the file managers' "Share with Tessly Cloud".
     if (m_singleInstance) {

@@ -116,12 +116,16 @@ void StatusMenu::setup()
 
     m_recordingStatusItem = addAction(MenuIcons::themed(QStringLiteral("media-playback-stop"), iconColor),
         QStringLiteral("Stop recording"), &ScreenGrabber::instance(), &ScreenGrabber::endRecording);
+    connect(m_recordingStatusItem, &QAction::triggered, this, [this] {
+        if (m_recording)
+            Q_EMIT stopRecordingRequested();
+    });
     m_recordingStatusItem->setData(RecordingStatusTag);
     m_recordingStatusItem->setVisible(false);
     m_uploadStatusItems << m_recordingStatusItem;
     if (m_encoding)
         onEncodingDidStart();
-    else if (ScreenGrabber::instance().isRecording())
+    else if (m_recording || ScreenGrabber::instance().isRecording())
         onRecordingDidStart();
 
     addCommand(QStringLiteral("Upload selected file"), UploadSelectionTag, "uploadSelection",
@@ -453,6 +457,15 @@ void StatusMenu::login()
 void StatusMenu::createAccount()
 {
     QDesktopServices::openUrl(WebPage::url(QStringLiteral("/get-started")));
+}
+
+void StatusMenu::setRecording(bool recording)
+{
+    m_recording = recording;
+    if (recording)
+        onRecordingDidStart();
+    else if (!ScreenGrabber::instance().isRecording())
+        onRecordingDidStop();
 }
 
 void StatusMenu::onRecordingDidStart()

@@ -88,7 +88,13 @@ public:
     QVariantList cachedFolders() const { return m_cachedFolders; }
     QVariantList cachedLinks() const { return m_cachedLinks; }
 
+    // The application's own recorder runs: "Stop recording" shows, and
+    // choosing it asks for the stop (the capture tool's recordings are
+    // followed through their notifications).
+    void setRecording(bool recording);
+
 Q_SIGNALS:
+    void stopRecordingRequested();
     // The rows of a list were rebuilt (not emitted when a reload found the
     // same items).
     void itemsDisplayed();
@@ -109,6 +115,7 @@ private:
     void onEncodingDidStop();
 
     QPointer<QObject> m_target;
+    bool m_recording = false; // the application's recorder
     QList<QAction *> m_fileItems;
     QList<QAction *> m_uploadStatusItems;
     QPointer<QAction> m_uploadClipboardItem;

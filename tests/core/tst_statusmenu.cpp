@@ -157,6 +157,16 @@ private Q_SLOTS:
         QCOMPARE(layout, expected);
         QVERIFY(!menu.uploadingStatusItem()->isVisible());
         QVERIFY(!menu.recordingStatusItem()->isVisible());
+        // While the application records, "Stop recording" shows (also in a
+        // menu built meanwhile) and asks for the stop.
+        QSignalSpy stops(&menu, &StatusMenu::stopRecordingRequested);
+        menu.setRecording(true);
+        menu.setup();
+        QVERIFY(menu.recordingStatusItem()->isVisible());
+        menu.recordingStatusItem()->trigger();
+        QCOMPARE(stops.size(), 1);
+        menu.setRecording(false);
+        QVERIFY(!menu.recordingStatusItem()->isVisible());
 
         // Shortcuts show the Linux way; a cleared one shows none.
         QCOMPARE(menu.itemWithTag(3)->text(), QStringLiteral("Share Screenshot\tCtrl+Shift+4"));
