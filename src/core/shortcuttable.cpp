@@ -88,12 +88,15 @@ QList<ShortcutTable::Outcome> ShortcutTable::subscribe(GlobalShortcutMonitor &mo
                                .arg(shortcut.modifiers().toInt()));
         QPointer<QObject> receiver(target);
         const char *action = row.action;
-        outcome.registration = monitor.addAction(shortcut.keyCombination(), [receiver, action, screenshot] {
-            if (screenshot)
-                qCInfo(lcShortcutTable).noquote() << "Screenshot Action!";
-            if (receiver)
-                QMetaObject::invokeMethod(receiver, action);
-        });
+        outcome.registration = monitor.addAction(
+            shortcut.keyCombination(),
+            [receiver, action, screenshot] {
+                if (screenshot)
+                    qCInfo(lcShortcutTable).noquote() << "Screenshot Action!";
+                if (receiver)
+                    QMetaObject::invokeMethod(receiver, action);
+            },
+            QString::fromLatin1(action), QString::fromUtf8(row.title));
         using Registration = GlobalShortcutMonitor::Registration;
         if (outcome.registration == Registration::SameKey) {
             outcome.problem = QStringLiteral("on the same key as an earlier shortcut");

@@ -7,6 +7,7 @@ Q_LOGGING_CATEGORY(lcGlobalShortcutMonitor, "tessly.platform.globalshortcutmonit
 
 std::unique_ptr<GlobalShortcutMonitor> createNativeGlobalShortcutMonitor(); // null when the build's backend cannot run
 std::unique_ptr<GlobalShortcutMonitor> createNullGlobalShortcutMonitor(const QString &reason);
+std::unique_ptr<GlobalShortcutMonitor> createPortalGlobalShortcutMonitor(); // null when the desktop offers none
 
 std::unique_ptr<GlobalShortcutMonitor> GlobalShortcutMonitor::create(const QString &backend)
 {
@@ -19,10 +20,13 @@ std::unique_ptr<GlobalShortcutMonitor> GlobalShortcutMonitor::create(const QStri
             return monitor;
     }
     const QString platform = QGuiApplication::platformName();
-    if (backend == QLatin1String("wayland") || platform.startsWith(QLatin1String("wayland")))
+    if (backend == QLatin1String("wayland") || platform.startsWith(QLatin1String("wayland"))) {
+        if (auto monitor = createPortalGlobalShortcutMonitor())
+            return monitor;
         return createNullGlobalShortcutMonitor(QStringLiteral(
             "Tessly Cloud sets global shortcuts only in an X11 session, not on Wayland. Your shortcuts are kept "
             "and work when you sign in to an X11 session."));
+    }
     return createNullGlobalShortcutMonitor(QStringLiteral("Global shortcuts need an X11 display."));
 }
 
@@ -34,7 +38,7 @@ GlobalShortcutMonitor &GlobalShortcutMonitor::sharedMonitor()
 }
 
 GlobalShortcutMonitor::Registration GlobalShortcutMonitor::addAction(
-    QKeyCombination shortcut, std::function<void()> handler)
+    QKeyCombination shortcut, std::function<void()> handler, const QString &id, const QString &description)
 {
     for (const Action &action : std::as_const(m_actions)) {
         if (action.shortcut == shortcut)
@@ -42,7 +46,7 @@ GlobalShortcutMonitor::Registration GlobalShortcutMonitor::addAction(
     }
     m_actions.removeIf([&](const Action &action) { return action.shortcut == shortcut; });
     const Registration registration = m_paused ? Registration::Registered : grab(shortcut);
-    m_actions.append({ shortcut, std::move(handler), registration });
+    m_actions.append({ shortcut, std::move(handler), registration, id, description });
     qCDebug(lcGlobalShortcutMonitor) << shortcut << registration;
     Q_EMIT registrationsChanged();
     return registration;
@@ -80,6 +84,22 @@ GlobalShortcutMonitor::Registration GlobalShortcutMonitor::registration(QKeyComb
             return action.registration;
     }
     return Registration::Unavailable;
+}
+
+QList<GlobalShortcutMonitor::NamedAction> GlobalShortcutMonitor::namedActions() const
+{
+    QList<NamedAction> named;
+    for (const Action &action : m_actions)
+        named.append({ action.shortcut, action.id, action.description });
+    return named;
+}
+
+void GlobalShortcutMonitor::setRegistration(QKeyCombination shortcut, Registration registration)
+{
+    for (Action &action : m_actions) {
+        if (action.shortcut == shortcut)
+            action.registration = registration;
+    }
 }
 
 void GlobalShortcutMonitor::perform(QKeyCombination shortcut)

@@ -11,10 +11,18 @@
 // goes down, whichever window has the keyboard focus.
 //
 // sharedMonitor() picks the backend once per process: X11 grabs the keys on
-// the root window of the Qt application's display; elsewhere (Wayland, no
-// display, TESSLY_PLATFORM_BACKEND=null) the null backend registers nothing
-// and says why in unavailableReason(); TESSLY_PLATFORM_BACKEND=wayland acts
-// as in a Wayland session. Everything runs on the GUI thread.
+// the root window of the Qt application's display; a Wayland session uses the
+// desktop portal's GlobalShortcuts where the desktop offers it; elsewhere (a
+// desktop without it, no display, TESSLY_PLATFORM_BACKEND=null) the null
+// backend registers nothing and says why in unavailableReason();
+// TESSLY_PLATFORM_BACKEND=wayland acts as in a Wayland session. Everything
+// runs on the GUI thread.
+//
+// The portal binds the whole set at once and answers later, possibly after
+// asking the user: addAction() there says Registered while the answer is
+// pending; when it comes, a refused set turns Unavailable (and
+// unavailableReason() says so), a shortcut the desktop gave no keys turns
+// Taken, and registrationsChanged() is emitted.
 class GlobalShortcutMonitor : public QObject
 {
     Q_OBJECT
@@ -44,8 +52,11 @@ public:
     }
 
     // Adds a handler for the combination's key-down; it runs queued on the
-    // GUI thread, never inside the event that announced the key.
-    Registration addAction(QKeyCombination shortcut, std::function<void()> handler);
+    // GUI thread, never inside the event that announced the key. The id
+    // (the same whatever the combination) and the description name the
+    // action where the desktop lists an application's shortcuts.
+    Registration addAction(QKeyCombination shortcut, std::function<void()> handler, const QString &id = {},
+        const QString &description = {});
     void removeAllActions();
 
     // While paused no combination is held, so a shortcut recorder sees
@@ -72,12 +83,26 @@ protected:
     // is grabbed again.
     void regrabAll();
 
+    struct NamedAction
+    {
+        QKeyCombination shortcut;
+        QString id;
+        QString description;
+    };
+    // For backends: the actions in the order they were added, paused or not.
+    QList<NamedAction> namedActions() const;
+    // For backends that learn later what became of a combination; the
+    // caller emits registrationsChanged() once it has set them all.
+    void setRegistration(QKeyCombination shortcut, Registration registration);
+
 private:
     struct Action
     {
         QKeyCombination shortcut;
         std::function<void()> handler;
         Registration registration;
+        QString id;
+        QString description;
     };
     QList<Action> m_actions;
     bool m_paused = false;

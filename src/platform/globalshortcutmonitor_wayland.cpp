@@ -1,8 +1,9 @@
 // Wayland compositors keep the keyboard to themselves; the only way in is the
-// desktop portal's GlobalShortcuts interface, which of the portal backends
-// Debian 12 ships only KDE's offers (through KWin). This build does not use
-// it yet: the null backend serves, the settings window says so, and the
-// shortcuts stay stored for an X11 session.
+// desktop portal's GlobalShortcuts interface, which GlobalShortcutMonitor::create()
+// tries in a Wayland session whichever the build (globalshortcutmonitor_portal.cpp).
+// Nothing else is native here: where the desktop lacks the interface, the
+// null backend serves, the settings window says so, and the shortcuts stay
+// stored.
 #include "globalshortcutmonitor.h"
 
 std::unique_ptr<GlobalShortcutMonitor> createNativeGlobalShortcutMonitor()
