@@ -2,6 +2,7 @@
 
 #include "settingsstore.h"
 
+#include <csignal>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
@@ -12,6 +13,7 @@
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QTimer>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -129,6 +131,8 @@ bool ReferenceServer::restart()
     }
     m_process = std::make_unique<QProcess>();
     m_process->setStandardErrorFile(m_dir->filePath(QStringLiteral("server.log")), QIODevice::Append);
+    // A test that crashes or is killed takes its service with it.
+    m_process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     m_process->start(serverBinary(), serveArguments());
     if (!m_process->waitForStarted(kStartTimeoutMs)) {
         m_error = QStringLiteral("tessly-server did not start: ") + m_process->errorString();
