@@ -2,7 +2,7 @@
 # error panel, the "No Profile Found" alert, and the tray icon's looks.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-helper="$BUILD/tests/core/tessly-appgallery"
+helper="$BUILD/gallery/tessly-appgallery"
 
 # Runs the helper in a state until it says "ready"; leaves its pid in $pid.
 start() {

@@ -95,7 +95,7 @@ rm -f "$XDG_DATA_HOME"/*/MultipartUploads/*.plist
 # an open panel); the drop uploads it.
 start_app
 printf 'Minutes of the design review\n' >"$files/Design review minutes.txt"
-"$BUILD/tests/core/tessly-appgallery" dragsource "$files/Design review minutes.txt" >/dev/null 2>&1 &
+"$BUILD/gallery/tessly-appgallery" dragsource "$files/Design review minutes.txt" >/dev/null 2>&1 &
 source=$!
 eval "$(xdotool getwindowgeometry --shell "$(wait_for_window Files)")"
 xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) mousedown 1 sleep 0.3 mousemove $((X + WIDTH / 2 + 40)) $((Y + HEIGHT / 2))

@@ -2,7 +2,7 @@
 # popover open, and a text being typed.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-demo="$BUILD/tests/markup/markup-gallery"
+demo="$BUILD/gallery/markup-gallery"
 
 show() {
   "$demo" "$1" &

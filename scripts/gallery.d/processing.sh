@@ -2,7 +2,7 @@
 # a GIF, and with a message too long for it.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-demo="$BUILD/tests/postprocess/processingpanel-demo"
+demo="$BUILD/gallery/processingpanel-demo"
 
 show() {
   "$demo" "$2" &

@@ -4,7 +4,7 @@
 # the tray icon as the stop control, and the message when ffmpeg dies.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-helper="$BUILD/tests/capture/tessly-recordinggallery"
+helper="$BUILD/gallery/tessly-recordinggallery"
 
 show() {
   local name=$1 out

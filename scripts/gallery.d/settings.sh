@@ -3,7 +3,7 @@
 # of a Wayland session, and a newer client on offer.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-helper="$BUILD/tests/core/tessly-settingsgallery"
+helper="$BUILD/gallery/tessly-settingsgallery"
 
 show() {
   local out pid
