@@ -23,9 +23,9 @@ std::unique_ptr<GlobalShortcutMonitor> GlobalShortcutMonitor::create(const QStri
     if (backend == QLatin1String("wayland") || platform.startsWith(QLatin1String("wayland"))) {
         if (auto monitor = createPortalGlobalShortcutMonitor())
             return monitor;
-        return createNullGlobalShortcutMonitor(QStringLiteral(
-            "Tessly Cloud sets global shortcuts only in an X11 session, not on Wayland. Your shortcuts are kept "
-            "and work when you sign in to an X11 session."));
+        return createNullGlobalShortcutMonitor(
+            QStringLiteral("This desktop does not let applications set global shortcuts on Wayland. Your shortcuts "
+                           "are kept and work in an X11 session or on a desktop that offers them."));
     }
     return createNullGlobalShortcutMonitor(QStringLiteral("Global shortcuts need an X11 display."));
 }
