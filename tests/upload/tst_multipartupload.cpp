@@ -60,25 +60,11 @@ private:
             });
     }
 
-    // Starts the session and waits for its completion.
-    static Outcome run(const std::shared_ptr<TLMultipartUploadSession> &session, int timeoutMs = 30000)
+    // Starts the session and waits for its completion (QTRY_* needs a void function).
+    static void run(const std::shared_ptr<TLMultipartUploadSession> &session, Outcome &outcome, int timeoutMs = 30000)
     {
-        Outcome outcome;
         start(session, outcome);
-        if (!QTest::qWaitFor([&outcome] { return outcome.done; }, timeoutMs))
-            QTest::qFail("the session never ended", __FILE__, __LINE__);
-        return outcome;
-    }
-
-    static std::shared_ptr<TLMultipartUploadSession> sessionFor(const QString &path, const char *taskId)
-    {
-        return TLMultipartUploadSession::create(
-            QUrl::fromLocalFile(path), QString(), QVariant(), QString::fromLatin1(taskId));
-    }
-
-    QByteArray storedHash(const Outcome &outcome)
-    {
-        return downloadedHash(outcome.response.value(QStringLiteral("code")).toString());
+        QTRY_VERIFY_WITH_TIMEOUT(outcome.done, timeoutMs);
     }
 
     static bool noPartStoredTwice(const QMap<int, int> &stored, int parts)
@@ -240,8 +226,10 @@ private Q_SLOTS:
         NotificationRecorder completed(Notifications::MultipartUploadCompletedNotification);
         NotificationRecorder progress(Notifications::MultipartUploadProgressNotification);
 
-        auto session = sessionFor(path, "77");
-        const Outcome outcome = run(session);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("77"));
+        Outcome outcome;
+        run(session, outcome);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QCOMPARE(session->state(), int(TLMultipartUploadSession::Completed));
         QCOMPARE(session->progress(), 1.0f);
@@ -275,8 +263,10 @@ private Q_SLOTS:
 
         LogCapture log;
         const QString path = TestFiles::random(dir.path(), QStringLiteral("many.bin"), 250 * 1024);
-        auto session = sessionFor(path, "1");
-        const Outcome outcome = run(session);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("1"));
+        Outcome outcome;
+        run(session, outcome);
         qputenv("TESSLY_API_URL", server.apiUrl().toUtf8());
         SettingsStore::instance().setToken(token);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
@@ -303,11 +293,13 @@ private Q_SLOTS:
         const int noEtagBefore = server.injected("put.noetag");
         QVERIFY(server.setFaults(QStringLiteral("put.drop=0.04,put.500=0.03,put.noetag=0.03,seed=7")));
         const QString path = TestFiles::random(dir.path(), QStringLiteral("faulty.bin"), 40 * kPartSize + 5);
-        auto session = sessionFor(path, "2");
-        const Outcome outcome = run(session, 60000);
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("2"));
+        Outcome outcome;
+        run(session, outcome, 60000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
         QVERIFY(server.faultCounters().value(QStringLiteral("putRequests")).toInt() > 41); // faults really happened
-        QCOMPARE(storedHash(outcome), TestFiles::sha256(path));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
 
         // A part is stored again only when its answer lacked the ETag, so the
         // client could not know it had arrived.
@@ -322,7 +314,8 @@ private Q_SLOTS:
         LogCapture log;
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
         const QString path = TestFiles::random(dir.path(), QStringLiteral("paused.bin"), 10 * kPartSize);
-        auto session = sessionFor(path, "3");
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("3"));
         Outcome outcome;
         start(session, outcome);
         QTRY_COMPARE_WITH_TIMEOUT(server.partPutCounts(session->uploadId()).size(), 4, 10000); // four stalled in flight
@@ -345,7 +338,7 @@ private Q_SLOTS:
         QVERIFY(session->state() != TLMultipartUploadSession::Paused);
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
-        QCOMPARE(storedHash(outcome), TestFiles::sha256(path));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
     }
 
     void abortTellsTheServiceAndForgetsTheRecord()
@@ -353,7 +346,8 @@ private Q_SLOTS:
         LogCapture log;
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1,stall-ms=20000")));
         const QString path = TestFiles::random(dir.path(), QStringLiteral("aborted.bin"), 6 * kPartSize);
-        auto session = sessionFor(path, "6");
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("6"));
         Outcome outcome;
         start(session, outcome);
         QTRY_VERIFY_WITH_TIMEOUT(!server.partPutCounts(session->uploadId()).isEmpty(), 10000);
@@ -372,7 +366,8 @@ private Q_SLOTS:
         NotificationRecorder failures(Notifications::MultipartUploadFailedNotification);
         auto session = TLMultipartUploadSession::create(
             QUrl::fromLocalFile(dir.filePath(QStringLiteral("gone.bin"))), QString(), QVariant(), QStringLiteral("8"));
-        const Outcome outcome = run(session);
+        Outcome outcome;
+        run(session, outcome);
         QVERIFY(!outcome.success);
         QVERIFY(!outcome.error.isNull());
         QCOMPARE(session->state(), int(TLMultipartUploadSession::Failed));
@@ -390,9 +385,11 @@ private Q_SLOTS:
     {
         QVERIFY(server.setFaults(QStringLiteral("put.500=1,put.only=parts")));
         const QString path = TestFiles::random(dir.path(), QStringLiteral("refused.bin"), kPartSize + 10);
-        auto session = sessionFor(path, "9");
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("9"));
+        Outcome outcome;
         LogCapture log;
-        const Outcome outcome = run(session);
+        run(session, outcome);
         QVERIFY(!outcome.success);
         QCOMPARE(outcome.error.localizedDescription, QStringLiteral("Part 1 failed after max retries"));
         // The third failure is the last: no "retrying (3/3)".
@@ -410,7 +407,8 @@ private Q_SLOTS:
     void pauseAndResumeDuringInitiate()
     {
         const QString path = TestFiles::random(dir.path(), QStringLiteral("early.bin"), 3 * kPartSize);
-        auto session = sessionFor(path, "10");
+        auto session
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("10"));
         Outcome outcome;
         start(session, outcome);
         session->pause();
@@ -418,7 +416,7 @@ private Q_SLOTS:
         session->resume();
         QTRY_VERIFY_WITH_TIMEOUT(outcome.done, 30000);
         QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
-        QCOMPARE(storedHash(outcome), TestFiles::sha256(path));
+        QCOMPARE(downloadedHash(outcome.response.value(QStringLiteral("code")).toString()), TestFiles::sha256(path));
     }
 
     // Parts sent before a change hold the old bytes: the upload must never
@@ -447,7 +445,8 @@ private Q_SLOTS:
         QFETCH(QString, log);
         const QString path = TestFiles::random(dir.path(), QStringLiteral("changing.bin"), 20 * kPartSize);
         QVERIFY(server.setFaults(QStringLiteral("put.stall=1/2,stall-ms=20000")));
-        auto first = sessionFor(path, "11");
+        auto first
+            = TLMultipartUploadSession::create(QUrl::fromLocalFile(path), QString(), QVariant(), QStringLiteral("11"));
         Outcome firstOutcome;
         start(first, firstOutcome);
         QTRY_VERIFY_WITH_TIMEOUT(first->currentState() && first->currentState()->completedParts().size() >= 3, 10000);
@@ -482,7 +481,8 @@ private Q_SLOTS:
             QVERIFY(record);
             if (change == QLatin1String("delete")) // a new file under the old name, as long as the old one
                 TestFiles::random(dir.path(), QStringLiteral("changing.bin"), 20 * kPartSize);
-            const Outcome outcome = run(TLMultipartUploadSession::create(record, QStringLiteral("12")));
+            Outcome outcome;
+            run(TLMultipartUploadSession::create(record, QStringLiteral("12")), outcome);
             QVERIFY2(outcome.success, qPrintable(outcome.error.toString()));
             const QString code = outcome.response.value(QStringLiteral("code")).toString();
             QCOMPARE(downloadedHash(code), TestFiles::sha256(path));
@@ -515,19 +515,20 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("fileSize");
         QTest::addColumn<QString>("error");
         QTest::addColumn<QByteArrayList>("requests");
-        const auto row = [](const char *name, const QByteArray &partSize, qint64 fileSize, const char *error,
-                             const QByteArray &last = "/v1/files/alice/abort") {
-            QTest::newRow(name) << R"({"uploadId": "u-hostile", "key": "k")" + partSize + "}" << fileSize
-                                << QString::fromUtf8(error) << QByteArrayList { "/v1/files/alice", last };
-        };
-        row("part size 1 for 60 MiB", R"(, "partSize": 1)", qint64(60) << 20, "The service asked for parts of 1 bytes");
-        row("part size 0", R"(, "partSize": 0)", qint64(60) << 20, "The service asked for parts of 0 bytes");
-        row("below 5 MiB", R"(, "partSize": 5242879)", qint64(6) << 20, "The service asked for parts of 5242879 bytes");
-        row("over 10,000 parts", R"(, "partSize": 5242880)", qint64(5242880) * 10001,
-            "The service asked for parts of 5242880 bytes");
-        row("over 5 GiB a part", R"(, "partSize": 6442450944)", qint64(7) << 30,
-            "The service asked for parts of 6442450944 bytes");
-        row("no partSize: 5 MiB", "", qint64(6) << 20, "Missing parts in response", "/v1/files/alice/parts");
+        const QByteArrayList refused { "/v1/files/alice", "/v1/files/alice/abort" };
+        const QByteArray id = R"("uploadId": "u-hostile", "key": "k")";
+        QTest::newRow("part size 1 for 60 MiB") << "{" + id + R"(, "partSize": 1})" << (qint64(60) << 20)
+                                                << "The service asked for parts of 1 bytes" << refused;
+        QTest::newRow("part size 0") << "{" + id + R"(, "partSize": 0})" << (qint64(60) << 20)
+                                     << "The service asked for parts of 0 bytes" << refused;
+        QTest::newRow("below 5 MiB") << "{" + id + R"(, "partSize": 5242879})" << (qint64(6) << 20)
+                                     << "The service asked for parts of 5242879 bytes" << refused;
+        QTest::newRow("over 10,000 parts") << "{" + id + R"(, "partSize": 5242880})" << qint64(5242880) * 10001
+                                           << "The service asked for parts of 5242880 bytes" << refused;
+        QTest::newRow("over 5 GiB a part") << "{" + id + R"(, "partSize": 6442450944})" << (qint64(7) << 30)
+                                           << "The service asked for parts of 6442450944 bytes" << refused;
+        QTest::newRow("no partSize: 5 MiB") << "{" + id + "}" << (qint64(6) << 20) << "Missing parts in response"
+                                            << QByteArrayList { "/v1/files/alice", "/v1/files/alice/parts" };
     }
 
     void initiateAnswersAreChecked()
@@ -549,7 +550,8 @@ private Q_SLOTS:
         file.close();
         auto session = TLMultipartUploadSession::create(
             QUrl::fromLocalFile(file.fileName()), QString(), QVariant(), QStringLiteral("13"));
-        const Outcome outcome = run(session);
+        Outcome outcome;
+        run(session, outcome);
         client.setMinimumPartSize(1024);
         qputenv("TESSLY_API_URL", saved);
 
