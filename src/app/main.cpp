@@ -31,7 +31,9 @@ bool isHandedOver(const QStringList &args)
 
 } // namespace
 
-int main(int argc, char *argv[])
+// The application proper; the `tessly` executable loads it when the running
+// instance cannot simply be handed what this run was given.
+extern "C" Q_DECL_EXPORT int tesslyMain(int argc, char *argv[])
 {
     Logging::install();
 
