@@ -20,6 +20,7 @@
 #include "settingsstore.h"
 #include "soundplayer.h"
 #include "statusitem.h"
+#include "statusmenu.h"
 #include "testfiles.h"
 #include "welcomewindowcontroller.h"
 
@@ -180,7 +181,8 @@ private Q_SLOTS:
         QTest::newRow("silenced") << QStringLiteral("None") << QStringList {};
     }
 
-    // The menu's "Share Screenshot" action: the capture tool driven with xdotool.
+    // The menu's screenshot item, clicked in the tray's menu; the capture tool
+    // driven with xdotool.
     void screenshotEndsAsLinkWithNotificationSoundAndIcon()
     {
         QFETCH(QString, sound);
@@ -196,8 +198,21 @@ private Q_SLOTS:
                 E2E::captureToolReadyScript()
                     + QStringLiteral(
                         "xdotool mousemove 100 100 mousedown 1 mousemove 150 140 mousemove 200 180 mouseup 1") });
-        QMetaObject::invokeMethod(m_delegate.get(), "captureScreen"); // by name, as the menu does
-        driver.waitForFinished(10000);
+        // Through the tray as a user goes: a right click on the icon, then a
+        // click on the menu's screenshot item.
+        const QPoint icon = m_delegate->statusItem()->anchorGeometry().center();
+        QCOMPARE(runBeside(QStringLiteral("xdotool"),
+                     { "mousemove", QString::number(icon.x()), QString::number(icon.y()), "click", "3" }),
+            0);
+        StatusMenu *menu = m_delegate->statusMenu();
+        QTRY_VERIFY(menu->isVisible());
+        const QPoint item
+            = menu->mapToGlobal(menu->actionGeometry(menu->itemWithTag(StatusMenu::CaptureScreenTag)).center());
+        QCOMPARE(runBeside(QStringLiteral("xdotool"),
+                     { "mousemove", QString::number(item.x()), QString::number(item.y()), "click", "1" }),
+            0);
+        QTRY_VERIFY(!menu->isVisible());
+        QCOMPARE(E2E::waitResponsively(driver, 20000), 0);
 
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 30000);
         const QString link = links.first().first().toString();
