@@ -9,6 +9,8 @@
 
 #include <httplib.h>
 
+#include <algorithm>
+
 namespace tessly::server {
 
 namespace {
@@ -29,17 +31,19 @@ bool isPathChar(char c)
         || std::string_view("-._~!$&'()*+,;=:@%").find(c) != std::string_view::npos;
 }
 
-// A path on this site: one "/" and then a path character, printable ASCII
-// throughout. Browsers drop tabs and newlines and read "\" as "/", so
-// "/\t/evil.example" and "/\\evil.example" would leave the site.
+// A path on this site, fit for a Location header.
 bool isLocalPath(const std::string &target)
 {
+    // One "/" and then a path character. Browsers drop tabs and newlines and
+    // read "\" as "/", so "/\t/evil.example" and "/\\evil.example" would
+    // leave the site as "//evil.example" does.
     if (target.empty() || target[0] != '/' || (target.size() > 1 && !isPathChar(target[1])))
         return false;
-    for (unsigned char c : target)
-        if (c <= 0x20 || c >= 0x7f || c == '\\')
-            return false;
-    return true;
+    // Printable ASCII further on: a CR or LF would end the header (and
+    // httplib drops such a header, leaving a redirect to nowhere), and a
+    // space, "\" or non-ASCII byte is not sent raw in a URL.
+    return std::none_of(
+        target.begin() + 1, target.end(), [](unsigned char c) { return c <= 0x20 || c >= 0x7f || c == '\\'; });
 }
 
 // Where the browser goes once the user is known.

@@ -204,6 +204,9 @@ private slots:
         row("control character", "%2F%01%2Fevil.example", 302, fallback);
         row("javascript", "javascript%3Aalert(1)", 302, fallback);
         row("non-ASCII slash look-alike", "%2F%EF%BC%8Fevil.example", 302, fallback);
+        row("header break further on", "%2Fme%0D%0ASet-Cookie%3A%20a%3Db", 302, fallback);
+        row("backslash further on", "%2Fme%5C..%5Cx", 302, fallback);
+        row("non-ASCII further on", "%2Fme%C3%A9", 302, fallback);
         const QString email = "alice@example.com", password = "alice-pass";
         row("other origin", own, 403, {}, email, password, "Origin", "http://evil.example");
         row("opaque origin", own, 403, {}, email, password, "Origin", "null");
