@@ -7,6 +7,7 @@
 // and bad input that must end in a clear line rather than a crash.
 #include "api.h"
 #include "appdelegate.h"
+#include "clipboardmanager.h"
 #include "drophandler.h"
 #include "e2e.h"
 #include "fileuploadqueue.h"
@@ -287,6 +288,41 @@ private Q_SLOTS:
         ScreenGrabber::instance().setGifCapture(false);
         const QString gifName = newestName();
         QVERIFY2(gifName.startsWith("Screen Capture on ") && gifName.endsWith(".gif"), qPrintable(gifName));
+    }
+
+    void uploadCopyKeepsTheLinkOnlyWithAClipboardManager_data()
+    {
+        QTest::addColumn<bool>("manager");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("Xfce's clipboard manager") << true << QStringLiteral("the link is on the clipboard");
+        QTest::newRow("none") << false << QStringLiteral("no clipboard manager runs");
+    }
+
+    // `tessly upload --copy` owns the clipboard only while it runs: a
+    // clipboard manager (xfsettingsd's, the freedesktop protocol) must take
+    // the link over as it exits, and without one the command says so.
+    void uploadCopyKeepsTheLinkOnlyWithAClipboardManager()
+    {
+        QFETCH(bool, manager);
+        QFETCH(QString, said);
+        signIn(m_token, QStringLiteral("demo"));
+        QProcess settingsDaemon;
+        if (manager) {
+            settingsDaemon.start(QStringLiteral("xfsettingsd"), { "--no-daemon", "--disable-wm-check" });
+            QTRY_VERIFY_WITH_TIMEOUT(ClipboardManager::isRunning(), 10000);
+        }
+        QProcess upload;
+        upload.start(tessly(), { QStringLiteral("upload"), QStringLiteral("--copy"), file(QStringLiteral("c.txt")) });
+        QCOMPARE(E2E::waitResponsively(upload, 30000), 0);
+        const QString link = QString::fromUtf8(upload.readAllStandardOutput()).trimmed();
+        QVERIFY2(link.startsWith(linkPrefix()), qPrintable(link));
+        QVERIFY(QString::fromUtf8(upload.readAllStandardError()).contains(said));
+        if (manager)
+            QTRY_COMPARE(clipboardAsOthersSeeIt(), link);
+        else
+            QVERIFY(clipboardAsOthersSeeIt().isEmpty());
+        settingsDaemon.terminate();
+        settingsDaemon.waitForFinished();
     }
 
     void droppedFilesWithFolderModeOnAndOff_data()
