@@ -5,6 +5,7 @@
 #include "screenrecorder.h"
 #include "tlcapturesessionoptions.h"
 #include "tlgifconverter.h"
+#include "waylandcapture.h"
 
 #include <cmath>
 #include <QFile>
@@ -94,11 +95,13 @@ QRect TLCaptureSession::nativeRect(const QRectF &cropRect, const QRect &screenGe
     return native;
 }
 
-QString TLCaptureSession::unsupportedReason()
+QString TLCaptureSession::unsupportedReason(const QString &platformName)
 {
     // Wayland: the ScreenCast portal and PipeWire will be the source; until
-    // then the user is told plainly.
-    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+    // then the user is told plainly. Run through XWayland (Qt's xcb platform
+    // in a Wayland session), x11grab sees only the X clients' windows and
+    // black elsewhere: that is Wayland too.
+    if (platformName != QLatin1String("xcb") || WaylandCapture::isWaylandSession()) {
         return QStringLiteral("Recording the screen on Wayland comes in a later version; log in to an X11 "
                               "session (\"GNOME on Xorg\", \"Plasma (X11)\") to record");
     }
@@ -184,7 +187,27 @@ bool TLCaptureSession::beginRecordingWithOptions(const TLCaptureSessionOptions &
             m_recordingDidStart();
     });
     started->start();
+    watchScreen(screen);
     return true;
+}
+
+void TLCaptureSession::watchScreen(QScreen *screen)
+{
+    // x11grab knows only the root window: a screen unplugged or turned off
+    // leaves it grabbing the place where that screen was.
+    const QString name = screen->name();
+    connect(qApp, &QGuiApplication::screenRemoved, this, [this, screen, name](QScreen *gone) {
+        if (gone != screen || m_screenLost || !isRecording())
+            return;
+        m_screenLost = true;
+        const QString message
+            = QStringLiteral("The screen %1 went away, so the recording stopped; what was recorded until then is kept")
+                  .arg(name);
+        qCWarning(lcCaptureSession).noquote() << message;
+        // Not while Qt is still taking the screen down.
+        QMetaObject::invokeMethod(
+            this, [this, message] { Q_EMIT screenLost(message); }, Qt::QueuedConnection);
+    });
 }
 
 bool TLCaptureSession::isRecording() const

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <QGuiApplication>
 #include <QObject>
 #include <QPointer>
 #include <QRect>
@@ -23,8 +24,8 @@ class TLCaptureSessionOptions;
 // service) when the options have one and sound is not disabled, and the
 // capture tool's click rings when mouse clicks are to be shown. Ending writes
 // "q" to ffmpeg so the movie is finalised. Other display servers cannot be
-// recorded yet; beginRecordingWithOptions() then fails with a message that
-// says so.
+// recorded yet, nor can XWayland (it shows only the X clients' windows);
+// beginRecordingWithOptions() then fails with a message that says so.
 //
 // The GUI thread only.
 class TLCaptureSession : public QObject
@@ -57,8 +58,9 @@ public:
     // ffmpeg's process id while it runs (tests, the benchmark); 0 otherwise.
     qint64 recorderProcessId() const;
 
-    // Why this desktop cannot be recorded, for the user; empty when it can.
-    static QString unsupportedReason();
+    // Why this desktop cannot be recorded, for the user; empty when it can:
+    // in an X11 session, with Qt on its xcb platform (`platformName`).
+    static QString unsupportedReason(const QString &platformName = QGuiApplication::platformName());
 
     // The crop rectangle (screen-local points, bottom-left origin) in
     // root-window device pixels, for a screen at `screenGeometry` (Qt's
@@ -76,8 +78,13 @@ Q_SIGNALS:
     // The sound stopped while the recording goes on without it; the message
     // is for the user.
     void soundLost(const QString &message);
+    // The screen being recorded went away (unplugged, turned off): the
+    // recording is to be stopped as the user would, which keeps the movie so
+    // far. Emitted once, from the event loop; the message is for the user.
+    void screenLost(const QString &message);
 
 private:
+    void watchScreen(QScreen *screen);
     void recorderFinished(bool ok, const QString &message);
     void finish(const Error &error);
     // After a failure: says in *error where the movie so far is, or removes
@@ -91,5 +98,6 @@ private:
     QString m_path;
     QRect m_native;
     bool m_ended = false;
+    bool m_screenLost = false;
     Error m_failure;
 };

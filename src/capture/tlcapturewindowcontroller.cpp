@@ -93,6 +93,11 @@ TLCaptureSession *TLCaptureWindowController::newSession()
     });
     connect(session, &TLCaptureSession::soundLost, this,
         [](const QString &message) { DesktopNotifier::instance().notify(QStringLiteral("Sound stopped"), message); });
+    connect(session, &TLCaptureSession::screenLost, this, [this](const QString &message) {
+        DesktopNotifier::instance().notify(QStringLiteral("Recording stopped"), message);
+        if (m_delegate)
+            m_delegate->endScreenCapture(); // as the stop button does: the movie goes on to the completion
+    });
     return session;
 }
 

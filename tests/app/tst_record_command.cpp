@@ -144,7 +144,8 @@ private Q_SLOTS:
         const QString token
             = m_server.addUser(QStringLiteral("rec@example.com"), QStringLiteral("secret-pass"), QStringLiteral("rec"));
         QVERIFY(!token.isEmpty());
-        QCOMPARE(run({ "login", "--token", token, "--domain", "rec" }).status, 0);
+        const Run login = run({ "login", "--token", token, "--domain", "rec" });
+        QVERIFY2(login.status == 0, qPrintable(login.err));
         m_pattern = std::make_unique<MovingPattern>();
     }
 
@@ -196,50 +197,62 @@ private Q_SLOTS:
         QVERIFY2(barPositions.size() >= 3, qPrintable(QString::number(barPositions.size())));
     }
 
-    // ffmpeg dying mid-recording, and Ctrl-C pressed again while the movie is
-    // made a GIF: a clear message and status, a movie kept only where it
-    // plays, and no process left behind.
+    // ffmpeg dying mid-recording, Ctrl-C pressed again while the movie is
+    // made a GIF, and the screen being recorded unplugged (the harness's
+    // second monitor removed): a clear message and status, a movie kept only
+    // where it plays, and no process left behind.
     void stoppedOrKilled_data()
     {
-        QTest::addColumn<int>("ffmpegSignal"); // 0: Ctrl-C to tessly, twice
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("message");
-        QTest::newRow("ffmpeg killed: nothing kept") << int(SIGKILL) << 1 << QStringLiteral("Nothing was kept");
+        QTest::newRow("ffmpeg killed: nothing kept") << "SIGKILL" << 1 << QStringLiteral("Nothing was kept");
         QTest::newRow("ffmpeg terminated: what it finished is kept")
-            << int(SIGTERM) << 1 << QStringLiteral("What was recorded is in ");
-        QTest::newRow("Ctrl-C twice: stops once, uploads the GIF") << 0 << 0 << QStringLiteral("Converting to GIF...");
+            << "SIGTERM" << 1 << QStringLiteral("What was recorded is in ");
+        QTest::newRow("Ctrl-C twice: stops once, uploads the GIF")
+            << "Ctrl-C" << 0 << QStringLiteral("Converting to GIF...");
+        QTest::newRow("screen unplugged: stops, uploads what it got")
+            << "unplug" << 0 << QStringLiteral("The screen M1 went away, so the recording stopped");
     }
 
     void stoppedOrKilled()
     {
-        QFETCH(int, ffmpegSignal);
+        QFETCH(QString, fault);
         QFETCH(int, status);
         QFETCH(QString, message);
+        const bool unplug = fault == QLatin1String("unplug");
         QProcess process;
-        start(process, { "record", "--region", region(), "--gif" });
+        // The second monitor lies right of the first (1280 wide).
+        start(process, { "record", "--region", unplug ? QStringLiteral("1300,100,320,240") : region(), "--gif" });
         QVERIFY(process.waitForStarted());
         QString movie;
         const QString ffmpeg = recordingFfmpeg(process, &movie);
         QVERIFY(!ffmpeg.isEmpty());
         QTest::qWait(1000);
         QString errors;
-        if (ffmpegSignal) {
-            ::kill(pid_t(ffmpeg.toInt()), ffmpegSignal);
+        if (fault.startsWith(QLatin1String("SIG"))) {
+            ::kill(pid_t(ffmpeg.toInt()), fault == QLatin1String("SIGKILL") ? SIGKILL : SIGTERM);
+        } else if (unplug) {
+            int removed = -1;
+            E2E::runTool("xrandr", { "--delmonitor", "M1" }, &removed);
+            QCOMPARE(removed, 0);
         } else {
             ::kill(pid_t(process.processId()), SIGINT);
             QTRY_VERIFY_WITH_TIMEOUT(
                 (errors += QString::fromUtf8(process.readAllStandardError())).contains(message), 20000);
             ::kill(pid_t(process.processId()), SIGINT);
         }
-        QCOMPARE(E2E::waitResponsively(process, 60000), status);
+        const int exitStatus = E2E::waitResponsively(process, 60000);
+        if (unplug) // as the harness made it, for the tests after this one
+            E2E::runTool("xrandr", { "--setmonitor", "M1", "640/169x480/127+1280+0", "none" });
         errors += QString::fromUtf8(process.readAllStandardError());
-        QVERIFY2(errors.contains(message), qPrintable(errors));
+        QVERIFY2(exitStatus == status && errors.contains(message), qPrintable(errors));
         QCOMPARE(::kill(pid_t(ffmpeg.toInt()), 0), -1);
         const QString out = QString::fromUtf8(process.readAllStandardOutput());
         QVERIFY2(status == 0 ? out.startsWith(QStringLiteral("http")) : out.isEmpty(), qPrintable(out));
-        if (ffmpegSignal == SIGKILL) {
+        if (fault == QLatin1String("SIGKILL")) {
             QVERIFY(!QFileInfo::exists(movie)); // without its index it does not play: it goes
-        } else if (ffmpegSignal == SIGTERM) {
+        } else if (fault == QLatin1String("SIGTERM")) {
             QVERIFY2(errors.contains(message + movie), qPrintable(errors));
             QVERIFY(!E2E::movieFrames(movie, QRect(0, 0, 16, 16)).isEmpty());
         }

@@ -15,10 +15,11 @@
 // `tessly record [--gif] [--region x,y,w,h] [--duration S] [--no-audio]`
 // records the screen without the framing panel, so recordings can be
 // scripted: the region in global coordinates with the origin at the top left
-// (the primary screen when none is given), for S seconds or until Ctrl-C or
-// SIGTERM. The movie is optimised (or made a GIF) as the tray's recordings
-// are, uploaded, and its share link printed. Sound comes from the chosen
-// microphone, else the sound server's default input; a GIF has none.
+// (the primary screen when none is given), for S seconds or until Ctrl-C,
+// SIGTERM or the screen going away. The movie is optimised (or made a GIF)
+// as the tray's recordings are, uploaded, and its share link printed. Sound
+// comes from the chosen microphone, else the sound server's default input; a
+// GIF has none.
 // Exit codes: 0 uploaded, 1 the recording or the upload failed, 2 usage.
 
 namespace Commands {
@@ -108,6 +109,8 @@ int record(const QStringList &args)
         crop = QRectF(QPointF(0, 0), screen->geometry().size());
     }
     options.setTargetScreen(screen);
+    // Kept now: the screen may go away while it is recorded.
+    const qreal ratio = screen ? screen->devicePixelRatio() : 1.0;
     options.setCaptureRect(crop);
     options.setFormat(a.gif ? 1 : 0);
     options.setDisableAudioRecording(a.gif || !a.audio);
@@ -146,9 +149,16 @@ int record(const QStringList &args)
     TerminationWatcher termination;
     QObject::connect(&termination, &TerminationWatcher::terminationRequested, &recording, stop);
     QObject::connect(&session, &TLCaptureSession::recordingFailed, &recording, stop);
-    QObject::connect(&session, &TLCaptureSession::soundLost, &recording, [](const QString &message) {
+    const auto say = [](const QString &message) {
         err() << "tessly record: " << message << "\n";
         err().flush();
+    };
+    QObject::connect(&session, &TLCaptureSession::soundLost, &recording, say);
+    // The screen going away ends the recording as Ctrl-C does: what was
+    // recorded until then is uploaded.
+    QObject::connect(&session, &TLCaptureSession::screenLost, &recording, [&](const QString &message) {
+        say(message);
+        stop();
     });
     // The duration counts from the first frame.
     if (a.duration > 0) {
@@ -165,12 +175,11 @@ int record(const QStringList &args)
     err().flush();
     QEventLoop processing;
     QUrl result;
-    CloudScreenRecorder::processRecording(
-        movie, options.format(), screen ? screen->devicePixelRatio() : 1.0, [&](const QUrl &file, const Error &e) {
-            result = file;
-            error = e;
-            processing.quit();
-        });
+    CloudScreenRecorder::processRecording(movie, options.format(), ratio, [&](const QUrl &file, const Error &e) {
+        result = file;
+        error = e;
+        processing.quit();
+    });
     processing.exec();
     if (a.gif && error) {
         err() << "tessly record: the GIF could not be made: " << error.localizedDescription << "\n";
