@@ -2,9 +2,12 @@
 //
 //   tessly-recordinggallery framing|windowselect|presets|options|gif|countdown|recording|webcam SIZE
 //   tessly-recordinggallery window      another application's window to frame
-// The webcam is fed a
-// test pattern: the gallery's desktop has no camera. Prints "ready" once the
-// state is on screen and runs until killed.
+//   tessly-recordinggallery record-button
+// The webcam is fed a test pattern: the gallery's desktop has no camera.
+// Prints "ready" once the state is on screen and runs until killed.
+// record-button prints where the capture panel's Record button is, "X Y"
+// from the panel's top left in device pixels, for the gallery to click the
+// application's own panel, and exits.
 #include "capturepanelmodel.h"
 #include "cloudscreenrecorder.h"
 #include "defaultskeys.h"
@@ -77,6 +80,18 @@ int main(int argc, char *argv[])
         behind.setWindowTitle(QStringLiteral("Editor"));
         behind.setGeometry(g.x() + 160, g.y() + 140, 520, 340);
         behind.show();
+        return app.exec();
+    }
+
+    if (state == QLatin1String("record-button")) {
+        TLCapturePanel panel;
+        panel.show();
+        QTimer::singleShot(500, [&] {
+            const QPushButton *record = panel.controls()->recordButton();
+            const QPoint at = record->mapTo(&panel, record->rect().center()) * panel.devicePixelRatio();
+            QTextStream(stdout) << at.x() << " " << at.y() << Qt::endl;
+            app.quit();
+        });
         return app.exec();
     }
 

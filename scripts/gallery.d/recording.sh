@@ -1,6 +1,6 @@
 # Screen recording: framing on the capture panel (window-select, the presets
-# and options menus, the options with GIF chosen, the countdown), the controls while recording, and the
-# webcam bubble in its three sizes. Then the application itself recording:
+# and options menus, the options with GIF chosen, the countdown), the
+# controls while recording, and the webcam bubble in its three sizes. Then the application itself recording:
 # the tray icon as the stop control, and the message when ffmpeg dies.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -40,8 +40,11 @@ kill $window 2>/dev/null || true
 wait $window 2>/dev/null || true
 
 # The application records for real (ffmpeg grabbing the screen) from its
-# "Record" action, with no countdown; the capture controls sit at the bottom
-# centre of the 1280x800 screen (scaled on the 2x one).
+# "Record" action, with no countdown. Its capture panel covers the screen;
+# the helper says where on such a panel the Record button is.
+read -r record_x record_y < <("$helper" record-button 2>/dev/null)
+[ -n "$record_y" ] || { echo "recording: the helper did not find the Record button" >&2; exit 1; }
+read -r screen_w screen_h < <(xdotool getdisplaygeometry)
 app=""
 finish() {
   if [ -n "$app" ]; then
@@ -57,9 +60,10 @@ app=$!
 for _ in $(seq 50); do xdotool search --class trayer >/dev/null 2>&1 && break; sleep 0.1; done
 sleep 2
 timeout 10 "$TESSLY" --action recordScreen
-sleep 1.5
-read -r screen_w screen_h < <(xdpyinfo | sed -n 's/ *dimensions: *\([0-9]*\)x\([0-9]*\).*/\1 \2/p')
-xdotool mousemove $((791 * screen_w / 1280)) $((766 * screen_h / 800)) click 1
+panel=$(wait_for_window "Tessly Cloud Recording Area")
+sleep 1
+eval "$(xdotool getwindowgeometry --shell "$panel")"
+xdotool mousemove $((X + record_x)) $((Y + record_y)) click 1
 ffmpeg=""
 for _ in $(seq 50); do ffmpeg=$(pgrep -P $app ffmpeg) && break; sleep 0.1; done
 [ -n "$ffmpeg" ] || { echo "recording: the recording did not start" >&2; exit 1; }
@@ -74,7 +78,12 @@ corner tray-stop
 shot app-recording
 
 # ffmpeg killed mid-recording: the movie cannot be finished, and the
-# application says so.
+# application says so below the tray icon. The picture runs from the
+# message's left edge to the screen's right and down to its bottom edge.
 kill -9 $ffmpeg
-sleep 1.5
-corner failed
+message=$(wait_for_window "Tessly Cloud")
+sleep 0.5
+eval "$(xdotool getwindowgeometry --shell "$message")"
+left=$((X > 20 ? X - 20 : 0))
+import -window root -crop "$((screen_w - left))x$((Y + HEIGHT + 20))+$left+0" +repage \
+  "$GALLERY_OUT/$GALLERY_PIECE-failed-$GALLERY_LOOK.png"

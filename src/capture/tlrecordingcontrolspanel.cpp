@@ -79,6 +79,9 @@ TLRecordingControlsPanel::TLRecordingControlsPanel()
 
     m_timer = new QTimer(this);
     m_timer->setInterval(1000);
+    // A coarse timer may tick a little early, and whole seconds counted then
+    // leave the time shown a second behind.
+    m_timer->setTimerType(Qt::PreciseTimer);
     connect(m_timer, &QTimer::timeout, this, &TLRecordingControlsPanel::updateTimer);
 }
 
