@@ -57,6 +57,27 @@ QString PopoverUploadStripView::statusText() const
     return m_status->text();
 }
 
+QString PopoverUploadStripView::textFor(int state, float progress, double speed)
+{
+    switch (state) {
+    case 3:
+        return QStringLiteral("Upload failed \u2013 click to retry");
+    case 2:
+        return QStringLiteral("Upload paused");
+    case 1: {
+        QString text = QString::asprintf("Uploading... %d%%", int(progress * 100));
+        if (speed > 0) {
+            const QString rate = speed > 1048576.0 ? QString::asprintf("%.1f MB/s", speed / 1048576.0)
+                                                   : QString::asprintf("%.0f KB/s", speed / 1024.0);
+            text = QStringLiteral("%1 \u00b7 %2").arg(text, rate);
+        }
+        return text;
+    }
+    default:
+        return {};
+    }
+}
+
 void PopoverUploadStripView::updateWithProgress(float progress, double speed, int uploadState, bool hasMultipartUploads)
 {
     m_currentState = uploadState;
@@ -70,7 +91,7 @@ void PopoverUploadStripView::updateWithProgress(float progress, double speed, in
         palette.setColor(QPalette::WindowText, this->palette().color(QPalette::WindowText));
     m_status->setPalette(palette);
     if (uploadState >= 1 && uploadState <= 3)
-        m_status->setText(PopoverWindowController::uploadStripText(uploadState, progress, speed));
+        m_status->setText(textFor(uploadState, progress, speed));
     else
         m_status->clear();
     m_pause->setVisible(uploadState == 1 && hasMultipartUploads);

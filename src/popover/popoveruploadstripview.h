@@ -16,6 +16,8 @@ public:
     explicit PopoverUploadStripView(PopoverWindowController *controller, QWidget *parent = nullptr);
 
     QString statusText() const;
+    // "Upload failed – click to retry", "Upload paused", "Uploading... 42% · 1.5 MB/s".
+    static QString textFor(int state, float progress, double speed);
     QToolButton *pauseButton() const { return m_pause; }
     QToolButton *resumeButton() const { return m_resume; }
     QToolButton *cancelButton() const { return m_cancel; }

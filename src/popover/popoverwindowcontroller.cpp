@@ -1,28 +1,28 @@
 #include "popoverwindowcontroller.h"
 
 #include "api.h"
+#include "clipboardwatcher.h"
 #include "defaultskeys.h"
 #include "dispatch.h"
+#include "dropsorter.h"
 #include "fileuploadqueue.h"
 #include "multipartuploadsession.h"
 #include "multipartuploadstate.h"
 #include "notificationcenter.h"
 #include "notifications.h"
+#include "outsideclickmonitor.h"
+#include "popoverplacement.h"
 #include "popoverwindow.h"
 #include "settingsstore.h"
 #include "uploadprogressmodel.h"
 #include "webpage.h"
 
-#include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QMimeData>
-#include <QScreen>
-#include <QTimer>
 
 #include <algorithm>
 
@@ -55,34 +55,20 @@ int normalisedSegment(int segment)
     return segment >= 1 && segment <= 3 ? segment : 0;
 }
 
-// Qt's global coordinates have their origin at the top left; the placement
-// rule's at the bottom left. One reflection converts both ways.
-qreal flipBase()
-{
-    const QScreen *primary = QGuiApplication::primaryScreen();
-    return primary ? primary->geometry().top() + primary->geometry().bottom() + 1 : 0;
-}
-
-QRectF flipped(const QRectF &rect, qreal base)
-{
-    return QRectF(rect.x(), base - rect.y() - rect.height(), rect.width(), rect.height());
-}
-
 } // namespace
 
 PopoverWindowController::PopoverWindowController(QObject *applicationController, QObject *parent)
     : QObject(parent)
     , m_applicationController(applicationController)
     , m_uploadActions(new UploadProgressModel(this))
+    , m_clipboard(new ClipboardWatcher(this))
 {
+    connect(m_clipboard, &ClipboardWatcher::usableChanged, this, &PopoverWindowController::clipboardUsableChanged);
     m_loggedIn = !SettingsStore::instance().token().isEmpty();
     m_window = new PopoverWindow(this);
+    m_eventMonitor = new OutsideClickMonitor(m_window, this);
+    connect(m_eventMonitor, &OutsideClickMonitor::clickedElsewhere, this, &PopoverWindowController::clickedElsewhere);
     setupNotifications();
-    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
-        if (mode == QClipboard::Clipboard)
-            ++m_clipboardChangeCount;
-    });
-    connect(qApp, &QGuiApplication::applicationStateChanged, this, &PopoverWindowController::applicationStateChanged);
 }
 
 PopoverWindowController::~PopoverWindowController()
@@ -414,27 +400,6 @@ void PopoverWindowController::setUploadStrip(const UploadStrip &strip)
     Q_EMIT uploadStripChanged();
 }
 
-QString PopoverWindowController::uploadStripText(int state, float progress, double speed)
-{
-    switch (state) {
-    case 3:
-        return QStringLiteral("Upload failed \u2013 click to retry");
-    case 2:
-        return QStringLiteral("Upload paused");
-    case 1: {
-        QString text = QString::asprintf("Uploading... %d%%", int(progress * 100));
-        if (speed > 0) {
-            const QString rate = speed > 1048576.0 ? QString::asprintf("%.1f MB/s", speed / 1048576.0)
-                                                   : QString::asprintf("%.0f KB/s", speed / 1024.0);
-            text = QStringLiteral("%1 \u00b7 %2").arg(text, rate);
-        }
-        return text;
-    }
-    default:
-        return {};
-    }
-}
-
 void PopoverWindowController::cardClicked()
 {
     if (m_strip.state == 3)
@@ -550,47 +515,22 @@ void PopoverWindowController::performTile(const QString &title)
     QMetaObject::invokeMethod(m_applicationController, slot, Qt::QueuedConnection);
 }
 
+bool PopoverWindowController::isClipboardUsable() const
+{
+    return m_clipboard->isUsable();
+}
+
 bool PopoverWindowController::isClipboardMonitorRunning() const
 {
-    return m_clipboardTimer && m_clipboardTimer->isActive();
+    return m_clipboard->isRunning();
 }
 
 void PopoverWindowController::updateClipboardMonitorForWindowVisible(bool visible)
 {
-    if (!visible) {
-        delete m_clipboardTimer;
-        m_clipboardTimer = nullptr;
-        return;
-    }
-    updateClipboardState();
-    delete m_clipboardTimer;
-    m_lastChangeCount = m_clipboardChangeCount;
-    m_clipboardTimer = new QTimer(this);
-    m_clipboardTimer->setInterval(1000);
-    connect(m_clipboardTimer, &QTimer::timeout, this, &PopoverWindowController::checkClipboardChanged);
-    m_clipboardTimer->start();
-}
-
-void PopoverWindowController::checkClipboardChanged()
-{
-    if (m_clipboardChangeCount != m_lastChangeCount)
-        updateClipboardState();
-}
-
-void PopoverWindowController::updateClipboardState()
-{
-    m_lastChangeCount = m_clipboardChangeCount;
-    const QMimeData *data = QGuiApplication::clipboard()->mimeData();
-    bool usable = false;
-    if (data) {
-        for (const QUrl &url : data->urls())
-            usable = usable || url.isLocalFile();
-        usable = usable || data->hasImage();
-    }
-    if (usable == m_clipboardUsable)
-        return;
-    m_clipboardUsable = usable;
-    Q_EMIT clipboardUsableChanged(usable);
+    if (visible)
+        m_clipboard->start();
+    else
+        m_clipboard->stop();
 }
 
 void PopoverWindowController::openWebPage(const QString &pathAndQuery)
@@ -719,6 +659,7 @@ void PopoverWindowController::openPhoneAppPage()
 void PopoverWindowController::draggingEntered()
 {
     m_dragEnteredDuringClick = true;
+    m_eventMonitor->dragEntered();
     suspendEventMonitor();
     Q_EMIT dragOverChanged(true);
 }
@@ -734,51 +675,10 @@ void PopoverWindowController::draggingExited()
 
 void PopoverWindowController::performDrop(const QMimeData *data)
 {
-    QList<QUrl> files;
-    QList<QUrl> web;
-    QStringList unusable;
-    for (const QUrl &url : data ? data->urls() : QList<QUrl> {}) {
-        const QString scheme = url.scheme().toLower();
-        if (url.isLocalFile())
-            files << url;
-        else if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
-            web << url;
-        else
-            unusable << url.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
-    }
-    const auto handOver = [this](const QMimeData &part) {
+    const auto [files, unusable] = DropSorter::sort(data, [this](const QMimeData &part) {
         if (m_dropData)
             m_dropData(&part);
-    };
-    if (files.isEmpty() && web.size() <= 1) {
-        // A web address, a picture, a file offered by reference: the tray
-        // application's drop rules take the drop as it is.
-        if (data && (!web.isEmpty() || unusable.isEmpty()))
-            handOver(*data);
-    } else {
-        // A mixed drop: the files are uploaded here, and every web address
-        // and a picture carried beside them go their own way, one by one.
-        for (const QUrl &url : std::as_const(web)) {
-            QMimeData part;
-            part.setUrls({ url });
-            handOver(part);
-        }
-        // formats() builds a new list at each call (from the XDND types of
-        // another application's drag): one list, walked once.
-        const QStringList formats = data->formats();
-        if (data->hasImage() || std::any_of(formats.cbegin(), formats.cend(), [](const QString &f) {
-                return f.startsWith(QLatin1String("image/"));
-            })) {
-            QMimeData picture;
-            for (const QString &format : formats) {
-                if (format.startsWith(QLatin1String("image/")))
-                    picture.setData(format, data->data(format));
-            }
-            if (data->hasImage())
-                picture.setImageData(data->imageData());
-            handOver(picture);
-        }
-    }
+    });
     if (!unusable.isEmpty()) {
         qCInfo(lcPopoverWindowController).noquote()
             << "dropped addresses that cannot be uploaded:" << unusable.join(QStringLiteral(", "));
@@ -813,32 +713,34 @@ void PopoverWindowController::popoverContentViewDidReceiveDroppedURLs(const QLis
 
 void PopoverWindowController::installEventMonitor()
 {
-    m_monitorInstalled = true;
-    m_monitorSuspended = 0;
+    m_eventMonitor->install();
 }
 
 void PopoverWindowController::removeEventMonitor()
 {
-    m_monitorInstalled = false;
+    m_eventMonitor->remove();
 }
 
 void PopoverWindowController::suspendEventMonitor()
 {
-    ++m_monitorSuspended;
+    m_eventMonitor->suspend();
 }
 
 void PopoverWindowController::resumeEventMonitor()
 {
-    m_monitorSuspended = qMax(0, m_monitorSuspended - 1);
+    m_eventMonitor->resume();
 }
 
-void PopoverWindowController::applicationStateChanged(Qt::ApplicationState state)
+bool PopoverWindowController::hasEventMonitor() const
 {
-    // The application loses the focus when the user clicks into another
-    // application: the panel goes, unless a drag or a file dialog holds it.
-    if (state == Qt::ApplicationActive || !m_monitorInstalled || m_monitorSuspended > 0 || !isVisible())
+    return m_eventMonitor->isInstalled();
+}
+
+void PopoverWindowController::clickedElsewhere()
+{
+    if (!isVisible())
         return;
-    qCDebug(lcPopoverWindowController) << "another application was clicked; closing";
+    qCDebug(lcPopoverWindowController) << "clicked elsewhere; closing";
     closePopover();
     m_closedByMonitor.start();
 }
@@ -847,31 +749,10 @@ void PopoverWindowController::applicationStateChanged(Qt::ApplicationState state
 
 QRectF PopoverWindowController::popoverFrame(const QRectF &buttonRect, const QRectF &visibleFrame)
 {
-    qreal x = buttonRect.x() + buttonRect.width() / 2 - kWidth / 2.0;
-    qreal y = buttonRect.y() - kHeight;
-    const qreal right = visibleFrame.x() + visibleFrame.width();
-    const qreal top = visibleFrame.y() + visibleFrame.height();
-    if (right < x + kWidth)
-        x = right - kWidth - 4;
-    if (x < visibleFrame.x())
-        x = visibleFrame.x() + 4;
-    // A panel along the screen's bottom edge: the dashboard opens upwards.
-    if (y < visibleFrame.y())
-        y = buttonRect.y() + buttonRect.height();
-    if (y + kHeight > top)
-        y = top - kHeight;
-    if (y < visibleFrame.y())
-        y = visibleFrame.y();
-    return QRectF(x, y, kWidth, kHeight);
+    return PopoverPlacement::frame(QSizeF(kWidth, kHeight), buttonRect, visibleFrame);
 }
 
 QPoint PopoverWindowController::topLeftForAnchor(const QRect &anchor)
 {
-    QScreen *screen = QGuiApplication::screenAt(anchor.center());
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    const QRectF visible = screen ? QRectF(screen->availableGeometry()) : QRectF();
-    const qreal base = flipBase();
-    const QRectF frame = popoverFrame(flipped(QRectF(anchor), base), flipped(visible, base));
-    return flipped(frame, base).topLeft().toPoint();
+    return PopoverPlacement::topLeftForAnchor(QSizeF(kWidth, kHeight), anchor);
 }

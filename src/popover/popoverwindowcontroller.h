@@ -12,9 +12,10 @@
 #include <functional>
 #include <optional>
 
+class ClipboardWatcher;
+class OutsideClickMonitor;
 class PopoverWindow;
 class QMimeData;
-class QTimer;
 class UploadProgressModel;
 
 // The dashboard panel under the tray icon: where it goes, what it lists and
@@ -22,12 +23,11 @@ class UploadProgressModel;
 // and keeps each tab's last answer, so a tab shows at once and refreshes when
 // the answer arrives; it follows the upload queue and the records of
 // interrupted uploads for the upload strip, takes drops, and closes when
-// another application is clicked (the outside-click monitor).
+// another application is clicked (OutsideClickMonitor).
 //
 // Everything the panel shows is state here; PopoverWindow only draws it, so
-// tests drive this class without looking at pixels. Geometry follows the
-// bottom-left-origin convention of the panel's placement rule and is turned
-// into Qt's top-left coordinates once, in place().
+// tests drive this class without looking at pixels. Where the panel goes is
+// PopoverPlacement's.
 //
 // Tabs (the stored selectedMenuSegment): 0 files (and any other value),
 // 1 folders, 2 documents, 3 links.
@@ -106,8 +106,6 @@ public:
     };
     UploadStrip uploadStrip() const { return m_strip; }
     void refreshUploadStatus();
-    // "Upload failed – click to retry", "Upload paused", "Uploading... 42% · 1.5 MB/s".
-    static QString uploadStripText(int state, float progress, double speed);
     // The strip's card: a click retries only when the strip shows a failure.
     void cardClicked();
     void cancelUpload();
@@ -118,7 +116,7 @@ public:
     // The action grid.
     bool isRecording() const { return m_recording; }
     void setRecording(bool recording);
-    bool isClipboardUsable() const { return m_clipboardUsable; }
+    bool isClipboardUsable() const;
     bool isClipboardMonitorRunning() const;
     void updateClipboardMonitorForWindowVisible(bool visible);
     // "Region", "Markup", "Record" (or "Stop"), "Clipboard".
@@ -154,14 +152,11 @@ public:
     void removeEventMonitor();
     void suspendEventMonitor();
     void resumeEventMonitor();
-    bool hasEventMonitor() const { return m_monitorInstalled; }
+    bool hasEventMonitor() const;
 
-    // The placement rule, in points with the origin at the bottom left:
-    // centred under the button, 4 points inside the visible frame's sides;
-    // above the button when there is no room below (a panel at the bottom).
+    // The panel's frame by the placement rule (PopoverPlacement), and its
+    // top-left corner in Qt's global coordinates for an anchor there.
     static QRectF popoverFrame(const QRectF &buttonRect, const QRectF &visibleFrame);
-    // The panel's top-left corner in Qt's global coordinates for an anchor
-    // there.
     static QPoint topLeftForAnchor(const QRect &anchor);
 
 Q_SIGNALS:
@@ -195,9 +190,7 @@ private:
     // The records on disk, read again only after something may have changed them.
     PersistedRecords persistedRecords();
     void retryPersistedUploads();
-    void updateClipboardState();
-    void checkClipboardChanged();
-    void applicationStateChanged(Qt::ApplicationState state);
+    void clickedElsewhere();
     void openWebPage(const QString &pathAndQuery);
     // The file chooser with the outside-click monitor held; `chosen` only
     // for an answer with a path, while this controller lives.
@@ -205,6 +198,7 @@ private:
 
     QPointer<QObject> m_applicationController;
     UploadProgressModel *m_uploadActions;
+    ClipboardWatcher *m_clipboard;
     PopoverWindow *m_window = nullptr;
     DirectoryUploader m_uploadDirectory;
     DataDropHandler m_dropData;
@@ -229,13 +223,8 @@ private:
     bool m_recordsStale = true;
     bool m_uploadRefreshPending = false;
     bool m_recording = false;
-    bool m_clipboardUsable = false;
-    QTimer *m_clipboardTimer = nullptr;
-    quint64 m_clipboardChangeCount = 0;
-    quint64 m_lastChangeCount = 0;
 
     bool m_dragEnteredDuringClick = false;
-    bool m_monitorInstalled = false;
-    int m_monitorSuspended = 0;
+    OutsideClickMonitor *m_eventMonitor = nullptr;
     QElapsedTimer m_closedByMonitor;
 };

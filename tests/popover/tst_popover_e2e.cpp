@@ -1,8 +1,13 @@
 // The dashboard as a user meets it on the harness's desktop (Xvfb, openbox,
 // a trayer tray over XEmbed) against the reference service: a click on the
-// tray icon opens the panel right under it with the recent files, a file
-// dragged from another window onto the panel is uploaded and listed, Escape
-// closes it, and a click into another application closes it too.
+// tray icon opens the panel right under it with the recent files and Escape
+// closes it; a click into another application closes it, and so does the
+// focus going there from the keyboard; a press in another application that
+// drags a file onto the panel leaves it open, and the file is uploaded and
+// listed.
+//
+// The other application is this program run again as a window that drags a
+// file (text/uri-list) as soon as it is pressed, as file managers do.
 #include "appdelegate.h"
 #include "e2e.h"
 #include "popoverfilerowview.h"
@@ -13,17 +18,24 @@
 #include "statusitem.h"
 #include "testfiles.h"
 
+#include <QApplication>
 #include <QDrag>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <memory>
+
 namespace {
 
-// A window that drags its file (text/uri-list) as soon as it is pressed.
+const QString kDragSourceOption = QStringLiteral("--drag-source");
+const QString kDragSourceTitle = QStringLiteral("another application");
+
 class FileSource : public QWidget
 {
 public:
@@ -40,11 +52,6 @@ protected:
     }
 };
 
-void xdotool(const QStringList &args)
-{
-    E2E::runTool(QStringLiteral("xdotool"), args);
-}
-
 QStringList rowTitles(const PopoverWindow *w)
 {
     QStringList titles;
@@ -60,9 +67,13 @@ class TestPopoverE2E : public QObject
     Q_OBJECT
     ReferenceServer server;
     QTemporaryDir dir;
+    std::unique_ptr<AppDelegate> delegate;
+    QRect icon;
+
+    PopoverWindowController *controller() const { return delegate->popoverController(); }
 
 private Q_SLOTS:
-    void clickDropEscapeAndClickElsewhere()
+    void initTestCase()
     {
         QVERIFY(E2E::underHarness());
         QVERIFY2(server.start(), qPrintable(server.errorString()));
@@ -72,25 +83,30 @@ private Q_SLOTS:
             server.addUser(QStringLiteral("p@example.com"), QStringLiteral("secret-pass"), QStringLiteral("panel")));
         SettingsStore::instance().setDomain(QStringLiteral("panel"));
         QVERIFY(E2E::waitForSystemTray());
-        AppDelegate delegate;
-        delegate.setUrlOpener([](const QUrl &) {});
-        delegate.applicationDidFinishLaunching();
-        PopoverWindowController *c = delegate.popoverController();
-        PopoverWindow *panel = c->window();
+        delegate = std::make_unique<AppDelegate>();
+        delegate->setUrlOpener([](const QUrl &) {});
+        delegate->applicationDidFinishLaunching();
+    }
 
-        // Under the icon, whose geometry the XEmbed tray reports.
-        QRect icon;
-        // (trayer sits at the top right; until the icon is embedded its
-        // geometry is its own window's.)
+    void cleanupTestCase() { delegate.reset(); }
+
+    void opensUnderTheIconAndEscapeCloses()
+    {
+        PopoverWindowController *c = controller();
+        PopoverWindow *panel = c->window();
+        // Under the icon, whose geometry the XEmbed tray reports. (trayer
+        // sits at the top right; until the icon is embedded its geometry is
+        // its own window's.)
         const QRect screen = QGuiApplication::primaryScreen()->geometry();
         QTRY_VERIFY_WITH_TIMEOUT(
-            (icon = delegate.statusItem()->anchorGeometry()).center().x() > screen.center().x() && icon.width() > 1,
+            (icon = delegate->statusItem()->anchorGeometry()).center().x() > screen.center().x() && icon.width() > 1,
             5000);
         // The tray may report the place before the icon takes clicks there.
         for (int attempt = 0; attempt < 10 && !c->isVisible(); ++attempt) {
-            xdotool(
+            E2E::xdotool(
                 { "mousemove", QString::number(icon.center().x()), QString::number(icon.center().y()), "click", "1" });
-            QTest::qWaitFor([&] { return c->isVisible(); }, 1000);
+            if (QTest::qWaitFor([&] { return c->isVisible(); }, 1000))
+                break;
         }
         QVERIFY(c->isVisible());
         const QRect area = panel->screen()->availableGeometry();
@@ -99,51 +115,123 @@ private Q_SLOTS:
         QVERIFY(panel->geometry().right() <= area.right() - 4 || panel->geometry().center().x() == icon.center().x());
         QTRY_VERIFY(c->showsEmptyState());
 
-        // A file dragged from another window of the desktop.
-        FileSource source;
-        source.path = TestFiles::random(dir.path(), QStringLiteral("dragged.txt"), 1200);
-        source.setWindowTitle(QStringLiteral("source"));
-        source.setGeometry(area.left() + 20, area.bottom() - 160, 140, 120);
-        source.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&source));
-        const QPoint from = source.geometry().center();
-        const QPoint to = panel->geometry().center();
-        QProcess drag;
-        drag.start("sh",
-            { "-c",
-                QStringLiteral("xdotool mousemove %1 %2 mousedown 1 sleep 0.3 mousemove %3 %4 sleep 0.3 "
-                               "mousemove %5 %6 sleep 0.3 mouseup 1")
-                    .arg(from.x())
-                    .arg(from.y())
-                    .arg((from.x() + to.x()) / 2)
-                    .arg((from.y() + to.y()) / 2)
-                    .arg(to.x())
-                    .arg(to.y()) });
-        QVERIFY(E2E::waitResponsively(drag) == 0);
-        QTRY_COMPARE_WITH_TIMEOUT(rowTitles(panel), QStringList { QStringLiteral("dragged.txt") }, 20000);
-        QVERIFY(c->isVisible());
-
         // Escape, from the real keyboard.
-        panel->activateWindow();
         QTRY_VERIFY(panel->isActiveWindow());
-        xdotool({ "key", "Escape" });
+        E2E::xdotool({ "key", "Escape" });
         QTRY_VERIFY(!c->isVisible());
+    }
 
-        // A click into another application.
-        c->showPopoverRelativeToView(icon);
-        QTRY_VERIFY(panel->isActiveWindow());
+    // What another application's window does to the open panel; a panel
+    // left open is then closed by a click there.
+    void anotherApplication_data()
+    {
+        QTest::addColumn<QString>("gesture");
+        QTest::addColumn<bool>("staysOpen");
+        QTest::newRow("a click there closes it") << "click" << false;
+        QTest::newRow("the focus moving there without a click closes it") << "focus" << false;
+        QTest::newRow("a press there that drags a file onto the panel uploads it") << "drag" << true;
+    }
+    void anotherApplication()
+    {
+        QFETCH(QString, gesture);
+        QFETCH(bool, staysOpen);
+        PopoverWindowController *c = controller();
+        PopoverWindow *panel = c->window();
+        const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+        // The panel closed last has let go of the focus (Qt waits a moment
+        // for it to come back before it says so).
+        QTRY_VERIFY(!QGuiApplication::focusWindow());
+        const QString file
+            = TestFiles::random(dir.path(), QStringLiteral("dragged by %1.txt").arg(QTest::currentDataTag()), 1200);
+
         QProcess other;
-        other.start("xmessage",
-            { "-geometry", QStringLiteral("+%1+%2").arg(area.left() + 20).arg(area.top() + 40),
-                "another application" });
-        QVERIFY(other.waitForStarted());
-        xdotool({ "search", "--sync", "--onlyvisible", "--class", "xmessage" });
-        xdotool({ "mousemove", QString::number(area.left() + 60), QString::number(area.top() + 50), "click", "1" });
+        const auto end = qScopeGuard([&] {
+            other.kill();
+            other.waitForFinished();
+        });
+        other.start(QCoreApplication::applicationFilePath(),
+            { kDragSourceOption, file, QString::number(area.left() + 20), QString::number(area.bottom() - 160) });
+        const QString id = QString::fromLatin1(
+            E2E::runTool("xdotool", { "search", "--sync", "--onlyvisible", "--name", '^' + kDragSourceTitle + '$' })
+                .trimmed());
+        QVERIFY2(!id.isEmpty() && !id.contains('\n'), "the other application's window did not show");
+        // The window manager gives a new window the focus: only after that is
+        // the panel opened.
+        QTRY_COMPARE(QString::fromLatin1(E2E::runTool("xdotool", { "getactivewindow" }).trimmed()), id);
+        QRect source;
+        for (const QByteArray &line : E2E::runTool("xdotool", { "getwindowgeometry", "--shell", id }).split('\n')) {
+            const QList<QByteArray> pair = line.split('=');
+            const int value = pair.value(1).toInt();
+            if (pair.first() == "X")
+                source.moveLeft(value);
+            else if (pair.first() == "Y")
+                source.moveTop(value);
+            else if (pair.first() == "WIDTH")
+                source.setWidth(value);
+            else if (pair.first() == "HEIGHT")
+                source.setHeight(value);
+        }
+        const auto clickOnSource = [&] {
+            E2E::xdotool({ "mousemove", QString::number(source.center().x()), QString::number(source.center().y()),
+                "click", "1" });
+        };
+
+        // Opened as a user opens it: the window manager gives the focus to the
+        // application clicked last.
+        E2E::xdotool(
+            { "mousemove", QString::number(icon.center().x()), QString::number(icon.center().y()), "click", "1" });
+        QTRY_VERIFY(c->isVisible());
+        QTRY_VERIFY(panel->isActiveWindow());
+        if (gesture == QLatin1String("click")) {
+            clickOnSource();
+        } else if (gesture == QLatin1String("focus")) {
+            E2E::xdotool({ "windowactivate", "--sync", id });
+        } else {
+            // The pointer moves on in steps, as a hand does; the panel loses
+            // the focus at the press, well before the pointer reaches it.
+            const QPoint from = source.center();
+            const QPoint to = panel->geometry().center();
+            QProcess drag;
+            drag.start("sh",
+                { "-c",
+                    QStringLiteral("xdotool mousemove %1 %2 mousedown 1 sleep 0.3 mousemove %3 %4 sleep 0.3 "
+                                   "mousemove %5 %6 sleep 0.3 mouseup 1")
+                        .arg(from.x())
+                        .arg(from.y())
+                        .arg((from.x() + to.x()) / 2)
+                        .arg((from.y() + to.y()) / 2)
+                        .arg(to.x())
+                        .arg(to.y()) });
+            QVERIFY(E2E::waitResponsively(drag) == 0);
+            const QString name = QFileInfo(file).fileName();
+            QTRY_VERIFY_WITH_TIMEOUT(rowTitles(panel).contains(name) || !c->isVisible(), 20000);
+            QVERIFY2(c->isVisible(), "the panel closed before the drop");
+            QVERIFY(rowTitles(panel).contains(name));
+        }
+        if (staysOpen) {
+            QVERIFY(c->isVisible());
+            clickOnSource();
+        }
         QTRY_VERIFY(!c->isVisible());
-        other.kill();
-        other.waitForFinished();
     }
 };
 
-QTEST_MAIN(TestPopoverE2E)
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    if (app.arguments().value(1) == kDragSourceOption) {
+        // drag-source FILE X Y
+        FileSource source;
+        source.path = app.arguments().value(2);
+        source.setWindowTitle(kDragSourceTitle);
+        source.setGeometry(app.arguments().value(3).toInt(), app.arguments().value(4).toInt(), 140, 120);
+        source.show();
+        return app.exec();
+    }
+    app.setAttribute(Qt::AA_Use96Dpi, true);
+    TestPopoverE2E test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_popover_e2e.moc"

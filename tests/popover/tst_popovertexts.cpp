@@ -2,6 +2,7 @@
 // and its metadata line (bad records included), the upload strip's text, and
 // where the panel goes next to the tray icon.
 #include "popoverfilerowview.h"
+#include "popoveruploadstripview.h"
 #include "popoverwindowcontroller.h"
 
 #include <QTest>
@@ -130,7 +131,7 @@ private Q_SLOTS:
         QFETCH(float, progress);
         QFETCH(double, speed);
         QFETCH(QString, text);
-        QCOMPARE(PopoverWindowController::uploadStripText(state, progress, speed), text);
+        QCOMPARE(PopoverUploadStripView::textFor(state, progress, speed), text);
     }
 
     // Points, origin at the bottom left; the visible frame is 1280 x 776 above y 0.
