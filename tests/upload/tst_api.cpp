@@ -404,16 +404,6 @@ private Q_SLOTS:
         QCOMPARE(calls, QList<QVariantList>({ { false, QVariantMap(), true }, { false, QVariantMap(), false } }));
     }
 
-    void storedTokenReachesTheClientCopyButNullDoesNot()
-    {
-        API::instance(); // the client exists, so the store can reach it
-        settings().setToken(QStringLiteral("tk_handed_over"));
-        QCOMPARE(API::instance().token(), QStringLiteral("tk_handed_over"));
-        settings().setToken(QString());
-        QCOMPARE(API::instance().token(), QStringLiteral("tk_handed_over"));
-        API::instance().setToken(QString());
-    }
-
     void completionsArriveOnTheMainThreadWhoeverCalls()
     {
         QThread *completedOn = nullptr;
