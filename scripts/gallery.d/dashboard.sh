@@ -1,4 +1,5 @@
-# The dashboard panel under the tray icon: each tab with its rows (a
+# The dashboard panel under the tray icon: a tab with nothing in it (the
+# documents tab before the account has one), each tab with its rows (a
 # document seeded for the documents tab), the "Link copied" toast, the upload
 # strip uploading and failed (a record left on disk by a killed app), a file
 # dragged over it from another window, the record tile as "Stop" while a
@@ -22,12 +23,6 @@ finish() {
 }
 trap finish EXIT
 seed_items
-# A document for the documents tab (text/markdown), once per look.
-if [ ! -e "$SERVER_DATA/.gallery-document" ]; then
-  printf '# Release notes\n\nWhat changed in 2.4.\n' >"$files/Release notes for the November desktop update.md"
-  "$TESSLY" upload "$files/Release notes for the November desktop update.md" >/dev/null
-  touch "$SERVER_DATA/.gallery-document"
-fi
 
 start_app() {
   "$TESSLY" >/dev/null 2>&1 &
@@ -55,6 +50,16 @@ shot_panel() {
 }
 
 start_app
+# A tab whose answer is an empty list: the documents tab while the account has
+# no document. Then a document (text/markdown) for it, once per look.
+if [ ! -e "$SERVER_DATA/.gallery-document" ]; then
+  setting selectedMenuSegment 2
+  open_panel
+  shot_panel tab-empty
+  printf '# Release notes\n\nWhat changed in 2.4.\n' >"$files/Release notes for the November desktop update.md"
+  "$TESSLY" upload "$files/Release notes for the November desktop update.md" >/dev/null
+  touch "$SERVER_DATA/.gallery-document"
+fi
 for tab in "0 files" "1 folders" "2 documents" "3 links"; do
   set -- $tab
   setting selectedMenuSegment "$1"
@@ -90,17 +95,16 @@ kill $app 2>/dev/null || true
 wait $app 2>/dev/null || true
 rm -f "$XDG_DATA_HOME"/*/MultipartUploads/*.plist
 
-# A file dragged from another application's window and held over the panel,
-# opened from its action meanwhile (a press on another application closes
-# an open panel); the drop uploads it.
+# A file dragged from another application's window onto the open panel and
+# held there; the drop uploads it.
 start_app
 printf 'Minutes of the design review\n' >"$files/Design review minutes.txt"
 "$BUILD/gallery/tessly-appgallery" dragsource "$files/Design review minutes.txt" >/dev/null 2>&1 &
 source=$!
-eval "$(xdotool getwindowgeometry --shell "$(wait_for_window Files)")"
+source_window=$(wait_for_window Files)
+open_panel
+eval "$(xdotool getwindowgeometry --shell "$source_window")"
 xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) mousedown 1 sleep 0.3 mousemove $((X + WIDTH / 2 + 40)) $((Y + HEIGHT / 2))
-action togglePopover
-sleep 1.5
 eval "$(xdotool getwindowgeometry --shell "$(panel_window)")"
 # (The pointer and the dragged icon below the pad's text.)
 xdotool mousemove $((X + WIDTH / 2 - 40)) $((Y + HEIGHT - 110 * HEIGHT / 580)) sleep 0.3 \
@@ -109,7 +113,8 @@ sleep 0.5
 shot_panel drag-over
 xdotool mouseup 1
 sleep 0.5
-xdotool key Escape
+# The panel stays open after the drop, without the focus.
+[ -z "$(panel_window)" ] || action togglePopover
 kill $source 2>/dev/null || true
 wait $source 2>/dev/null || true
 source=""

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QFileDialog>
+#include <QHash>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -279,8 +280,19 @@ QWidget *PopoverWindow::buildEmptyState()
     m_emptyText->setAlignment(Qt::AlignCenter);
     m_emptyText->setForegroundRole(QPalette::PlaceholderText);
     m_emptyChoose = new QPushButton(pad);
+    m_emptyChoose->setObjectName(QStringLiteral("emptyStateButton"));
     m_emptyChoose->setFocusPolicy(Qt::NoFocus);
-    connect(m_emptyChoose, &QPushButton::clicked, m_controller, &PopoverWindowController::emptyStateChooseFile);
+    // Files and folders come from the disk; documents and links are made on
+    // the web.
+    connect(m_emptyChoose, &QPushButton::clicked, m_controller, [this] {
+        const QString noun = m_controller->nounForCurrentSegment();
+        if (noun == QLatin1String("document"))
+            m_controller->createDocument();
+        else if (noun == QLatin1String("link"))
+            m_controller->createLink();
+        else
+            m_controller->emptyStateChooseFile();
+    });
     auto *column = new QVBoxLayout(pad);
     column->setContentsMargins(32, 24, 32, 24);
     column->setSpacing(8);
@@ -473,14 +485,15 @@ void PopoverWindow::updateEmptyState()
         m_emptyHeading->setText(QStringLiteral("No %1s yet").arg(noun));
         m_emptyText->setText(QStringLiteral("Drop a %1 to get started").arg(noun));
     }
-    m_emptyChoose->setText(noun == QLatin1String("folder") ? QStringLiteral("Choose a Folder\u2026")
-                                                           : QStringLiteral("Choose a File\u2026"));
-    // Documents and links are made on the web, not from a file.
-    m_emptyChoose->setVisible(!dragOver && (noun == QLatin1String("file") || noun == QLatin1String("folder")));
+    static const QHash<QString, QString> kButtons { { QStringLiteral("folder"),
+                                                        QStringLiteral("Choose a Folder\u2026") },
+        { QStringLiteral("document"), QStringLiteral("New Document\u2026") },
+        { QStringLiteral("link"), QStringLiteral("New Link\u2026") } };
+    m_emptyChoose->setText(kButtons.value(noun, QStringLiteral("Choose a File\u2026")));
+    m_emptyChoose->setVisible(!dragOver);
+    // The same upload sign, in the accent colour under a drag.
     const QColor color = dragOver ? palette().color(QPalette::Highlight) : palette().color(QPalette::PlaceholderText);
-    m_emptyIcon->setPixmap(
-        MenuIcons::themed(dragOver ? QStringLiteral("document-send") : QStringLiteral("folder-remote"), color)
-            .pixmap(48, 48));
+    m_emptyIcon->setPixmap(MenuIcons::themed(QStringLiteral("document-send"), color).pixmap(48, 48));
     m_listPages->setCurrentIndex(empty || dragOver ? 1 : 0);
     m_emptyState->update();
 }

@@ -25,6 +25,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QMimeData>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -219,6 +220,13 @@ private Q_SLOTS:
         QVERIFY(c.showsEmptyState());
         QCOMPARE(c.window()->emptyHeading(), QStringLiteral("No files yet"));
         QTRY_COMPARE(c.cachedMeData().value(QStringLiteral("email")).toString(), QStringLiteral("e@example.com"));
+        // An empty documents tab offers to make one on the web.
+        QUrl opened;
+        c.setUrlOpener([&](const QUrl &url) { opened = url; });
+        load(c, 2);
+        QCOMPARE(c.window()->emptyHeading(), QStringLiteral("No documents yet"));
+        c.window()->findChild<QPushButton *>(QStringLiteral("emptyStateButton"))->click();
+        QCOMPARE(opened.path(), QStringLiteral("/me/documents/new"));
 
         // A long profile name is shortened; the header keeps its layout.
         SettingsStore::instance().setDomain(QString(300, u'w'));
