@@ -290,18 +290,43 @@ void TLVideoControlsViewController::countdown(int seconds, std::function<void()>
     connect(m_countdownTimer, &QTimer::timeout, this, [this] {
         qCInfo(lcVideoControls).noquote() << QStringLiteral("Current seconds %1").arg(m_secondsLeft);
         if (m_secondsLeft > 0) {
-            m_recordButton->setEnabled(false);
-            m_recordButton->setText(QString::number(m_secondsLeft));
+            showSecondsLeft(m_secondsLeft);
             --m_secondsLeft;
             return;
         }
         m_countdownTimer->stop();
-        m_recordButton->setText(QStringLiteral("Record"));
-        m_recordButton->setEnabled(true);
+        showSecondsLeft(0);
         if (auto complete = std::exchange(m_countdownComplete, {}))
             complete();
     });
     m_countdownTimer->start();
+}
+
+void TLVideoControlsViewController::showSecondsLeft(int seconds)
+{
+    if (seconds <= 0) {
+        // Back to the look the strip gives it.
+        m_recordButton->setPalette(QPalette());
+        m_recordButton->setFont(QFont());
+        m_recordButton->setText(QStringLiteral("Record"));
+        m_recordButton->setEnabled(true);
+        return;
+    }
+    // The button takes no clicks while it counts, but a disabled button's
+    // text is drawn faint, and the seconds are what the user watches: they
+    // keep the normal text colour, in bold. Taken from the strip as each
+    // countdown begins, so a light or dark palette chosen since is followed.
+    if (m_recordButton->isEnabled()) {
+        QPalette palette = m_recordButton->parentWidget()->palette();
+        palette.setColor(
+            QPalette::Disabled, QPalette::ButtonText, palette.color(QPalette::Active, QPalette::ButtonText));
+        m_recordButton->setPalette(palette);
+        QFont font = m_recordButton->parentWidget()->font();
+        font.setBold(true);
+        m_recordButton->setFont(font);
+        m_recordButton->setEnabled(false);
+    }
+    m_recordButton->setText(QString::number(seconds));
 }
 
 void TLVideoControlsViewController::setCountdownInterval(int milliseconds)
@@ -313,8 +338,7 @@ void TLVideoControlsViewController::closeSession()
 {
     m_countdownTimer->stop();
     m_countdownComplete = {};
-    m_recordButton->setText(QStringLiteral("Record"));
-    m_recordButton->setEnabled(true);
+    showSecondsLeft(0);
     post(Notifications::TLVideoControllerEndCaptureNotification);
 }
 

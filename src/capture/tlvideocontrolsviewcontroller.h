@@ -72,6 +72,9 @@ Q_SIGNALS:
 private:
     TLCaptureSessionOptions &options() const { return TLCaptureSessionOptions::currentOptions(); }
     QAction *addItem(QMenu *menu, const QString &title, int tag, bool checked, bool enabled = true);
+    // The record button during the countdown (it takes no clicks then), or
+    // as "Record" again for 0.
+    void showSecondsLeft(int seconds);
 
     QPushButton *m_formatButtons[2] = {};
     QPushButton *m_recordButton = nullptr;

@@ -1,6 +1,7 @@
 // The recording's options and controls on the e2e harness's desktop: what
 // the options load and store, the format choice, the countdown, the options
-// menu, the elapsed time, the tray icon as the stop button, the capture
+// menu, the elapsed time, the tray icon as the stop button (and the
+// recording's end when its screen is unplugged), the capture
 // window controller's stop, restart and discard with the real ffmpeg (and
 // the click rings in what it records), the processing step, and the webcam
 // bubble (fed by a test pattern: a machine without a camera cannot run the
@@ -14,6 +15,7 @@
 #include "notifications.h"
 #include "recordingstatusbutton.h"
 #include "settingsstore.h"
+#include "tlcapturepanel.h"
 #include "tlcapturesession.h"
 #include "tlcapturesessionoptions.h"
 #include "tlcapturewindowcontroller.h"
@@ -22,6 +24,7 @@
 #include "tlwebcamwindowcontroller.h"
 #include "webcamframesource.h"
 
+#include <cmath>
 #include <csignal>
 #include <QDir>
 #include <QFileInfo>
@@ -48,6 +51,18 @@ QAction *item(QMenu *menu, int tag, const QString &title = {})
             return a;
     }
     return nullptr;
+}
+
+// How far apart two colours read (WCAG's contrast ratio, 1 to 21; 4.5 is
+// enough for text).
+double contrast(const QColor &a, const QColor &b)
+{
+    const auto luminance = [](const QColor &c) {
+        const auto linear = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
+    };
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
 }
 
 // The webcam's stand-in: a machine without a camera cannot run QCamera, so
@@ -157,6 +172,12 @@ private Q_SLOTS:
         controls.setCountdownInterval(200);
         controls.beginRecording();
         QTRY_VERIFY(!controls.recordButton()->isEnabled());
+        // The seconds take no clicks, yet read at a glance: not the faint
+        // text of a disabled button.
+        const QPalette look = controls.recordButton()->palette();
+        const double seconds = contrast(
+            look.color(QPalette::Disabled, QPalette::ButtonText), look.color(QPalette::Disabled, QPalette::Button));
+        QVERIFY2(seconds >= 4.5 && controls.recordButton()->font().bold(), qPrintable(QString::number(seconds)));
         while (begin.seen().isEmpty()) {
             const QString text = controls.recordButton()->text();
             if (shown.isEmpty() || shown.last() != text)
@@ -165,6 +186,7 @@ private Q_SLOTS:
         }
         QCOMPARE(shown, (QStringList { "5", "4", "3", "2", "1" }));
         QCOMPARE(controls.recordButton()->text(), QStringLiteral("Record"));
+        QVERIFY(controls.recordButton()->isEnabled() && !controls.recordButton()->font().bold());
         QCOMPARE(begin.seen().size(), 1);
 
         item(menu, TLVideoControlsViewController::NoDelay)->trigger();
@@ -234,6 +256,42 @@ private Q_SLOTS:
         QCOMPARE(ownClicks, 1);
         recorder.restoreStatusItem(); // once only
         QCOMPARE(ownClicks, 1);
+
+        // Recording on the second monitor, which is unplugged: the recording
+        // ends as the stop button ends it, the user is told why, and what was
+        // recorded comes to the completion.
+        QCOMPARE(QGuiApplication::screens().size(), 2);
+        QScreen *second = QGuiApplication::screens().at(1);
+        TLCaptureSessionOptions &options = TLCaptureSessionOptions::currentOptions();
+        options.setShowWebcam(false);
+        options.setShowMouseClicks(false);
+        bool ended = false, success = false;
+        QUrl file;
+        recorder.beginRecordingWithFormat(0, {}, [&](bool ok, const QUrl &url, double) {
+            ended = true;
+            success = ok;
+            file = url;
+        });
+        TLCapturePanel *panel = recorder.captureWindow()->capturePanel();
+        panel->setCurrentScreen(second);
+        panel->setCropRect(QRectF(20, 100, 240, 180));
+        recorder.captureWindow()->startRecording();
+        QTRY_VERIFY(recorder.captureWindow() && recorder.captureWindow()->captureSession()
+            && QFileInfo::exists(recorder.captureWindow()->captureSession()->captureTemporaryFilePath()));
+        QCOMPARE(button.image, QStringLiteral("stop.circle.fill"));
+        const QString name = second->name();
+        QCOMPARE(E2E::runTool("xrandr", { "--delmonitor", name }), QByteArray());
+        QTRY_VERIFY_WITH_TIMEOUT(ended, 30000);
+        // As the harness made it, for what runs after this.
+        E2E::runTool("xrandr", { "--setmonitor", name, "640/169x480/127+1280+0", "none" });
+        QVERIFY(success && QFileInfo(file.toLocalFile()).size() > 0);
+        QCOMPARE(button.image, QStringLiteral("MenuIcon"));
+        // dunst keeps what was shown in its history once it is closed.
+        QByteArray history;
+        QTRY_VERIFY2((E2E::runTool("dunstctl", { "close-all" }), history = E2E::runTool("dunstctl", { "history" }))
+                         .contains("Recording stopped"),
+            history.constData());
+        QFile::remove(file.toLocalFile());
     }
 
     // What each way out of a recording leaves: discard no movie, restart a
