@@ -197,17 +197,22 @@ void TLCaptureSession::watchScreen(QScreen *screen)
     // leaves it grabbing the place where that screen was.
     const QString name = screen->name();
     connect(qApp, &QGuiApplication::screenRemoved, this, [this, screen, name](QScreen *gone) {
-        if (gone != screen || m_screenLost || !isRecording())
+        if (gone != screen || !isRecording())
             return;
-        m_screenLost = true;
-        const QString message
-            = QStringLiteral("The screen %1 went away, so the recording stopped; what was recorded until then is kept")
-                  .arg(name);
-        qCWarning(lcCaptureSession).noquote() << message;
-        // Not while Qt is still taking the screen down.
-        QMetaObject::invokeMethod(
-            this, [this, message] { Q_EMIT screenLost(message); }, Qt::QueuedConnection);
+        announceScreenLost(
+            QStringLiteral("The screen %1 went away, so the recording stopped; what was recorded until then is kept")
+                .arg(name));
     });
+}
+
+void TLCaptureSession::announceScreenLost(const QString &message)
+{
+    if (std::exchange(m_screenLost, true))
+        return;
+    qCWarning(lcCaptureSession).noquote() << message;
+    // Not while Qt is still taking the screen down, nor from inside ffmpeg's end.
+    QMetaObject::invokeMethod(
+        this, [this, message] { Q_EMIT screenLost(message); }, Qt::QueuedConnection);
 }
 
 bool TLCaptureSession::isRecording() const
@@ -256,8 +261,18 @@ void TLCaptureSession::recorderFinished(bool ok, const QString &message)
         finish(error);
         return;
     }
-    // ffmpeg ended before anyone asked: keep what it says for the stop.
-    m_failure = error ? error : sessionError(QStringLiteral("The recording stopped by itself"));
+    if (!error) {
+        // ffmpeg ended before anyone asked, well and with a movie that plays:
+        // x11grab could no longer grab the area, as the X screen shrank or
+        // moved away from under it. Ended as a removed screen is: the stop
+        // keeps what was recorded.
+        announceScreenLost(QStringLiteral(
+            "The recorded area is no longer on the screen (it changed size or moved), so the recording stopped; "
+            "what was recorded until then is kept"));
+        return;
+    }
+    // ffmpeg failed before anyone asked: keep what it says for the stop.
+    m_failure = error;
     Q_EMIT recordingFailed(m_failure);
 }
 

@@ -71,20 +71,24 @@ public:
 
 Q_SIGNALS:
     void recordingStarted();
-    // ffmpeg ended on its own: the sound server went away, the disk is full,
-    // it was killed. The movie so far is kept, and the error says where, when
-    // ffmpeg could finalise it; otherwise it is removed and the error says so.
+    // ffmpeg failed on its own: the disk is full, it was killed. The movie so
+    // far is kept, and the error says where, when ffmpeg could finalise it;
+    // otherwise it is removed and the error says so.
     void recordingFailed(const Error &error);
     // The sound stopped while the recording goes on without it; the message
     // is for the user.
     void soundLost(const QString &message);
-    // The screen being recorded went away (unplugged, turned off): the
-    // recording is to be stopped as the user would, which keeps the movie so
-    // far. Emitted once, from the event loop; the message is for the user.
+    // The screen being recorded went away (unplugged, turned off), or the
+    // area left the X screen (it shrank or moved; ffmpeg has ended then):
+    // the recording is to be stopped as the user would, which keeps the
+    // movie so far. Emitted once, from the event loop; the message is for
+    // the user.
     void screenLost(const QString &message);
 
 private:
     void watchScreen(QScreen *screen);
+    // Emits screenLost() once, from the event loop.
+    void announceScreenLost(const QString &message);
     void recorderFinished(bool ok, const QString &message);
     void finish(const Error &error);
     // After a failure: says in *error where the movie so far is, or removes

@@ -198,9 +198,10 @@ private Q_SLOTS:
     }
 
     // ffmpeg dying mid-recording, Ctrl-C pressed again while the movie is
-    // made a GIF, and the screen being recorded unplugged (the harness's
-    // second monitor removed): a clear message and status, a movie kept only
-    // where it plays, and no process left behind.
+    // made a GIF, the screen being recorded unplugged (the harness's second
+    // monitor removed), and the X screen shrunk from under the area (where
+    // x11grab can no longer grab it): a clear message and status, a movie
+    // kept only where it plays, and no process left behind.
     void stoppedOrKilled_data()
     {
         QTest::addColumn<QString>("fault");
@@ -213,6 +214,8 @@ private Q_SLOTS:
             << "Ctrl-C" << 0 << QStringLiteral("Converting to GIF...");
         QTest::newRow("screen unplugged: stops, uploads what it got")
             << "unplug" << 0 << QStringLiteral("The screen M1 went away, so the recording stopped");
+        QTest::newRow("screen shrunk: stops, uploads what it got")
+            << "shrink" << 0 << QStringLiteral("The recorded area is no longer on the screen");
     }
 
     void stoppedOrKilled()
@@ -221,9 +224,11 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, message);
         const bool unplug = fault == QLatin1String("unplug");
+        const bool shrink = fault == QLatin1String("shrink");
         QProcess process;
         // The second monitor lies right of the first (1280 wide).
-        start(process, { "record", "--region", unplug ? QStringLiteral("1300,100,320,240") : region(), "--gif" });
+        start(process,
+            { "record", "--region", unplug || shrink ? QStringLiteral("1300,100,320,240") : region(), "--gif" });
         QVERIFY(process.waitForStarted());
         QString movie;
         const QString ffmpeg = recordingFfmpeg(process, &movie);
@@ -236,6 +241,10 @@ private Q_SLOTS:
             int removed = -1;
             E2E::runTool("xrandr", { "--delmonitor", "M1" }, &removed);
             QCOMPARE(removed, 0);
+        } else if (shrink) {
+            // Xvfb cannot move its one output to the smaller screen and says
+            // so, but the screen shrinks all the same.
+            E2E::runTool("xrandr", { "--fb", "1400x800" });
         } else {
             ::kill(pid_t(process.processId()), SIGINT);
             QTRY_VERIFY_WITH_TIMEOUT(
@@ -243,8 +252,11 @@ private Q_SLOTS:
             ::kill(pid_t(process.processId()), SIGINT);
         }
         const int exitStatus = E2E::waitResponsively(process, 60000);
-        if (unplug) // as the harness made it, for the tests after this one
+        // As the harness made it, for the tests after this one.
+        if (unplug)
             E2E::runTool("xrandr", { "--setmonitor", "M1", "640/169x480/127+1280+0", "none" });
+        else if (shrink)
+            E2E::runTool("xrandr", { "--fb", "1920x800" });
         errors += QString::fromUtf8(process.readAllStandardError());
         QVERIFY2(exitStatus == status && errors.contains(message), qPrintable(errors));
         QCOMPARE(::kill(pid_t(ffmpeg.toInt()), 0), -1);
