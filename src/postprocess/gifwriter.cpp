@@ -6,6 +6,7 @@
 #include <libimagequant.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -19,7 +20,9 @@ constexpr int kTolerance = 6;
 
 // libimagequant's speed: 1 is its best, 10 its fastest. At 10 a test
 // pattern still comes out closer to its source (SSIM, bench/gif) than with
-// ffmpeg's palettes, in well under half the time 6 takes.
+// ffmpeg's palettes, in well under half the time 6 takes. Quantising the
+// first frame (the shared palette) more slowly made a recording's GIF larger
+// and no closer to its source.
 constexpr int kQuantiserSpeed = 10;
 
 // The most pixels handed to the quantiser in one piece.
@@ -27,6 +30,20 @@ constexpr int kBandPixels = 1 << 20;
 
 // A GIF delay is 16 bits of centiseconds.
 constexpr int kLongestDelay = 65535;
+
+// Colours matched against the shared palette are remembered in a table of
+// 2^kNearestBits slots, addressed by a hash of the colour.
+constexpr int kNearestBits = 15;
+
+// Before a whole region is matched against the shared palette, one changed
+// pixel in kProbeStride is: a region the palette cannot show (a gradient, a
+// new window) is nearly always found out there, at a fraction of the cost.
+constexpr int kProbeStride = 16;
+
+// A frame drawn with the shared palette but with no more colours than this
+// gets a small table of its own: its LZW codes start shorter, which saves
+// more than the table costs.
+constexpr int kCompactColours = 16;
 
 int writeToSaveFile(GifFileType *gif, const GifByteType *data, int length)
 {
@@ -38,6 +55,22 @@ bool differs(const uchar *a, const uchar *b)
 {
     return std::abs(a[0] - b[0]) > kTolerance || std::abs(a[1] - b[1]) > kTolerance
         || std::abs(a[2] - b[2]) > kTolerance;
+}
+
+// A palette with its entries as giflib wants them, `entries` long (a power
+// of two); the entries past the palette's end are black.
+ColorMapObject *colourMap(const QVector<uint32_t> &palette, int entries)
+{
+    ColorMapObject *map = GifMakeMapObject(entries, nullptr);
+    if (!map)
+        return nullptr;
+    for (int i = 0; i < entries; ++i) {
+        uchar bytes[4] = {};
+        if (i < palette.size())
+            std::memcpy(bytes, &palette[i], 4);
+        map->Colors[i] = { bytes[0], bytes[1], bytes[2] };
+    }
+    return map;
 }
 
 // The image as opaque RGBA bytes of the given size.
@@ -77,8 +110,6 @@ bool GifWriter::failed(const QString &what)
 
 bool GifWriter::start(const QSize &size)
 {
-    if (size.isEmpty() || size.width() > 65535 || size.height() > 65535)
-        return failed(QStringLiteral("a GIF cannot be %1x%2 pixels").arg(size.width()).arg(size.height()));
     if (!m_file.open(QIODevice::WriteOnly))
         return failed(QStringLiteral("the GIF could not be written: %1").arg(m_file.errorString()));
     int status = 0;
@@ -87,7 +118,12 @@ bool GifWriter::start(const QSize &size)
         return failed(
             QStringLiteral("the GIF could not be started: %1").arg(QString::fromUtf8(GifErrorString(status))));
     EGifSetGifVersion(m_gif, true);
-    if (EGifPutScreenDesc(m_gif, size.width(), size.height(), 8, 0, nullptr) == GIF_ERROR)
+    ColorMapObject *map = colourMap(m_shared, 1 << GifBitSize(int(m_shared.size())));
+    if (!map)
+        return failed(QStringLiteral("there is not enough memory for a palette"));
+    const bool described = EGifPutScreenDesc(m_gif, size.width(), size.height(), 8, 0, map) != GIF_ERROR;
+    GifFreeMapObject(map);
+    if (!described)
         return failed(QStringLiteral("the GIF's header could not be written"));
     // NETSCAPE2.0 with a loop count of 0: play forever.
     const GifByteType loop[3] = { 1, 0, 0 };
@@ -108,12 +144,21 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
 
     if (m_reference.isNull()) {
         QImage first = opaqueRgba(image, image.size());
-        if (!start(first.size()))
-            return false;
-        m_reference = first.copy();
+        const QSize size = first.size();
+        if (size.isEmpty() || size.width() > 65535 || size.height() > 65535)
+            return failed(QStringLiteral("a GIF cannot be %1x%2 pixels").arg(size.width()).arg(size.height()));
+        // The first frame's colours become the shared palette, one entry
+        // short of 256 to leave room for the later frames' transparency.
         m_pending = std::make_unique<Frame>();
         m_pending->delay = delayCentiseconds;
-        return quantise(first, first.rect(), QImage(), *m_pending);
+        if (!quantise(first, first.rect(), QImage(), 255, *m_pending))
+            return false;
+        m_shared = std::move(m_pending->palette);
+        m_pending->palette.clear();
+        m_shared.append(0);
+        m_nearest.assign(size_t(1) << kNearestBits, Nearest());
+        m_reference = first.copy();
+        return start(size);
     }
 
     const QImage frame = opaqueRgba(image, m_reference.size());
@@ -152,9 +197,8 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
             return false;
         auto still = std::make_unique<Frame>();
         still->rect = QRect(0, 0, 1, 1);
-        still->indices = QByteArray(1, '\0');
-        still->palette = { 0, 0 };
-        still->transparentIndex = 0;
+        still->transparentIndex = int(m_shared.size()) - 1;
+        still->indices = QByteArray(1, char(still->transparentIndex));
         still->delay = delayCentiseconds;
         m_pending = std::move(still);
         return true;
@@ -172,15 +216,18 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
     }
     auto next = std::make_unique<Frame>();
     next->delay = delayCentiseconds;
-    if (!quantise(frame, rect, changed, *next) || !writeFrame(*m_pending))
+    if (!remap(frame, rect, changed, *next) && !quantise(frame, rect, changed, 256, *next))
+        return false;
+    if (!writeFrame(*m_pending))
         return false;
     m_pending = std::move(next);
     return true;
 }
 
-// Reduces the rectangle of `rgba` to at most 256 colours; where `mask` is 0
-// the pixel becomes transparent (a null mask keeps every pixel).
-bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame)
+// Reduces the rectangle of `rgba` to at most `colours` colours, a palette
+// of the frame's own; where `mask` is 0 the pixel becomes transparent (a
+// null mask keeps every pixel).
+bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &mask, int colours, Frame &frame)
 {
     const int width = rect.width();
     const int height = rect.height();
@@ -212,7 +259,7 @@ bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &ma
         rows[size_t(y)] = region.scanLine(y);
     std::vector<liq_image *> bands;
     liq_attr *attr = liq_attr_create();
-    liq_set_max_colors(attr, 256);
+    liq_set_max_colors(attr, colours);
     liq_set_speed(attr, kQuantiserSpeed);
     liq_histogram *histogram = liq_histogram_create(attr);
     bool ok = histogram != nullptr;
@@ -225,7 +272,7 @@ bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &ma
     liq_result *result = nullptr;
     ok = ok && liq_histogram_quantize(histogram, attr, &result) == LIQ_OK;
     if (ok) {
-        liq_set_dithering_level(result, 1.0f);
+        liq_set_dithering_level(result, 0.0f);
         frame.indices.resize(qsizetype(width) * height);
         for (size_t b = 0; ok && b < bands.size(); ++b) {
             const qsizetype offset = qsizetype(b) * bandRows * width;
@@ -257,6 +304,91 @@ bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &ma
     return ok ? true : failed(QStringLiteral("a frame's colours could not be reduced"));
 }
 
+// The entry of the shared palette nearest to the colour, or -1 when none
+// is within the change tolerance on every channel.
+int GifWriter::nearestShared(uint32_t rgba)
+{
+    const uint32_t colour = rgba | 0xff000000u; // RGBA bytes: alpha is the high byte
+    Nearest &slot = m_nearest[(colour * 2654435761u) >> (32 - kNearestBits)];
+    if (slot.colour == colour)
+        return slot.index;
+    const auto *c = reinterpret_cast<const uchar *>(&colour);
+    int best = -1;
+    int bestDistance = 3 * kTolerance * kTolerance + 1;
+    const int count = int(m_shared.size()) - 1; // the last entry is transparency
+    for (int i = 0; i < count; ++i) {
+        const auto *p = reinterpret_cast<const uchar *>(&m_shared[i]);
+        const int r = c[0] - p[0], g = c[1] - p[1], b = c[2] - p[2];
+        if (std::abs(r) > kTolerance || std::abs(g) > kTolerance || std::abs(b) > kTolerance)
+            continue;
+        const int distance = r * r + g * g + b * b;
+        if (distance < bestDistance) {
+            bestDistance = distance;
+            best = i;
+        }
+    }
+    slot = { colour, best };
+    return best;
+}
+
+// Draws the rectangle of `rgba` with the shared palette, the pixels where
+// `mask` is 0 transparent; false (and nothing to report) when a changed
+// pixel has no colour there close enough.
+bool GifWriter::remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame)
+{
+    for (int y = rect.top(), seen = 0; y <= rect.bottom(); ++y) {
+        const auto *source = reinterpret_cast<const quint32 *>(rgba.constScanLine(y));
+        const uchar *keep = mask.constScanLine(y);
+        for (int x = rect.left(); x <= rect.right(); ++x) {
+            if (keep[x] && seen++ % kProbeStride == 0 && nearestShared(source[x]) < 0)
+                return false;
+        }
+    }
+    const int transparent = int(m_shared.size()) - 1;
+    QByteArray indices(qsizetype(rect.width()) * rect.height(), Qt::Uninitialized);
+    auto *out = reinterpret_cast<uchar *>(indices.data());
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
+        const auto *source = reinterpret_cast<const quint32 *>(rgba.constScanLine(y));
+        const uchar *keep = mask.constScanLine(y);
+        for (int x = rect.left(); x <= rect.right(); ++x) {
+            const int index = keep[x] ? nearestShared(source[x]) : transparent;
+            if (index < 0)
+                return false;
+            *out++ = uchar(index);
+        }
+    }
+    frame.rect = rect;
+    frame.indices = std::move(indices);
+    frame.palette.clear();
+    frame.transparentIndex = transparent;
+    compact(frame);
+    return true;
+}
+
+// Gives a frame drawn with the shared palette a table of just the colours
+// it uses, when they are few.
+void GifWriter::compact(Frame &frame) const
+{
+    std::array<int, 256> to;
+    to.fill(-1);
+    int used = 0;
+    for (const char index : std::as_const(frame.indices)) {
+        if (to[uchar(index)] >= 0)
+            continue;
+        if (used == kCompactColours)
+            return;
+        to[uchar(index)] = used++;
+    }
+    frame.palette.resize(used);
+    for (int i = 0; i < int(to.size()); ++i) {
+        if (to[i] >= 0)
+            frame.palette[to[i]] = m_shared[i];
+    }
+    for (char &index : frame.indices)
+        index = char(to[uchar(index)]);
+    frame.transparentIndex = to[frame.transparentIndex];
+}
+
 bool GifWriter::writeFrame(const Frame &frame)
 {
     GraphicsControlBlock control;
@@ -269,20 +401,24 @@ bool GifWriter::writeFrame(const Frame &frame)
     if (EGifPutExtension(m_gif, GRAPHICS_EXT_FUNC_CODE, int(length), extension) == GIF_ERROR)
         return failed(QStringLiteral("the GIF could not be written: %1").arg(m_file.errorString()));
 
-    const int colours = 1 << GifBitSize(std::max(2, int(frame.palette.size())));
-    ColorMapObject *map = GifMakeMapObject(colours, nullptr);
-    if (!map)
-        return failed(QStringLiteral("there is not enough memory for a palette"));
-    for (int i = 0; i < colours; ++i) {
-        uchar bytes[4] = {};
-        if (i < frame.palette.size())
-            std::memcpy(bytes, &frame.palette[i], 4);
-        map->Colors[i] = { bytes[0], bytes[1], bytes[2] };
+    // A frame drawn with the shared palette has no table of its own; any
+    // other's is the smallest power of two that holds its colours.
+    ColorMapObject *map = nullptr;
+    if (!frame.palette.isEmpty()) {
+        map = colourMap(frame.palette, 1 << GifBitSize(int(frame.palette.size())));
+        if (!map)
+            return failed(QStringLiteral("there is not enough memory for a palette"));
+    } else if (m_gif->Image.ColorMap) {
+        // giflib forgets (and leaks) the last frame's table when a frame
+        // comes without one.
+        GifFreeMapObject(m_gif->Image.ColorMap);
+        m_gif->Image.ColorMap = nullptr;
     }
     bool ok
         = EGifPutImageDesc(m_gif, frame.rect.x(), frame.rect.y(), frame.rect.width(), frame.rect.height(), false, map)
         != GIF_ERROR;
-    GifFreeMapObject(map);
+    if (map)
+        GifFreeMapObject(map);
     auto *pixels = reinterpret_cast<GifPixelType *>(const_cast<char *>(frame.indices.constData()));
     for (int y = 0; ok && y < frame.rect.height(); ++y)
         ok = EGifPutLine(m_gif, pixels + qsizetype(y) * frame.rect.width(), frame.rect.width()) != GIF_ERROR;

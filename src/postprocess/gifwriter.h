@@ -8,11 +8,20 @@
 #include <QVector>
 
 #include <memory>
+#include <vector>
 
 struct GifFileType;
 
-// Writes an animated GIF that loops forever, one frame at a time, with a
-// palette of its own for every frame (libimagequant, dithered) and giflib.
+// Writes an animated GIF that loops forever, one frame at a time, with
+// libimagequant's palettes and giflib.
+//
+// The first frame's palette becomes the file's global colour table. A later
+// frame whose changed pixels all have a colour within the change tolerance
+// there is drawn with it, without asking the quantiser again, and without a
+// table of its own unless a small one of the few colours it uses makes it
+// smaller; any other frame gets a palette of its own. Colours are mapped to
+// the nearest entry, not dithered: on screen content dithering noise costs
+// far more in size than it gains in likeness (bench/gif).
 //
 // Screen recordings change little from frame to frame, and the writer makes
 // use of it: a frame that does not differ from the one before is not written
@@ -47,13 +56,25 @@ private:
     {
         QRect rect;
         QByteArray indices;
-        QVector<uint32_t> palette; // RGBA bytes in memory order
+        QVector<uint32_t> palette; // RGBA bytes in memory order; empty: the shared one
         int transparentIndex = -1;
         int delay = 0;
     };
 
+    // A colour already matched against the shared palette: the colour with
+    // its alpha byte set (so that an unused slot never matches) and the
+    // nearest entry, or -1 when none is within the tolerance.
+    struct Nearest
+    {
+        uint32_t colour = 0;
+        int index = -1;
+    };
+
     bool start(const QSize &size);
-    bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
+    bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, int colours, Frame &frame);
+    bool remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
+    int nearestShared(uint32_t rgba);
+    void compact(Frame &frame) const;
     bool writeFrame(const Frame &frame);
     bool failed(const QString &what);
 
@@ -61,6 +82,9 @@ private:
     GifFileType *m_gif = nullptr;
     QImage m_reference; // per pixel, the colour the picture last showed there
     std::unique_ptr<Frame> m_pending;
+    // The first frame's colours and, last, the entry for transparency.
+    QVector<uint32_t> m_shared;
+    std::vector<Nearest> m_nearest;
     QString m_error;
     int m_framesWritten = 0;
 };

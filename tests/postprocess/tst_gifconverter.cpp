@@ -70,20 +70,25 @@ Probe probe(const QString &path)
     return p;
 }
 
-// SSIM of the GIF against its source, frame against frame: the GIF's clock
-// runs `slowdown` times slower than the movie's, and both are sampled at
-// `rate` frames a second of the movie's time.
+// SSIM of the GIF against its source, frame against frame, of the frame
+// that is least alike (so that one frame drawn in wrong colours is not
+// averaged away): the GIF's clock runs `slowdown` times slower than the
+// movie's, and both are sampled at `rate` frames a second of the movie's time.
 double ssim(const QString &gif, const QString &source, double slowdown, int rate)
 {
     const QString graph = QStringLiteral("[0:v]setpts=(PTS-STARTPTS)/%1,fps=%2,format=yuv444p[a];"
-                                         "[1:v]setpts=PTS-STARTPTS,fps=%2,format=yuv444p[b];[a][b]ssim")
+                                         "[1:v]setpts=PTS-STARTPTS,fps=%2,format=yuv444p[b];[a][b]ssim=stats_file=-")
                               .arg(slowdown)
                               .arg(rate);
-    QByteArray log;
-    E2E::runTool(
-        "ffmpeg", QStringList { "-i", gif, "-i", source, "-lavfi", graph } + words("-f null -"), nullptr, 120000, &log);
-    const QRegularExpressionMatch m = QRegularExpression("All:([0-9.]+)").match(QString::fromUtf8(log));
-    return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
+    const QByteArray frames = E2E::runTool("ffmpeg",
+        QStringList { "-v", "error", "-i", gif, "-i", source, "-lavfi", graph } + words("-f null -"), nullptr, 120000);
+    double worst = 1.0;
+    int seen = 0;
+    auto each = QRegularExpression("^n:\\d+ .*All:([0-9.]+)", QRegularExpression::MultilineOption)
+                    .globalMatch(QString::fromUtf8(frames));
+    for (; each.hasNext(); ++seen)
+        worst = std::min(worst, each.next().captured(1).toDouble());
+    return seen ? worst : 0.0;
 }
 
 // Top-level MP4 boxes in file order.
@@ -183,10 +188,15 @@ private Q_SLOTS:
         QTest::addColumn<int>("frames"); // frames the movie has: 1 s at 30, 2 s at 10
         QTest::addColumn<int>("rate");
         QTest::addColumn<bool>("still"); // some frames repeat the one before
-        QTest::newRow("testsrc, ffmpeg") << m_testsrc << true << 30 << 30 << false;
-        QTest::newRow("testsrc, frame by frame") << m_testsrc << false << 30 << 30 << false;
-        QTest::newRow("recording, ffmpeg") << m_recording << true << 20 << 10 << true;
-        QTest::newRow("recording, frame by frame") << m_recording << false << 20 << 10 << true;
+        // The least SSIM a frame may have: a test pattern's sharp colour
+        // edges lose to the movie's chroma subsampling in both paths; a
+        // screen's flat colours are drawn all but exactly, and a frame drawn
+        // from the wrong entries of a palette falls to about 0.98.
+        QTest::addColumn<double>("alike");
+        QTest::newRow("testsrc, ffmpeg") << m_testsrc << true << 30 << 30 << false << 0.9;
+        QTest::newRow("testsrc, frame by frame") << m_testsrc << false << 30 << 30 << false << 0.9;
+        QTest::newRow("recording, ffmpeg") << m_recording << true << 20 << 10 << true << 0.99;
+        QTest::newRow("recording, frame by frame") << m_recording << false << 20 << 10 << true << 0.99;
     }
 
     void gifPaths()
@@ -196,6 +206,7 @@ private Q_SLOTS:
         QFETCH(int, frames);
         QFETCH(int, rate);
         QFETCH(bool, still);
+        QFETCH(double, alike);
         if (!withFfmpeg)
             useLibexec(folderWithFfmpeg("none"));
 
@@ -255,7 +266,7 @@ private Q_SLOTS:
         // The pictures are the movie's.
         const double similarity
             = withFfmpeg ? ssim(gif.toLocalFile(), movie, 1.0, 10) : ssim(gif.toLocalFile(), movie, 0.2 * rate, rate);
-        QVERIFY2(similarity > 0.85, qPrintable(QString::number(similarity)));
+        QVERIFY2(similarity > alike, qPrintable(QString::number(similarity)));
         QFile::remove(gif.toLocalFile());
     }
 
