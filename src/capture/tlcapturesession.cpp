@@ -19,6 +19,11 @@ Q_LOGGING_CATEGORY(lcCaptureSession, "tessly.capture.tlcapturesession")
 
 namespace {
 
+// What the user is told when x11grab can no longer grab the area.
+const QString kAreaLeftTheScreen = QStringLiteral(
+    "The recorded area is no longer on the screen (it changed size or moved), so the recording stopped; what was "
+    "recorded until then is kept");
+
 Error sessionError(const QString &text)
 {
     return Error(QStringLiteral("TLCaptureSession"), -1, text);
@@ -163,6 +168,10 @@ bool TLCaptureSession::beginRecordingWithOptions(const TLCaptureSessionOptions &
         qCInfo(lcCaptureSession).noquote() << message;
         Q_EMIT soundLost(message);
     });
+    connect(m_recorder, &ScreenRecorder::screenLost, this, [this](const QString &why) {
+        qCInfo(lcCaptureSession).noquote() << why;
+        announceScreenLost(kAreaLeftTheScreen);
+    });
     qCInfo(lcCaptureSession).noquote()
         << QStringLiteral("Recording to: %1").arg(QUrl::fromLocalFile(m_path).toString());
     QString message;
@@ -266,9 +275,7 @@ void TLCaptureSession::recorderFinished(bool ok, const QString &message)
         // x11grab could no longer grab the area, as the X screen shrank or
         // moved away from under it. Ended as a removed screen is: the stop
         // keeps what was recorded.
-        announceScreenLost(QStringLiteral(
-            "The recorded area is no longer on the screen (it changed size or moved), so the recording stopped; "
-            "what was recorded until then is kept"));
+        announceScreenLost(kAreaLeftTheScreen);
         return;
     }
     // ffmpeg failed before anyone asked: keep what it says for the stop.

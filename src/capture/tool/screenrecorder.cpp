@@ -86,6 +86,10 @@ ScreenRecorder::ScreenRecorder(QObject *parent)
                 m_soundLost = true;
                 Q_EMIT soundLost(QString::fromLocal8Bit(line.trimmed()));
             }
+            if (!m_screenInput.isEmpty() && !m_screenLost && !m_stopping && line.startsWith(m_screenInput)) {
+                m_screenLost = true;
+                Q_EMIT screenLost(QString::fromLocal8Bit(line.trimmed()));
+            }
         }
     });
     connect(&m_ffmpeg, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
@@ -128,6 +132,14 @@ bool ScreenRecorder::start(const Settings &settings, QString *error)
         ? (settings.audioSource.isEmpty() ? QByteArrayLiteral("default") : settings.audioSource.toLocal8Bit()) + ": "
         : QByteArray();
     m_soundLost = false;
+    // Alone, a failed screen input ends ffmpeg; beside sound it is only said.
+    m_screenInput = settings.audio ? QStringLiteral("%1+%2,%3: ")
+                                         .arg(settings.display)
+                                         .arg(settings.native.x())
+                                         .arg(settings.native.y())
+                                         .toLocal8Bit()
+                                   : QByteArray();
+    m_screenLost = false;
     m_ffmpeg.start(ffmpeg, args);
     if (!m_ffmpeg.waitForStarted(5000)) {
         *error = m_ffmpeg.errorString();

@@ -58,11 +58,17 @@ Q_SIGNALS:
     // unplugged): ffmpeg records on without sound. Emitted once, with
     // ffmpeg's line.
     void soundLost(const QString &message);
+    // The screen input failed while the sound goes on (the X screen shrank
+    // or moved away from under the area): ffmpeg would record sound alone.
+    // Emitted once, with ffmpeg's line.
+    void screenLost(const QString &message);
 
 private:
     QProcess m_ffmpeg;
     QByteArray m_lastError; // ffmpeg's last line on stderr
     QByteArray m_soundInput; // "<source>: " starts ffmpeg's lines about it
     bool m_soundLost = false;
+    QByteArray m_screenInput; // "<display>+x,y: ", while a sound input runs beside it
+    bool m_screenLost = false;
     bool m_stopping = false;
 };
