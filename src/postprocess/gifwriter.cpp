@@ -35,14 +35,14 @@ constexpr int kLongestDelay = 65535;
 // 2^kNearestBits slots, addressed by a hash of the colour.
 constexpr int kNearestBits = 15;
 
-// Before a whole region is matched against the shared palette, one changed
-// pixel in kProbeStride is: a region the palette cannot show (a gradient, a
-// new window) is nearly always found out there, at a fraction of the cost.
-constexpr int kProbeStride = 16;
+// Colours of a frame's own (not in the shared palette) are remembered, for
+// that frame, in a table of 2^kOwnBits slots.
+constexpr int kOwnBits = 10;
+constexpr int kOwnSlots = 1 << kOwnBits;
 
-// A frame drawn with the shared palette but with no more colours than this
-// gets a small table of its own: its LZW codes start shorter, which saves
-// more than the table costs.
+// A frame drawn with shared colours only, no more than this many, gets a
+// small table of its own: its LZW codes start shorter, which saves more than
+// the table costs.
 constexpr int kCompactColours = 16;
 
 int writeToSaveFile(GifFileType *gif, const GifByteType *data, int length)
@@ -331,62 +331,78 @@ int GifWriter::nearestShared(uint32_t rgba)
     return best;
 }
 
-// Draws the rectangle of `rgba` with the shared palette, the pixels where
-// `mask` is 0 transparent; false (and nothing to report) when a changed
-// pixel has no colour there close enough.
+// Draws the rectangle of `rgba` with the colours the picture already has:
+// each changed pixel takes the shared palette's nearest entry within the
+// tolerance or, where there is none, a colour of the frame's own (the first
+// such pixel's, shared by the later ones within the tolerance of it); where
+// `mask` is 0 the pixel is transparent. The frame's table holds just the
+// colours it uses, unless they are all shared ones and too many for a small
+// table to pay. False (and nothing to report) when it would need more than
+// 256 colours.
 bool GifWriter::remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame)
 {
-    for (int y = rect.top(), seen = 0; y <= rect.bottom(); ++y) {
-        const auto *source = reinterpret_cast<const quint32 *>(rgba.constScanLine(y));
-        const uchar *keep = mask.constScanLine(y);
-        for (int x = rect.left(); x <= rect.right(); ++x) {
-            if (keep[x] && seen++ % kProbeStride == 0 && nearestShared(source[x]) < 0)
-                return false;
-        }
-    }
-    const int transparent = int(m_shared.size()) - 1;
+    const int sharedTransparent = int(m_shared.size()) - 1;
+    QVector<uint32_t> palette; // the frame's colours, in the order first met
+    std::array<int, 256> fromShared; // shared entry to the frame's, or -1
+    fromShared.fill(-1);
+    std::array<Nearest, kOwnSlots> own {}; // colours of the frame's own, looked up
+    int owned = 0;
+    const auto add = [&](uint32_t colour) {
+        palette.append(colour);
+        return int(palette.size()) - 1;
+    };
     QByteArray indices(qsizetype(rect.width()) * rect.height(), Qt::Uninitialized);
     auto *out = reinterpret_cast<uchar *>(indices.data());
     for (int y = rect.top(); y <= rect.bottom(); ++y) {
         const auto *source = reinterpret_cast<const quint32 *>(rgba.constScanLine(y));
         const uchar *keep = mask.constScanLine(y);
         for (int x = rect.left(); x <= rect.right(); ++x) {
-            const int index = keep[x] ? nearestShared(source[x]) : transparent;
-            if (index < 0)
-                return false;
+            const int shared = keep[x] ? nearestShared(source[x]) : sharedTransparent;
+            int index = shared >= 0 ? fromShared[shared] : -1;
+            if (shared < 0) {
+                const uint32_t colour = source[x] | 0xff000000u;
+                Nearest &slot = own[(colour * 2654435761u) >> (32 - kOwnBits)];
+                if (slot.colour != colour) {
+                    slot = { colour, -1 };
+                    const auto *wanted = reinterpret_cast<const uchar *>(&colour);
+                    for (int i = 0; i < palette.size() && slot.index < 0; ++i) {
+                        const auto *have = reinterpret_cast<const uchar *>(&palette[i]);
+                        if (i != fromShared[sharedTransparent] && !differs(wanted, have))
+                            slot.index = i;
+                    }
+                }
+                index = slot.index;
+                if (index < 0) {
+                    if (palette.size() == 256)
+                        return false;
+                    slot.index = index = add(colour);
+                    ++owned;
+                }
+            } else if (index < 0) {
+                if (palette.size() == 256)
+                    return false;
+                fromShared[shared] = index = add(m_shared[shared]);
+            }
             *out++ = uchar(index);
         }
     }
     frame.rect = rect;
     frame.indices = std::move(indices);
-    frame.palette.clear();
-    frame.transparentIndex = transparent;
-    compact(frame);
+    frame.transparentIndex = fromShared[sharedTransparent];
+    frame.palette = std::move(palette);
+    if (owned == 0 && frame.palette.size() > kCompactColours) {
+        // The global table, then, with the shared palette's own indices.
+        std::array<uchar, 256> toShared {};
+        for (int i = 0; i < int(fromShared.size()); ++i) {
+            if (fromShared[i] >= 0)
+                toShared[size_t(fromShared[i])] = uchar(i);
+        }
+        for (char &index : frame.indices)
+            index = char(toShared[uchar(index)]);
+        frame.palette.clear();
+        frame.transparentIndex = sharedTransparent;
+    }
     return true;
-}
-
-// Gives a frame drawn with the shared palette a table of just the colours
-// it uses, when they are few.
-void GifWriter::compact(Frame &frame) const
-{
-    std::array<int, 256> to;
-    to.fill(-1);
-    int used = 0;
-    for (const char index : std::as_const(frame.indices)) {
-        if (to[uchar(index)] >= 0)
-            continue;
-        if (used == kCompactColours)
-            return;
-        to[uchar(index)] = used++;
-    }
-    frame.palette.resize(used);
-    for (int i = 0; i < int(to.size()); ++i) {
-        if (to[i] >= 0)
-            frame.palette[to[i]] = m_shared[i];
-    }
-    for (char &index : frame.indices)
-        index = char(to[uchar(index)]);
-    frame.transparentIndex = to[frame.transparentIndex];
 }
 
 bool GifWriter::writeFrame(const Frame &frame)

@@ -16,12 +16,14 @@ struct GifFileType;
 // libimagequant's palettes and giflib.
 //
 // The first frame's palette becomes the file's global colour table. A later
-// frame whose changed pixels all have a colour within the change tolerance
-// there is drawn with it, without asking the quantiser again, and without a
-// table of its own unless a small one of the few colours it uses makes it
-// smaller; any other frame gets a palette of its own. Colours are mapped to
-// the nearest entry, not dithered: on screen content dithering noise costs
-// far more in size than it gains in likeness (bench/gif).
+// frame is drawn with those colours, each pixel taking the nearest within the
+// change tolerance, and with colours of its own only where none is that near;
+// it carries a table of just the colours it uses when that makes it smaller
+// (always when it has colours of its own). Only a frame that would need more
+// than 256 colours that way gets a palette made for it by the quantiser.
+// Colours are mapped to the nearest entry, not dithered: on screen content
+// dithering noise costs far more in size than it gains in likeness
+// (bench/gif).
 //
 // Screen recordings change little from frame to frame, and the writer makes
 // use of it: a frame that does not differ from the one before is not written
@@ -74,7 +76,6 @@ private:
     bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, int colours, Frame &frame);
     bool remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
     int nearestShared(uint32_t rgba);
-    void compact(Frame &frame) const;
     bool writeFrame(const Frame &frame);
     bool failed(const QString &what);
 
