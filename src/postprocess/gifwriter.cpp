@@ -272,7 +272,7 @@ bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &ma
     liq_result *result = nullptr;
     ok = ok && liq_histogram_quantize(histogram, attr, &result) == LIQ_OK;
     if (ok) {
-        liq_set_dithering_level(result, 0.0f);
+        liq_set_dithering_level(result, mask.isNull() ? 1.0f : 0.0f);
         frame.indices.resize(qsizetype(width) * height);
         for (size_t b = 0; ok && b < bands.size(); ++b) {
             const qsizetype offset = qsizetype(b) * bandRows * width;

@@ -21,8 +21,10 @@ struct GifFileType;
 // it carries a table of just the colours it uses when that makes it smaller
 // (always when it has colours of its own). Only a frame that would need more
 // than 256 colours that way gets a palette made for it by the quantiser.
-// Colours are mapped to the nearest entry, not dithered: on screen content
-// dithering noise costs far more in size than it gains in likeness
+// The first picture, which stays on screen longest, is dithered, so that
+// gradients and photos keep their shades instead of showing bands. Later
+// frames map colours to the nearest entry: dithering each change would make
+// still areas shimmer and cost far more in size than it gains in likeness
 // (bench/gif).
 //
 // Screen recordings change little from frame to frame, and the writer makes
