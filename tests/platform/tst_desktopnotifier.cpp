@@ -37,6 +37,9 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(dunstctl({ "count", "displayed" }), QByteArray("1"), 5000);
         dunstctl({ "action", "0" });
         dunstctl({ "close-all" });
+        // Until dunst has taken the first one down, "displayed" still counts
+        // it, and the click below would go to it instead.
+        QTRY_COMPARE_WITH_TIMEOUT(dunstctl({ "count", "displayed" }), QByteArray("0"), 5000);
 
         // dunst answers in order: once a later notification's click is here,
         // the first one's would have been too.
