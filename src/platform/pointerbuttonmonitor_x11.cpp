@@ -58,16 +58,8 @@ public:
         if (!m_x || listening == m_listening)
             return;
         m_listening = listening;
-        struct
-        {
-            xcb_input_event_mask_t head;
-            uint32_t bits;
-        } mask {};
-        mask.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
-        mask.head.mask_len = 1;
-        mask.bits
-            = listening ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE : 0;
-        xcb_input_xi_select_events(m_x->connection(), m_x->root(), 1, &mask.head);
+        m_x->selectRawInputEvents(
+            listening ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE : 0);
         xcb_flush(m_x->connection());
         qCDebug(lcPointerButtonMonitorX11) << (listening ? "listening" : "no longer listening");
     }

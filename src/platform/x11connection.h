@@ -26,6 +26,12 @@ public:
     // Round trip: every request sent so far has been handled by the server.
     void sync() const;
 
+    // Raw XInput 2 events of every master device, selected on the root
+    // window: what the user does anywhere on the desktop, also while another
+    // client grabs the pointer. `mask` is XCB_INPUT_XI_EVENT_MASK_RAW_* bits;
+    // 0 stops them. Needs XInput 2.1, which the caller has checked.
+    void selectRawInputEvents(uint32_t mask) const;
+
 private:
     X11Connection() = default;
 

@@ -1,5 +1,7 @@
 #include "x11connection.h"
 
+#include <xcb/xinput.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -45,4 +47,17 @@ xcb_atom_t X11Connection::atom(const char *name) const
 void X11Connection::sync() const
 {
     std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+}
+
+void X11Connection::selectRawInputEvents(uint32_t mask) const
+{
+    struct
+    {
+        xcb_input_event_mask_t head;
+        uint32_t bits;
+    } select {};
+    select.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
+    select.head.mask_len = 1;
+    select.bits = mask;
+    xcb_input_xi_select_events(m_connection, m_root, 1, &select.head);
 }

@@ -41,15 +41,7 @@ public:
         xcb_connection_t *c = m_x->connection();
         m_pixel = allocColor();
 
-        struct
-        {
-            xcb_input_event_mask_t head;
-            uint32_t bits;
-        } mask {};
-        mask.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
-        mask.head.mask_len = 1;
-        mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS;
-        xcb_input_xi_select_events(c, m_x->root(), 1, &mask.head);
+        m_x->selectRawInputEvents(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
         m_x->sync();
 
         m_notifier = new QSocketNotifier(xcb_get_file_descriptor(c), QSocketNotifier::Read, this);
