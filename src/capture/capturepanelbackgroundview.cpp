@@ -18,15 +18,12 @@ CapturePanelBackgroundView::CapturePanelBackgroundView(CapturePanelModel *model,
         setCursor(on ? Qt::PointingHandCursor : Qt::ArrowCursor);
         update();
     });
-    auto *spinner = new QTimer(this);
-    spinner->setInterval(80);
-    connect(spinner, &QTimer::timeout, this, [this] {
-        if (m_preparing) {
-            m_spin = (m_spin + 1) % 12;
-            update();
-        }
+    m_spinner = new QTimer(this);
+    m_spinner->setInterval(80);
+    connect(m_spinner, &QTimer::timeout, this, [this] {
+        m_spin = (m_spin + 1) % 12;
+        update();
     });
-    spinner->start();
 }
 
 void CapturePanelBackgroundView::setBackdrop(const QPixmap &picture)
@@ -38,6 +35,10 @@ void CapturePanelBackgroundView::setBackdrop(const QPixmap &picture)
 void CapturePanelBackgroundView::setPreparing(bool preparing)
 {
     m_preparing = preparing;
+    if (preparing)
+        m_spinner->start();
+    else
+        m_spinner->stop();
     update();
 }
 

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class CapturePanelModel;
+class QTimer;
 
 // Shows the capture panel's state and hands the pointer to its model: the
 // screen dimmed around the crop rectangle, the rectangle's dashed white
@@ -45,4 +46,6 @@ private:
     bool m_preparing = false;
     bool m_recording = false;
     int m_spin = 0;
+    // Turns the spinner; runs only while it shows, not through the recording.
+    QTimer *m_spinner = nullptr;
 };
