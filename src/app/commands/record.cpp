@@ -163,7 +163,7 @@ int record(const QStringList &args)
     // The duration counts from the first frame.
     if (a.duration > 0) {
         QObject::connect(&session, &TLCaptureSession::recordingStarted, &recording,
-            [&] { QTimer::singleShot(int(a.duration * 1000), &recording, stop); });
+            [&] { QTimer::singleShot(int(a.duration * 1000), Qt::PreciseTimer, &recording, stop); });
     }
     recording.exec();
     if (error) {
