@@ -18,11 +18,22 @@ namespace {
 // decoder's noise over a still screen does not count as change.
 constexpr int kTolerance = 6;
 
-// libimagequant's speed: 1 is its best, 10 its fastest. At 10 a test
-// pattern still comes out closer to its source (SSIM, bench/gif) than with
-// ffmpeg's palettes, in well under half the time 6 takes. Quantising the
-// first frame (the shared palette) more slowly made a recording's GIF larger
-// and no closer to its source.
+// A pixel drawn in the last few frames is drawn again on a smaller change:
+// behind a moving window the movie's edges settle over a few frames, and
+// with the wider tolerance the picture would keep their first, smeared
+// colours along the window's whole path (bench/gif: a recording's SSIM
+// went from 0.99940 to 0.99953 for 4% more bytes).
+constexpr int kSettlingFrames = 4;
+constexpr int kSettlingTolerance = 2;
+
+// libimagequant's speed: 1 is its best, 10 its fastest. From 8 up it rounds
+// the colours it is given to even values, so a flat background of an odd
+// shade comes out dithered between two: the first frame (the shared palette,
+// shown longest) is quantised at 7, which keeps every colour. Later frames
+// that need a palette of their own (a test pattern, video) go at 10, which
+// still comes out closer to its source than ffmpeg's palettes, in well under
+// half the time 6 takes.
+constexpr int kFirstQuantiserSpeed = 7;
 constexpr int kQuantiserSpeed = 10;
 
 // The most pixels handed to the quantiser in one piece.
@@ -51,10 +62,9 @@ int writeToSaveFile(GifFileType *gif, const GifByteType *data, int length)
     return int(file->write(reinterpret_cast<const char *>(data), length));
 }
 
-bool differs(const uchar *a, const uchar *b)
+bool differs(const uchar *a, const uchar *b, int tolerance = kTolerance)
 {
-    return std::abs(a[0] - b[0]) > kTolerance || std::abs(a[1] - b[1]) > kTolerance
-        || std::abs(a[2] - b[2]) > kTolerance;
+    return std::abs(a[0] - b[0]) > tolerance || std::abs(a[1] - b[1]) > tolerance || std::abs(a[2] - b[2]) > tolerance;
 }
 
 // A palette with its entries as giflib wants them, `entries` long (a power
@@ -158,10 +168,12 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
         m_shared.append(0);
         m_nearest.assign(size_t(1) << kNearestBits, Nearest());
         m_reference = first.copy();
+        m_drawnAt.assign(size_t(size.width()) * size_t(size.height()), 0);
         return start(size);
     }
 
     const QImage frame = opaqueRgba(image, m_reference.size());
+    ++m_frameNumber;
     const int width = frame.width();
     const int height = frame.height();
     QImage changed(frame.size(), QImage::Format_Grayscale8);
@@ -174,9 +186,14 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
             std::memset(mark, 0, size_t(width));
             continue;
         }
+        quint16 *drawnAt = m_drawnAt.data() + size_t(y) * size_t(width);
         for (int x = 0; x < width; ++x) {
-            mark[x] = differs(now + 4 * x, shown + 4 * x) ? 1 : 0;
+            // The frame numbers wrap; a pixel last drawn exactly a multiple
+            // of 65536 frames ago merely counts as settling once more.
+            const bool settling = quint16(m_frameNumber - drawnAt[x]) < kSettlingFrames;
+            mark[x] = differs(now + 4 * x, shown + 4 * x, settling ? kSettlingTolerance : kTolerance) ? 1 : 0;
             if (mark[x]) {
+                drawnAt[x] = m_frameNumber;
                 left = std::min(left, x);
                 right = std::max(right, x);
                 top = std::min(top, y);
@@ -260,7 +277,7 @@ bool GifWriter::quantise(const QImage &rgba, const QRect &rect, const QImage &ma
     std::vector<liq_image *> bands;
     liq_attr *attr = liq_attr_create();
     liq_set_max_colors(attr, colours);
-    liq_set_speed(attr, kQuantiserSpeed);
+    liq_set_speed(attr, mask.isNull() ? kFirstQuantiserSpeed : kQuantiserSpeed);
     liq_histogram *histogram = liq_histogram_create(attr);
     bool ok = histogram != nullptr;
     for (int y = 0; ok && y < height; y += bandRows) {

@@ -31,7 +31,9 @@ struct GifFileType;
 // use of it: a frame that does not differ from the one before is not written
 // at all but lengthens the previous frame's delay, and a frame that does is
 // written only over the rectangle that changed, with the pixels that did not
-// change left transparent so the picture underneath shows through.
+// change left transparent so the picture underneath shows through. A pixel
+// drawn in the last few frames is held to a tighter tolerance, so that the
+// edges a moving window leaves behind settle to their true colours.
 //
 // The file appears at its path only once finish() succeeds; until then (and
 // after a failure) whatever was there before stays untouched.
@@ -88,6 +90,9 @@ private:
     // The first frame's colours and, last, the entry for transparency.
     QVector<uint32_t> m_shared;
     std::vector<Nearest> m_nearest;
+    // Per pixel, the number (modulo 2^16) of the frame that last drew it.
+    std::vector<quint16> m_drawnAt;
+    quint16 m_frameNumber = 0;
     QString m_error;
     int m_framesWritten = 0;
 };

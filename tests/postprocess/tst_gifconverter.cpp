@@ -190,13 +190,14 @@ private Q_SLOTS:
         QTest::addColumn<bool>("still"); // some frames repeat the one before
         // The least SSIM a frame may have: a test pattern's sharp colour
         // edges lose to the movie's chroma subsampling in both paths; a
-        // screen's flat colours are drawn all but exactly, and a frame drawn
-        // from the wrong entries of a palette falls to about 0.98.
+        // screen's flat colours are drawn all but exactly (above 0.9975),
+        // while a flat shade dithered between two palette entries falls to
+        // about 0.996 and a frame drawn from the wrong entries to about 0.98.
         QTest::addColumn<double>("alike");
         QTest::newRow("testsrc, ffmpeg") << m_testsrc << true << 30 << 30 << false << 0.9;
         QTest::newRow("testsrc, frame by frame") << m_testsrc << false << 30 << 30 << false << 0.9;
-        QTest::newRow("recording, ffmpeg") << m_recording << true << 20 << 10 << true << 0.99;
-        QTest::newRow("recording, frame by frame") << m_recording << false << 20 << 10 << true << 0.99;
+        QTest::newRow("recording, ffmpeg") << m_recording << true << 20 << 10 << true << 0.997;
+        QTest::newRow("recording, frame by frame") << m_recording << false << 20 << 10 << true << 0.997;
     }
 
     void gifPaths()
