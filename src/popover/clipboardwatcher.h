@@ -7,7 +7,8 @@ class QTimer;
 // Whether the clipboard holds something the clipboard tile can upload: a
 // local file or a picture. While running it looks once a second, and reads
 // the clipboard only when it changed since the last look (another
-// application's offer is read over the display server).
+// application's offer is read over the display server, which can take
+// milliseconds).
 class ClipboardWatcher : public QObject
 {
     Q_OBJECT
@@ -16,7 +17,8 @@ public:
 
     bool isUsable() const { return m_usable; }
     bool isRunning() const;
-    // Starting looks at once.
+    // Starting looks soon, when the clipboard changed since the last look
+    // (or was never looked at).
     void start();
     void stop();
 
@@ -28,6 +30,6 @@ private:
 
     bool m_usable = false;
     QTimer *m_timer = nullptr;
-    quint64 m_changeCount = 0;
+    quint64 m_changeCount = 1; // one ahead: the first start looks
     quint64 m_lastChangeCount = 0;
 };

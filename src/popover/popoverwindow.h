@@ -1,18 +1,20 @@
 #pragma once
 
+#include <QColor>
 #include <QList>
 #include <QUrl>
+#include <QVariant>
 #include <QWidget>
 
 #include <functional>
 
 class PopoverActionGridView;
-class PopoverFileRowView;
+class PopoverFileListModel;
+class PopoverFileListView;
 class PopoverUploadStripView;
 class PopoverWindowController;
 class QLabel;
 class QPushButton;
-class QScrollArea;
 class QStackedWidget;
 class QTabBar;
 class QToolButton;
@@ -35,8 +37,10 @@ public:
     // A file or folder dialog over the panel.
     void chooseFile(bool directories, std::function<void(const QString &path)> chosen);
 
-    QList<PopoverFileRowView *> rows() const { return m_rows; }
-    int selectedRow() const { return m_selected; }
+    // The rows of the list as shown.
+    PopoverFileListModel *rows() const { return m_rowModel; }
+    PopoverFileListView *fileList() const { return m_fileList; }
+    int selectedRow() const;
     PopoverActionGridView *actionGrid() const { return m_actionGrid; }
     PopoverUploadStripView *uploadStrip() const { return m_strip; }
     QTabBar *tabBar() const { return m_tabBar; }
@@ -60,15 +64,13 @@ private:
     QWidget *buildEmptyState();
     QWidget *buildLoggedOut();
     QWidget *buildFooter();
-    void rebuildRows();
-    void appendRows(int count);
+    void updateRows();
     void updateLoginState();
     void updateMeData();
     void updateUploadStrip();
     void updateEmptyState();
     void updateToast(const QString &text);
     void updateIcons();
-    void selectRow(int index);
     void showQrCode(const QUrl &link, QWidget *anchor);
 
     PopoverWindowController *m_controller;
@@ -84,8 +86,8 @@ private:
     QWidget *m_promoCard = nullptr;
     QTabBar *m_tabBar;
     QStackedWidget *m_listPages; // rows, empty state
-    QScrollArea *m_scrollArea;
-    QVBoxLayout *m_fileListStack;
+    PopoverFileListModel *m_rowModel;
+    PopoverFileListView *m_fileList;
     QWidget *m_emptyState = nullptr;
     QLabel *m_emptyIcon = nullptr;
     QLabel *m_emptyHeading = nullptr;
@@ -95,8 +97,7 @@ private:
     QWidget *m_footer = nullptr;
     QList<QWidget *> m_signedInFooter;
     QLabel *m_toast;
-    QList<PopoverFileRowView *> m_rows;
-    int m_selected = -1;
-    quint64 m_rowsGeneration = 0;
+    QVariantList m_shownMeData;
+    QColor m_emptyIconColor;
     bool m_settingTab = false;
 };

@@ -10,7 +10,7 @@
 // file (text/uri-list) as soon as it is pressed, as file managers do.
 #include "appdelegate.h"
 #include "e2e.h"
-#include "popoverfilerowview.h"
+#include "popoverfilelistmodel.h"
 #include "popoverwindow.h"
 #include "popoverwindowcontroller.h"
 #include "referenceserver.h"
@@ -55,8 +55,8 @@ protected:
 QStringList rowTitles(const PopoverWindow *w)
 {
     QStringList titles;
-    for (const PopoverFileRowView *row : w->rows())
-        titles << row->file().value(QStringLiteral("name")).toString();
+    for (int i = 0; i < w->rows()->rowCount(); ++i)
+        titles << w->rows()->file(i).value(QStringLiteral("name")).toString();
     return titles;
 }
 
