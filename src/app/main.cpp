@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTextStream>
+#include <QTimer>
 
 #include <memory>
 
@@ -99,12 +100,19 @@ extern "C" Q_DECL_EXPORT int tesslyMain(int argc, char *argv[])
         SingleInstance::send(handedOver ? QStringLiteral("open") : QStringLiteral("reopen"), args, &answer);
         return 0;
     }
-    delegate.applicationDidFinishLaunching();
-    if (handedOver)
-        delegate.openArguments(args);
-    if (action && !delegate.perform(args.at(1))) {
-        QTextStream(stderr) << "tessly: unknown action '" << args.at(1) << "'\n";
-        return 2;
-    }
+    // The icon first; the rest of the launch runs from the event loop, so the
+    // tray host embeds the icon while the menu, the dashboard and the rest are
+    // built. It is the first thing the loop runs, ahead of any request from a
+    // later `tessly`, which needs the handler the launch installs.
+    delegate.showStatusItem();
+    QTimer::singleShot(0, &delegate, [&] {
+        delegate.applicationDidFinishLaunching();
+        if (handedOver)
+            delegate.openArguments(args);
+        if (action && !delegate.perform(args.at(1))) {
+            QTextStream(stderr) << "tessly: unknown action '" << args.at(1) << "'\n";
+            QCoreApplication::exit(2);
+        }
+    });
     return app.exec();
 }

@@ -131,9 +131,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     // 2. The tray icon, its menu and the dashboard. The icon shows first: the
     // tray host embeds it while the rest is built.
-    m_statusItem = new StatusItem(this);
-    m_statusItem->setImageNamed(QStringLiteral("MenuIcon"));
-    m_statusItem->show();
+    showStatusItem();
     m_statusMenu = new StatusMenu(this);
     m_popoverController = new PopoverWindowController(this);
     m_popoverController->setDirectoryUploader(
@@ -204,6 +202,15 @@ void AppDelegate::applicationDidFinishLaunching()
         m_welcomeWindowController->raise();
         m_welcomeWindowController->activateWindow();
     }
+}
+
+void AppDelegate::showStatusItem()
+{
+    if (m_statusItem)
+        return;
+    m_statusItem = new StatusItem(this);
+    m_statusItem->setImageNamed(QStringLiteral("MenuIcon"));
+    m_statusItem->show();
 }
 
 bool AppDelegate::listenForOtherInstances()

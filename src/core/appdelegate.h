@@ -47,6 +47,10 @@ public:
 
     // The launch steps, in order.
     void applicationDidFinishLaunching();
+    // The tray icon alone, which applicationDidFinishLaunching() shows first
+    // otherwise: called ahead of it, the tray host can embed the icon while
+    // the rest of the launch runs.
+    void showStatusItem();
     // The desktop entry was started again with nothing to open.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
     void applicationWillTerminate() { }
