@@ -1,68 +1,39 @@
 #include "webcamframesource.h"
 
-#include <QCamera>
-#include <QCameraDevice>
-#include <QMediaCaptureSession>
-#include <QMediaDevices>
-#include <QVideoFrame>
-#include <QVideoSink>
+#include "capturedevices.h"
+#include "mediadevices.h"
 
 namespace {
 
+// The camera the media module runs, its frames passed on as frameReady().
 class CameraFrameSource final : public WebcamFrameSource
 {
 public:
-    explicit CameraFrameSource(const QCameraDevice &device)
+    explicit CameraFrameSource(const MediaDevices &devices)
+        : m_feed(devices.openDefaultCamera([this](const QImage &frame) { Q_EMIT frameReady(frame); }))
     {
-        m_session.setVideoSink(&m_sink);
-        setDevice(device);
-        connect(&m_sink, &QVideoSink::videoFrameChanged, this,
-            [this](const QVideoFrame &frame) { Q_EMIT frameReady(frame.toImage()); });
     }
 
-    void start() override
-    {
-        if (m_camera)
-            m_camera->start();
-    }
-    void stop() override
-    {
-        if (m_camera)
-            m_camera->stop();
-    }
-    bool isRunning() const override { return m_camera && m_camera->isActive(); }
+    bool hasCamera() const { return m_feed != nullptr; }
 
-    void switchToDeviceWithUniqueID(const QString &id) override
-    {
-        for (const QCameraDevice &device : QMediaDevices::videoInputs()) {
-            if (QString::fromUtf8(device.id()) == id) {
-                const bool running = isRunning();
-                setDevice(device);
-                if (running)
-                    start();
-                return;
-            }
-        }
-    }
+    void start() override { m_feed->start(); }
+    void stop() override { m_feed->stop(); }
+    bool isRunning() const override { return m_feed->isRunning(); }
+    void switchToDeviceWithUniqueID(const QString &id) override { m_feed->switchToDeviceWithUniqueID(id); }
 
 private:
-    void setDevice(const QCameraDevice &device)
-    {
-        m_camera = std::make_unique<QCamera>(device);
-        m_session.setCamera(m_camera.get());
-    }
-
-    QMediaCaptureSession m_session;
-    QVideoSink m_sink;
-    std::unique_ptr<QCamera> m_camera;
+    std::unique_ptr<CameraFeed> m_feed;
 };
 
 } // namespace
 
 std::unique_ptr<WebcamFrameSource> WebcamFrameSource::create()
 {
-    const QList<QCameraDevice> cameras = QMediaDevices::videoInputs();
-    if (cameras.isEmpty())
+    const MediaDevices *devices = CaptureDevices::mediaDevices();
+    if (!devices)
         return nullptr;
-    return std::make_unique<CameraFrameSource>(QMediaDevices::defaultVideoInput());
+    auto source = std::make_unique<CameraFrameSource>(*devices);
+    if (!source->hasCamera())
+        return nullptr;
+    return source;
 }

@@ -1,11 +1,10 @@
 #include "curlsession.h"
 
+#include "curllibrary.h"
+
 #include <QSocketNotifier>
 #include <QTimer>
 
-#include <curl/curl.h>
-
-#include <mutex>
 #include <vector>
 
 CurlSession::CurlSession(int maxConnectionsPerHost, QObject *parent)
@@ -13,16 +12,6 @@ CurlSession::CurlSession(int maxConnectionsPerHost, QObject *parent)
     , m_maxConnectionsPerHost(maxConnectionsPerHost)
     , m_timer(new QTimer(this))
 {
-    static std::once_flag initialised;
-    std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-
-    m_multi = curl_multi_init();
-    curl_multi_setopt(m_multi, CURLMOPT_SOCKETFUNCTION, &CurlSession::socketCallback);
-    curl_multi_setopt(m_multi, CURLMOPT_SOCKETDATA, this);
-    curl_multi_setopt(m_multi, CURLMOPT_TIMERFUNCTION, &CurlSession::timerCallback);
-    curl_multi_setopt(m_multi, CURLMOPT_TIMERDATA, this);
-    curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, long(maxConnectionsPerHost));
-
     m_timer->setSingleShot(true);
     connect(m_timer, &QTimer::timeout, this, [this] { drive(int(CURL_SOCKET_TIMEOUT), 0); });
 }
@@ -31,19 +20,40 @@ CurlSession::~CurlSession()
 {
     for (const QPointer<ObjectPut> &put : std::as_const(m_transfers)) {
         if (put && put->handle())
-            curl_multi_remove_handle(m_multi, put->handle());
+            m_curl->multiRemoveHandle(m_multi, put->handle());
         if (put)
             put->m_session = nullptr;
     }
     m_transfers.clear();
-    curl_multi_cleanup(m_multi);
+    if (m_multi)
+        m_curl->multiCleanup(m_multi);
+}
+
+bool CurlSession::ensureMulti()
+{
+    if (m_multi)
+        return true;
+    m_curl = CurlLibrary::load();
+    if (!m_curl)
+        return false;
+    m_multi = m_curl->multiInit();
+    if (!m_multi)
+        return false;
+    m_curl->multiSetopt(m_multi, CURLMOPT_SOCKETFUNCTION, &CurlSession::socketCallback);
+    m_curl->multiSetopt(m_multi, CURLMOPT_SOCKETDATA, this);
+    m_curl->multiSetopt(m_multi, CURLMOPT_TIMERFUNCTION, &CurlSession::timerCallback);
+    m_curl->multiSetopt(m_multi, CURLMOPT_TIMERDATA, this);
+    m_curl->multiSetopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, long(m_maxConnectionsPerHost));
+    return true;
 }
 
 ObjectPut *CurlSession::put(ObjectPut::Request request)
 {
+    // The multi handle, and libcurl with it, comes with the first PUT.
+    const bool ready = ensureMulti();
     auto *put = new ObjectPut(this, std::move(request));
     m_transfers.append(put);
-    if (!put->handle() || curl_multi_add_handle(m_multi, put->handle()) != CURLM_OK) {
+    if (!ready || !put->handle() || m_curl->multiAddHandle(m_multi, put->handle()) != CURLM_OK) {
         m_transfers.removeAll(QPointer<ObjectPut>(put));
         QMetaObject::invokeMethod(
             put, [put] { put->finish(put->errorFor(CURLE_FAILED_INIT)); }, Qt::QueuedConnection);
@@ -67,7 +77,7 @@ void CurlSession::detach(ObjectPut *put)
 {
     m_transfers.removeAll(QPointer<ObjectPut>(put));
     if (put->handle())
-        curl_multi_remove_handle(m_multi, put->handle());
+        m_curl->multiRemoveHandle(m_multi, put->handle());
 }
 
 int CurlSession::socketCallback(void *, int socket, int what, void *self, void *)
@@ -123,9 +133,11 @@ void CurlSession::unwatchSocket(int socket)
 
 void CurlSession::drive(int socket, int events)
 {
+    if (!m_multi)
+        return;
     int running = 0;
     ++m_driving;
-    curl_multi_socket_action(m_multi, curl_socket_t(socket), events, &running);
+    m_curl->multiSocketAction(m_multi, curl_socket_t(socket), events, &running);
     --m_driving;
     reportAfterDrive();
 }
@@ -141,11 +153,11 @@ void CurlSession::reportAfterDrive()
 
     std::vector<std::pair<QPointer<ObjectPut>, CURLcode>> ended;
     int queued = 0;
-    while (CURLMsg *message = curl_multi_info_read(m_multi, &queued)) {
+    while (CURLMsg *message = m_curl->multiInfoRead(m_multi, &queued)) {
         if (message->msg != CURLMSG_DONE)
             continue;
         ObjectPut *put = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, reinterpret_cast<char **>(&put));
+        m_curl->easyGetinfo(message->easy_handle, CURLINFO_PRIVATE, reinterpret_cast<char **>(&put));
         if (put)
             ended.emplace_back(put, message->data.result);
     }
@@ -153,7 +165,7 @@ void CurlSession::reportAfterDrive()
         if (!put || put->isFinished())
             continue;
         long status = 0;
-        curl_easy_getinfo(put->handle(), CURLINFO_RESPONSE_CODE, &status);
+        m_curl->easyGetinfo(put->handle(), CURLINFO_RESPONSE_CODE, &status);
         detach(put);
         if (result == CURLE_OK && status > 0) {
             put->m_status = int(status);

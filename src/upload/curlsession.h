@@ -9,11 +9,13 @@
 
 class QSocketNotifier;
 class QTimer;
+struct CurlLibrary;
 
 // Carries object-store PUTs with libcurl, driven by the Qt event loop of the
 // thread the session lives on: one multi handle, socket notifiers for its
 // sockets and a timer for its time-outs. Connections are kept alive and
-// reused between PUTs to the same host.
+// reused between PUTs to the same host. libcurl itself is loaded with the
+// first PUT (see CurlLibrary), not with the session.
 //
 // Why not QNetworkAccessManager for these: Qt hands a request body to its
 // network thread 16 KiB at a time, with a round trip between threads for
@@ -50,6 +52,9 @@ private:
         QSocketNotifier *write = nullptr;
     };
 
+    // Loads libcurl and sets up the multi handle, unless done; false when
+    // libcurl cannot be had.
+    bool ensureMulti();
     static int socketCallback(void *easy, int socket, int what, void *self, void *socketData);
     static int timerCallback(void *multi, long timeoutMs, void *self);
     void watchSocket(int socket, int what);
@@ -61,6 +66,7 @@ private:
     // Takes a PUT out of the multi handle (abort, end, destruction).
     void detach(ObjectPut *put);
 
+    const CurlLibrary *m_curl = nullptr;
     void *m_multi = nullptr;
     int m_maxConnectionsPerHost;
     QTimer *m_timer;

@@ -1,12 +1,11 @@
 #include "objectput.h"
 
+#include "curllibrary.h"
 #include "curlsession.h"
 #include "serviceconfig.h"
 #include "transporterror.h"
 
 #include <QFile>
-
-#include <curl/curl.h>
 
 #include <cerrno>
 #include <cstring>
@@ -31,54 +30,58 @@ ObjectPut::ObjectPut(CurlSession *session, Request request)
     // Fixed now: it is announced as the Content-Length, whatever the file does later.
     , m_bodySize(m_request.file ? m_request.file->size() : m_request.data.size())
 {
-    CURL *easy = curl_easy_init();
+    // The session has loaded libcurl, unless it could not.
+    m_curl = session->m_curl;
+    if (!m_curl)
+        return;
+    CURL *easy = m_curl->easyInit();
     if (!easy)
         return;
     m_easy = easy;
     const QByteArray url = m_request.url.toEncoded();
-    curl_easy_setopt(easy, CURLOPT_URL, url.constData());
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, m_errorText);
+    m_curl->easySetopt(easy, CURLOPT_URL, url.constData());
+    m_curl->easySetopt(easy, CURLOPT_PRIVATE, this);
+    m_curl->easySetopt(easy, CURLOPT_NOSIGNAL, 1L);
+    m_curl->easySetopt(easy, CURLOPT_ERRORBUFFER, m_errorText);
     // A presigned URL is signed for this one address: never follow a redirect.
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    m_curl->easySetopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    m_curl->easySetopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
 
-    curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
-    curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, curl_off_t(bodySize()));
-    curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBufferSize);
-    curl_easy_setopt(easy, CURLOPT_READFUNCTION, &ObjectPut::readBody);
-    curl_easy_setopt(easy, CURLOPT_READDATA, this);
-    curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &ObjectPut::seekBody);
-    curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &ObjectPut::receiveHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &ObjectPut::receiveBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &ObjectPut::transferInfo);
-    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
-    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    m_curl->easySetopt(easy, CURLOPT_UPLOAD, 1L);
+    m_curl->easySetopt(easy, CURLOPT_INFILESIZE_LARGE, curl_off_t(bodySize()));
+    m_curl->easySetopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBufferSize);
+    m_curl->easySetopt(easy, CURLOPT_READFUNCTION, &ObjectPut::readBody);
+    m_curl->easySetopt(easy, CURLOPT_READDATA, this);
+    m_curl->easySetopt(easy, CURLOPT_SEEKFUNCTION, &ObjectPut::seekBody);
+    m_curl->easySetopt(easy, CURLOPT_SEEKDATA, this);
+    m_curl->easySetopt(easy, CURLOPT_HEADERFUNCTION, &ObjectPut::receiveHeader);
+    m_curl->easySetopt(easy, CURLOPT_HEADERDATA, this);
+    m_curl->easySetopt(easy, CURLOPT_WRITEFUNCTION, &ObjectPut::receiveBody);
+    m_curl->easySetopt(easy, CURLOPT_WRITEDATA, this);
+    m_curl->easySetopt(easy, CURLOPT_XFERINFOFUNCTION, &ObjectPut::transferInfo);
+    m_curl->easySetopt(easy, CURLOPT_XFERINFODATA, this);
+    m_curl->easySetopt(easy, CURLOPT_NOPROGRESS, 0L);
 
     if (m_request.idleTimeoutMs > 0) {
         const long seconds = std::max(1L, long((m_request.idleTimeoutMs + 999) / 1000));
-        curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, long(m_request.idleTimeoutMs));
-        curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-        curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, seconds);
+        m_curl->easySetopt(easy, CURLOPT_CONNECTTIMEOUT_MS, long(m_request.idleTimeoutMs));
+        m_curl->easySetopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+        m_curl->easySetopt(easy, CURLOPT_LOW_SPEED_TIME, seconds);
     }
 
     // The certificate authority the service runs under, when one is named,
     // beside the system's own.
     const QByteArray caFile = QFile::encodeName(Config::caFile());
     if (!caFile.isEmpty()) {
-        curl_easy_setopt(easy, CURLOPT_CAINFO, caFile.constData());
-        curl_easy_setopt(easy, CURLOPT_CAPATH, "/etc/ssl/certs");
+        m_curl->easySetopt(easy, CURLOPT_CAINFO, caFile.constData());
+        m_curl->easySetopt(easy, CURLOPT_CAPATH, "/etc/ssl/certs");
     }
 
     // No "Expect: 100-continue" round trip before the body.
-    m_headerList = curl_slist_append(m_headerList, "Expect:");
+    m_headerList = m_curl->slistAppend(m_headerList, "Expect:");
     if (!m_request.contentType.isEmpty())
-        m_headerList = curl_slist_append(m_headerList, ("Content-Type: " + m_request.contentType).constData());
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_headerList);
+        m_headerList = m_curl->slistAppend(m_headerList, ("Content-Type: " + m_request.contentType).constData());
+    m_curl->easySetopt(easy, CURLOPT_HTTPHEADER, m_headerList);
 }
 
 ObjectPut::~ObjectPut()
@@ -86,8 +89,9 @@ ObjectPut::~ObjectPut()
     if (m_session && !m_finished)
         m_session->detach(this);
     if (m_easy)
-        curl_easy_cleanup(m_easy);
-    curl_slist_free_all(m_headerList);
+        m_curl->easyCleanup(m_easy);
+    if (m_headerList)
+        m_curl->slistFreeAll(m_headerList);
 }
 
 bool ObjectPut::hasRawHeader(const QByteArray &name) const
@@ -145,7 +149,9 @@ Error ObjectPut::errorFor(int curlCode) const
             QStringLiteral("The file “%1” could not be read while it was sent: %2")
                 .arg(m_request.file->fileName(), m_readFailure));
     }
-    return TransportError::fromCurl(curlCode, m_request.url.host(), QString::fromUtf8(m_errorText));
+    // Without libcurl there is no transfer, and why is the detail.
+    const QString detail = m_curl ? QString::fromUtf8(m_errorText) : CurlLibrary::error();
+    return TransportError::fromCurl(curlCode, m_request.url.host(), detail);
 }
 
 size_t ObjectPut::readBody(char *buffer, size_t size, size_t count, void *self)

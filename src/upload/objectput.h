@@ -12,6 +12,7 @@
 
 class CurlSession;
 class QFile;
+struct CurlLibrary;
 
 // One PUT of a body to an object-store address (a presigned URL), carried by
 // a CurlSession on the session's thread.
@@ -82,6 +83,7 @@ private:
         void *self, std::int64_t downTotal, std::int64_t downNow, std::int64_t upTotal, std::int64_t upNow);
 
     CurlSession *m_session;
+    const CurlLibrary *m_curl = nullptr;
     Request m_request;
     void *m_easy = nullptr;
     struct curl_slist *m_headerList = nullptr;

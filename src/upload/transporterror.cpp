@@ -1,12 +1,11 @@
 #include "transporterror.h"
 
+#include "curllibrary.h"
 #include "replytimeout.h"
 
 #include <QHostAddress>
 #include <QNetworkInformation>
 #include <QNetworkInterface>
-
-#include <curl/curl.h>
 
 namespace TransportError {
 
@@ -216,10 +215,14 @@ Error fromCurl(int curlCode, const QString &host, const QString &detail)
     case CURLE_WEIRD_SERVER_REPLY:
         code = BadServerResponse;
         break;
-    default:
-        return makeFromCurl(Unknown, curlCode,
-            QStringLiteral("The network operation failed (%1).")
-                .arg(detail.isEmpty() ? QString::fromUtf8(curl_easy_strerror(CURLcode(curlCode))) : detail));
+    default: {
+        // A code comes from a transfer, so libcurl is there to describe it.
+        const CurlLibrary *curl = CurlLibrary::loaded();
+        const QString words = !detail.isEmpty() ? detail
+            : curl                              ? curl->describe(CURLcode(curlCode))
+                                                : QStringLiteral("libcurl error %1").arg(curlCode);
+        return makeFromCurl(Unknown, curlCode, QStringLiteral("The network operation failed (%1).").arg(words));
+    }
     }
     // What may simply mean that the machine is off the network.
     const bool offlineMayExplain = code == CannotFindHost || code == CannotConnectToHost || code == TimedOut;

@@ -1,6 +1,7 @@
 #include "capturesound.h"
 
-#include <canberra.h>
+#include "canberralibrary.h"
+
 #include <chrono>
 #include <future>
 #include <QLoggingCategory>
@@ -20,24 +21,27 @@ void onFinished(ca_context *, uint32_t, int, void *userdata)
 
 void play()
 {
-    ca_context *context = nullptr;
-    if (ca_context_create(&context) != CA_SUCCESS)
+    const CanberraLibrary *canberra = CanberraLibrary::load();
+    if (!canberra)
         return;
-    ca_context_change_props(context, CA_PROP_APPLICATION_NAME, "Tessly Cloud", nullptr);
+    ca_context *context = nullptr;
+    if (canberra->contextCreate(&context) != CA_SUCCESS)
+        return;
+    canberra->contextChangeProps(context, CA_PROP_APPLICATION_NAME, "Tessly Cloud", nullptr);
     ca_proplist *props = nullptr;
-    ca_proplist_create(&props);
-    ca_proplist_sets(props, CA_PROP_EVENT_ID, "screen-capture");
-    ca_proplist_sets(props, CA_PROP_EVENT_DESCRIPTION, "Screenshot taken");
+    canberra->proplistCreate(&props);
+    canberra->proplistSets(props, CA_PROP_EVENT_ID, "screen-capture");
+    canberra->proplistSets(props, CA_PROP_EVENT_DESCRIPTION, "Screenshot taken");
     std::promise<void> played;
-    const int result = ca_context_play_full(context, 0, props, onFinished, &played);
+    const int result = canberra->contextPlayFull(context, 0, props, onFinished, &played);
     if (result == CA_SUCCESS)
         played.get_future().wait_for(std::chrono::milliseconds(1500));
     else
-        qCDebug(lcCaptureSound).noquote() << "no capture sound:" << ca_strerror(result);
+        qCDebug(lcCaptureSound).noquote() << "no capture sound:" << canberra->strerror(result);
     // Destroying the context cancels a sound still playing and calls back
     // before it returns, so the promise outlives every use.
-    ca_context_destroy(context);
-    ca_proplist_destroy(props);
+    canberra->contextDestroy(context);
+    canberra->proplistDestroy(props);
 }
 
 } // namespace CaptureSound
