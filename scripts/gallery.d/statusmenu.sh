@@ -3,33 +3,11 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-ini="$XDG_CONFIG_HOME/tessly/tessly.ini"
-token=$(sed -n 's/^token=//p' "$ini")
-api=${TESSLY_API_URL%/}
-base=${api%/v1}
 files=$(mktemp -d)
 app=""
 trap '[ -n "$app" ] && kill $app 2>/dev/null; rm -rf "$files"' EXIT
 
-faults() {
-  curl -fsS -o /dev/null -X PUT -H "Authorization: Bearer $ADMIN_TOKEN" -H 'Content-Type: application/json' \
-    -d "$1" "$base/admin/faults"
-}
-post() { curl -fsS -o /dev/null -H "Authorization: Bearer $token" -H 'Content-Type: application/json' -d "$2" "$api/$1"; }
-setting() { # KEY VALUE: written the way the settings store keeps it
-  if grep -q "^$1=" "$ini"; then sed -i "s|^$1=.*|$1=$2|" "$ini"; else sed -i "/^\[General\]/a $1=$2" "$ini"; fi
-}
-
-# Items of each kind, the newest first in the lists.
-head -c 180000 /dev/urandom >"$files/Quarterly report for the board meeting with all appendices and notes (final, v3).pdf"
-head -c 2400000 /dev/urandom >"$files/holiday.mov"
-convert -size 64x48 gradient:'#4a90d9-#9fd3ff' "$files/Screen Shot 2026-11-23 at 10-14-03.png"
-printf 'notes\n' >"$files/notes.txt"
-for f in "$files"/*; do "$TESSLY" upload "$f" >/dev/null; done
-post folders/demo '{"payload":{"name":"Design reviews"}}'
-post folders/demo '{"payload":{"name":"Holiday 2026"}}'
-post links/demo '{"payload":{"content":"https://www.example.com/articles/2026/11/how-we-ship-desktop-apps-on-linux"}}'
-post links/demo '{"payload":{"content":"https://tessly.cloud/pricing"}}'
+seed_items
 
 # The tray icon is the only one in trayer, whose width follows its icons.
 tray_click() {
