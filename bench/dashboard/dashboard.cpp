@@ -3,7 +3,7 @@
 // on loopback. In turns, in one process:
 //   empty   an empty frameless 420 x 580 window: show to first paint done
 //   cache   the panel showing the files tab's cache of 50 rows: click to the
-//           painted panel, the list filled from the cache within it
+//           painted panel, the rows on screen built from the cache within it
 //   network the panel without a cache: click to the rows of the service's
 //           answer painted
 // and then, optionally, the event loop's stalls: the lateness of a 1 ms
@@ -17,7 +17,6 @@
 #include "fileuploadqueue.h"
 #include "notificationcenter.h"
 #include "notifications.h"
-#include "popoverfilelistmodel.h"
 #include "popoverwindow.h"
 #include "popoverwindowcontroller.h"
 #include "serviceconfig.h"
@@ -248,7 +247,7 @@ int main(int argc, char **argv)
             waitFor([&] { return paint.doneAt() >= 0; });
             tCache << paint.doneAt() / 1000.0;
             settle(300);
-            cachedRows = int(controller.window()->rows()->rowCount());
+            cachedRows = int(controller.window()->rows().size());
             qputenv("TESSLY_API_URL", serviceUrl);
             controller.closePopover();
             settle(150);
@@ -266,7 +265,7 @@ int main(int argc, char **argv)
             waitFor([&] { return paint.doneAt() >= 0; });
             tNetwork << paint.doneAt() / 1000.0;
             settle(300);
-            networkRows = int(controller.window()->rows()->rowCount());
+            networkRows = int(controller.window()->rows().size());
             controller.closePopover();
             settle(150);
         }
@@ -276,7 +275,8 @@ int main(int argc, char **argv)
     std::printf("panel, click to painted with %d rows from the cache: %.1f ms, ratio %.2f "
                 "(targets: at most 1.5, under 50 ms)\n",
         cachedRows, c, c / e);
-    std::printf("  of which: panel shown %.1f ms, list filled %.1f ms after the click\n", median(tShow), median(tRows));
+    std::printf("  of which: panel shown %.1f ms, rows on screen built %.1f ms after the click\n", median(tShow),
+        median(tRows));
     std::printf("panel, click to %d rows from the service painted: %.1f ms, ratio %.2f (target under 150 ms)\n",
         networkRows, n, n / e);
     std::fflush(stdout);

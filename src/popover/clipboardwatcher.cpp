@@ -9,10 +9,6 @@
 
 Q_LOGGING_CATEGORY(lcClipboardWatcher, "tessly.popover.clipboardwatcher")
 
-namespace {
-constexpr int kFirstLookMs = 50;
-}
-
 ClipboardWatcher::ClipboardWatcher(QObject *parent)
     : QObject(parent)
 {
@@ -29,19 +25,15 @@ bool ClipboardWatcher::isRunning() const
 
 void ClipboardWatcher::start()
 {
+    update();
     delete m_timer;
     m_timer = new QTimer(this);
     m_timer->setInterval(1000);
-    const auto lookIfChanged = [this] {
+    connect(m_timer, &QTimer::timeout, this, [this] {
         if (m_changeCount != m_lastChangeCount)
             update();
-    };
-    connect(m_timer, &QTimer::timeout, this, lookIfChanged);
+    });
     m_timer->start();
-    // The first look waits for the panel to be painted: another
-    // application's offer is read over the display server, which can take
-    // longer than the whole opening.
-    QTimer::singleShot(kFirstLookMs, m_timer, lookIfChanged);
 }
 
 void ClipboardWatcher::stop()

@@ -7,8 +7,7 @@ class QTimer;
 // Whether the clipboard holds something the clipboard tile can upload: a
 // local file or a picture. While running it looks once a second, and reads
 // the clipboard only when it changed since the last look (another
-// application's offer is read over the display server, which can take
-// milliseconds).
+// application's offer is read over the display server).
 class ClipboardWatcher : public QObject
 {
     Q_OBJECT
@@ -17,8 +16,7 @@ public:
 
     bool isUsable() const { return m_usable; }
     bool isRunning() const;
-    // Starting looks soon, when the clipboard changed since the last look
-    // (or was never looked at).
+    // Starting looks at once.
     void start();
     void stop();
 
@@ -30,6 +28,6 @@ private:
 
     bool m_usable = false;
     QTimer *m_timer = nullptr;
-    quint64 m_changeCount = 1; // one ahead: the first start looks
+    quint64 m_changeCount = 0;
     quint64 m_lastChangeCount = 0;
 };

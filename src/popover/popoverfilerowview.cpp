@@ -1,16 +1,23 @@
 #include "popoverfilerowview.h"
 
-#include "popoverfilelistmodel.h"
+#include "menuicons.h"
+#include "qrcode.h"
 #include "sharelink.h"
+#include "thumbnailcache.h"
 
-#include <QAbstractItemView>
+#include <QEnterEvent>
+#include <QEvent>
 #include <QHash>
-#include <QHelpEvent>
-#include <QIcon>
+#include <QHBoxLayout>
+#include <QLabel>
 #include <QLocale>
+#include <QMimeDatabase>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QPainterPath>
 #include <QRegularExpression>
-#include <QToolTip>
+#include <QToolButton>
+#include <QVBoxLayout>
 
 #include <cmath>
 
@@ -19,13 +26,6 @@ namespace {
 const QString kFolderMimeType = QStringLiteral("tessly/folder");
 const QString kSeparator = QStringLiteral(" \u00b7 ");
 constexpr int kThumbnailSide = 36;
-constexpr int kTypeIconSide = 28;
-// The list's own margin either side, then the row's inside its background.
-constexpr int kListMargin = 4;
-constexpr int kLeftPadding = 10;
-constexpr int kRightPadding = 8;
-constexpr int kSpacing = 10;
-constexpr int kButtonSpacing = 6;
 // QDateTime's range, in milliseconds either side of 1970.
 constexpr double kMaxMsecs = 8.64e15;
 
@@ -55,20 +55,26 @@ QString mediumDate(const QDate &date)
 {
     const QLocale locale;
     QString format = locale.dateFormat(QLocale::LongFormat);
-    static const QRegularExpression weekday(QStringLiteral("d{4}[,.]?\\s*"));
-    format.remove(weekday);
+    format.remove(QRegularExpression(QStringLiteral("d{4}[,.]?\\s*")));
     format.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
     return locale.toString(date, format.trimmed());
 }
 
-QFont smallFont(const QFont &font)
+QString iconNameFor(const QVariantMap &file, bool isLink)
 {
-    QFont small = font;
-    if (font.pointSizeF() > 0)
-        small.setPointSizeF(font.pointSizeF() * 0.88);
-    else
-        small.setPixelSize(qMax(1, qRound(font.pixelSize() * 0.88)));
-    return small;
+    if (isLink)
+        return QStringLiteral("insert-link");
+    const QString mimeType = file.value(QStringLiteral("mimeType")).toString();
+    if (mimeType == kFolderMimeType)
+        return QStringLiteral("folder");
+    const QMimeType type = QMimeDatabase().mimeTypeForName(mimeType);
+    if (type.isValid()) {
+        if (QIcon::hasThemeIcon(type.iconName()))
+            return type.iconName();
+        if (!type.genericIconName().isEmpty())
+            return type.genericIconName();
+    }
+    return QStringLiteral("text-x-generic");
 }
 
 } // namespace
@@ -150,8 +156,7 @@ QString PopoverFileRowView::displayTitle(const QVariantMap &file, bool isLink)
         title = file.value(QStringLiteral("name")).toString();
     // One line, however the name was written; a right-to-left name stays
     // inside its own isolate so the row keeps its direction.
-    static const QRegularExpression breaks(QStringLiteral("[\\r\\n\\t\\x{2028}\\x{2029}]+"));
-    title.replace(breaks, QStringLiteral(" "));
+    title.replace(QRegularExpression(QStringLiteral("[\\r\\n\\t\\x{2028}\\x{2029}]+")), QStringLiteral(" "));
     if (title.size() > 512)
         title = title.left(512);
     return title.isEmpty() ? QStringLiteral("Untitled") : QStringLiteral("\u2068%1\u2069").arg(title);
@@ -162,110 +167,206 @@ QUrl PopoverFileRowView::linkForRecord(const QVariantMap &file, bool isLink)
     return QUrl(isLink ? ShareLink::forShortLink(file) : ShareLink::forItem(file));
 }
 
-PopoverFileRowView::PopoverFileRowView(QObject *parent)
-    : QStyledItemDelegate(parent)
+PopoverFileRowView::PopoverFileRowView(const QVariantMap &file, bool isLink, QWidget *parent)
+    : QWidget(parent)
+    , m_file(file)
+    , m_isLink(isLink)
+    , m_link(linkForRecord(file, isLink))
+    , m_title(displayTitle(file, isLink))
+    , m_icon(new QLabel(this))
+    , m_name(new QLabel(this))
+    , m_meta(new QLabel(this))
+    , m_views(new QLabel(this))
+    , m_copy(new QToolButton(this))
+    , m_qr(new QToolButton(this))
 {
-}
+    setAttribute(Qt::WA_Hover);
+    setCursor(Qt::PointingHandCursor);
+    setFixedHeight(52);
+    setToolTip(QString(m_title).remove(QChar(0x2068)).remove(QChar(0x2069)).left(300));
 
-PopoverFileRowView::Layout PopoverFileRowView::layout(
-    const QRect &rowRect, const QFont &font, const QString &views, bool active)
-{
-    Layout l;
-    const QRect row = rowRect.adjusted(kListMargin, 0, -kListMargin, 0);
-    l.background = row.adjusted(4, 1, -4, -1);
-    const QRect inner = row.adjusted(kLeftPadding, 6, -kRightPadding, -6);
-    l.icon = QRect(inner.left(), inner.center().y() - kThumbnailSide / 2 + 1, kThumbnailSide, kThumbnailSide);
-    int right = inner.right() + 1;
-    const int buttonTop = inner.center().y() - kButtonSide / 2 + 1;
-    if (active) {
-        l.qr = QRect(right - kButtonSide, buttonTop, kButtonSide, kButtonSide);
-        l.copy = l.qr.translated(-kButtonSide - kButtonSpacing, 0);
-        right = l.copy.left();
-    } else {
-        const QFontMetrics small(smallFont(font));
-        const int width = small.horizontalAdvance(views);
-        l.views = QRect(right - width, inner.top(), width, inner.height());
-        right = l.views.left();
+    m_icon->setFixedSize(kThumbnailSide, kThumbnailSide);
+    m_icon->setAlignment(Qt::AlignCenter);
+    for (QLabel *label : { m_name, m_meta, m_views })
+        label->setTextFormat(Qt::PlainText);
+    m_name->setMinimumWidth(1);
+    m_name->setObjectName(QStringLiteral("title"));
+    // The name's room changes when the buttons take the badge's place.
+    m_name->installEventFilter(this);
+    m_name->setLayoutDirection(Qt::LeftToRight);
+    m_meta->setMinimumWidth(1);
+    m_meta->setText(metadataLine(file));
+    QFont small = m_meta->font();
+    small.setPointSizeF(small.pointSizeF() * 0.88);
+    m_meta->setFont(small);
+    m_meta->setForegroundRole(QPalette::PlaceholderText);
+    m_views->setFont(small);
+    m_views->setForegroundRole(QPalette::PlaceholderText);
+    double views = 0;
+    numberIn(file, QStringLiteral("viewCount"), &views);
+    m_views->setText(QString::number(qint64(qBound(0.0, views, 9.2e18))));
+    m_views->setToolTip(QStringLiteral("Views"));
+
+    for (QToolButton *button : { m_copy, m_qr }) {
+        button->setAutoRaise(true);
+        button->setFocusPolicy(Qt::NoFocus);
+        button->setIconSize(QSize(16, 16));
+        button->setCursor(Qt::ArrowCursor);
     }
-    const int textLeft = l.icon.right() + 1 + kSpacing;
-    const int textWidth = qMax(1, right - kSpacing - textLeft);
-    const int titleHeight = QFontMetrics(font).height();
-    const int metaHeight = QFontMetrics(smallFont(font)).height();
-    const int top = inner.center().y() + 1 - (titleHeight + 1 + metaHeight) / 2;
-    l.title = QRect(textLeft, top, textWidth, titleHeight);
-    l.metadata = QRect(textLeft, top + titleHeight + 1, textWidth, metaHeight);
-    return l;
-}
+    m_copy->setToolTip(QStringLiteral("Copy Link"));
+    m_copy->setAccessibleName(QStringLiteral("Copy Link"));
+    m_qr->setToolTip(QStringLiteral("QR Code"));
+    m_qr->setAccessibleName(QStringLiteral("QR Code"));
+    connect(m_copy, &QToolButton::clicked, this, [this] { Q_EMIT copyRequested(m_link); });
+    connect(m_qr, &QToolButton::clicked, this, [this] { Q_EMIT qrCodeRequested(m_link, m_qr); });
 
-QString PopoverFileRowView::elidedTitle(const QString &title, const QFont &font, int width)
-{
-    return QFontMetrics(font).elidedText(title, Qt::ElideMiddle, qMax(1, width));
-}
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(1);
+    texts->addStretch();
+    texts->addWidget(m_name);
+    texts->addWidget(m_meta);
+    texts->addStretch();
+    auto *row = new QHBoxLayout(this);
+    row->setContentsMargins(10, 6, 8, 6);
+    row->setSpacing(10);
+    row->addWidget(m_icon);
+    row->addLayout(texts, 1);
+    row->addWidget(m_copy);
+    row->addWidget(m_qr);
+    row->addWidget(m_views);
+    updateIcons();
+    updateButtons();
 
-QSize PopoverFileRowView::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const
-{
-    return QSize(option.rect.width(), kRowHeight);
-}
-
-void PopoverFileRowView::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
-{
-    const bool selected = option.state & QStyle::State_Selected;
-    const bool hovered = option.state & QStyle::State_MouseOver;
-    const bool hasLink = !index.data(PopoverFileListModel::LinkRole).toUrl().isEmpty();
-    const QString views = index.data(PopoverFileListModel::ViewsRole).toString();
-    const Layout l = layout(option.rect, option.font, views, (selected || hovered) && hasLink);
-    const QPalette &palette = option.palette;
-
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->setRenderHint(QPainter::SmoothPixmapTransform);
-    painter->setLayoutDirection(Qt::LeftToRight);
-    if (selected || hovered) {
-        QColor fill = palette.color(QPalette::Highlight);
-        fill.setAlphaF(selected ? 0.22 : 0.10);
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(fill);
-        painter->drawRoundedRect(QRectF(l.background), 8, 8);
+    const QUrl thumbnail(file.value(QStringLiteral("thumbnailUrl")).toString());
+    if (!isLink && thumbnail.isValid() && !thumbnail.isEmpty()) {
+        const int side = kThumbnailSide * 2; // sharp at 2x as well
+        ThumbnailCache::instance().load(thumbnail, side, this, [this](const QImage &image) { setThumbnail(image); });
     }
-
-    const QPixmap thumbnail = index.data(PopoverFileListModel::ThumbnailRole).value<QPixmap>();
-    if (!thumbnail.isNull()) {
-        painter->drawPixmap(l.icon, thumbnail);
-    } else {
-        const QRect iconRect(l.icon.center() - QPoint(kTypeIconSide / 2 - 1, kTypeIconSide / 2 - 1),
-            QSize(kTypeIconSide, kTypeIconSide));
-        index.data(PopoverFileListModel::TypeIconRole).value<QIcon>().paint(painter, iconRect);
-    }
-
-    painter->setFont(option.font);
-    painter->setPen(palette.color(QPalette::WindowText));
-    const QString title = index.data(PopoverFileListModel::TitleRole).toString();
-    painter->drawText(l.title, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-        elidedTitle(title, option.font, l.title.width()));
-
-    const QFont small = smallFont(option.font);
-    const QFontMetrics smallMetrics(small);
-    painter->setFont(small);
-    painter->setPen(palette.color(QPalette::PlaceholderText));
-    painter->drawText(l.metadata, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-        smallMetrics.elidedText(
-            index.data(PopoverFileListModel::MetadataRole).toString(), Qt::ElideRight, l.metadata.width()));
-    if (!l.views.isNull())
-        painter->drawText(l.views, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, views);
-    painter->restore();
 }
 
-bool PopoverFileRowView::helpEvent(
-    QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option, const QModelIndex &index)
+QString PopoverFileRowView::title() const
 {
-    if (event->type() == QEvent::ToolTip && index.isValid()) {
-        const Layout l
-            = layout(option.rect, option.font, index.data(PopoverFileListModel::ViewsRole).toString(), false);
-        const bool active = option.state & (QStyle::State_Selected | QStyle::State_MouseOver);
-        if (!active && l.views.contains(event->pos())) {
-            QToolTip::showText(event->globalPos(), QStringLiteral("Views"), view->viewport(), l.views);
-            return true;
-        }
+    return m_title;
+}
+
+void PopoverFileRowView::setSelected(bool selected)
+{
+    if (m_selected == selected)
+        return;
+    m_selected = selected;
+    updateButtons();
+    update();
+}
+
+void PopoverFileRowView::updateButtons()
+{
+    const bool active = m_hovered || m_selected;
+    const bool hasLink = !m_link.isEmpty();
+    m_copy->setVisible(active && hasLink);
+    m_qr->setVisible(active && hasLink);
+    // The badge yields its place to the buttons.
+    m_views->setVisible(!(active && hasLink));
+}
+
+void PopoverFileRowView::updateIcons()
+{
+    const QColor color = palette().color(QPalette::WindowText);
+    m_copy->setIcon(MenuIcons::themed(QStringLiteral("edit-copy"), color));
+    m_qr->setIcon(MenuIcons::themed(QStringLiteral("view-barcode-qr"), color));
+    if (m_qr->icon().isNull())
+        m_qr->setIcon(QrCode::glyph(color));
+    if (m_icon->pixmap().isNull() || m_icon->property("themeIcon").toBool()) {
+        // The type icons, looked up and drawn once per type (GUI thread only).
+        static QHash<QString, QPixmap> typeIcons;
+        const QString key = m_isLink ? QString() : m_file.value(QStringLiteral("mimeType")).toString();
+        auto icon = typeIcons.constFind(key);
+        if (icon == typeIcons.constEnd())
+            icon = typeIcons.insert(key, QIcon::fromTheme(iconNameFor(m_file, m_isLink)).pixmap(28, 28));
+        m_icon->setPixmap(*icon);
+        m_icon->setProperty("themeIcon", true);
     }
-    return QStyledItemDelegate::helpEvent(event, view, option, index);
+}
+
+void PopoverFileRowView::setThumbnail(const QImage &image)
+{
+    if (image.isNull())
+        return; // the type's icon stays
+    const qreal ratio = devicePixelRatioF();
+    const int side = qRound(kThumbnailSide * ratio);
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath clip;
+    clip.addRoundedRect(QRectF(0, 0, side, side), 6 * ratio, 6 * ratio);
+    painter.setClipPath(clip);
+    const QImage scaled = image.scaled(side, side, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+    painter.drawImage(QPoint((side - scaled.width()) / 2, (side - scaled.height()) / 2), scaled);
+    painter.end();
+    pixmap.setDevicePixelRatio(ratio);
+    m_icon->setPixmap(pixmap);
+    m_icon->setProperty("themeIcon", false);
+}
+
+void PopoverFileRowView::elideTitle()
+{
+    m_name->setText(m_name->fontMetrics().elidedText(m_title, Qt::ElideMiddle, qMax(1, m_name->width())));
+}
+
+void PopoverFileRowView::enterEvent(QEnterEvent *event)
+{
+    m_hovered = true;
+    updateButtons();
+    update();
+    QWidget::enterEvent(event);
+}
+
+void PopoverFileRowView::leaveEvent(QEvent *event)
+{
+    m_hovered = false;
+    updateButtons();
+    update();
+    QWidget::leaveEvent(event);
+}
+
+void PopoverFileRowView::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()) && !m_link.isEmpty())
+        Q_EMIT openRequested(m_link);
+    QWidget::mouseReleaseEvent(event);
+}
+
+void PopoverFileRowView::paintEvent(QPaintEvent *)
+{
+    if (!m_hovered && !m_selected)
+        return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor fill = palette().color(QPalette::Highlight);
+    fill.setAlphaF(m_selected ? 0.22 : 0.10);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(4, 1, -4, -1), 8, 8);
+}
+
+bool PopoverFileRowView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_name && event->type() == QEvent::Resize)
+        elideTitle();
+    return QWidget::eventFilter(watched, event);
+}
+
+void PopoverFileRowView::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    elideTitle();
+}
+
+void PopoverFileRowView::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange)
+        updateIcons();
+    if (event->type() == QEvent::FontChange)
+        elideTitle();
+    QWidget::changeEvent(event);
 }

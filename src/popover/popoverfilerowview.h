@@ -1,43 +1,35 @@
 #pragma once
 
 #include <QDateTime>
-#include <QStyledItemDelegate>
 #include <QUrl>
 #include <QVariantMap>
+#include <QWidget>
 
-// Draws one remote item of the dashboard's list (a PopoverFileListModel
-// row): thumbnail or type icon, name, the metadata line (type · size · age),
-// and the views badge, which yields its place to the copy-link and QR-code
-// buttons on a hovered or selected row (PopoverFileListView puts the real
-// buttons there). Nothing is built per row: a list of any length costs the
-// rows on screen.
+class QEnterEvent;
+class QLabel;
+class QToolButton;
+
+// One remote item of the dashboard's list: thumbnail or type icon, name, the
+// metadata line (type · size · age), the views badge, and on hover or
+// selection the copy-link and QR-code buttons. A click opens the item's link.
 //
 // The texts are pure functions of the record so that every row reads the
 // same and tests check them without a display.
-class PopoverFileRowView : public QStyledItemDelegate
+class PopoverFileRowView : public QWidget
 {
     Q_OBJECT
 public:
-    static constexpr int kRowHeight = 52;
-    static constexpr int kButtonSide = 24;
+    // `initWithFile:`; `isLink` for the records of the links tab.
+    PopoverFileRowView(const QVariantMap &file, bool isLink, QWidget *parent = nullptr);
 
-    explicit PopoverFileRowView(QObject *parent = nullptr);
+    QVariantMap file() const { return m_file; }
+    // The item's share link (a short link for link records); empty when the
+    // record lacks its code or slug.
+    QUrl link() const { return m_link; }
+    QString title() const;
 
-    // Where a row's parts go in `rowRect` (a full row of the list); `active`
-    // when the buttons show in the badge's place.
-    struct Layout
-    {
-        QRect background;
-        QRect icon;
-        QRect title;
-        QRect metadata;
-        QRect views;
-        QRect copy;
-        QRect qr;
-    };
-    static Layout layout(const QRect &rowRect, const QFont &font, const QString &views, bool active);
-    // The name as drawn in `width` pixels: one line, shortened in the middle.
-    static QString elidedTitle(const QString &title, const QFont &font, int width);
+    void setSelected(bool selected);
+    bool isSelected() const { return m_selected; }
 
     // "Folder", "PNG", "ZIP" … or a null string when the MIME type has no
     // label.
@@ -54,8 +46,36 @@ public:
     static QString displayTitle(const QVariantMap &file, bool isLink);
     static QUrl linkForRecord(const QVariantMap &file, bool isLink);
 
-    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-    bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
-        const QModelIndex &index) override;
+Q_SIGNALS:
+    void openRequested(const QUrl &link);
+    void copyRequested(const QUrl &link);
+    void qrCodeRequested(const QUrl &link, QWidget *anchor);
+
+protected:
+    void enterEvent(QEnterEvent *event) override;
+    void leaveEvent(QEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void updateButtons();
+    void updateIcons();
+    void setThumbnail(const QImage &image);
+    void elideTitle();
+
+    QVariantMap m_file;
+    bool m_isLink;
+    QUrl m_link;
+    QString m_title;
+    bool m_selected = false;
+    bool m_hovered = false;
+    QLabel *m_icon;
+    QLabel *m_name;
+    QLabel *m_meta;
+    QLabel *m_views;
+    QToolButton *m_copy;
+    QToolButton *m_qr;
 };

@@ -2,8 +2,7 @@
 
 #include "menuicons.h"
 #include "popoveractiongridview.h"
-#include "popoverfilelistmodel.h"
-#include "popoverfilelistview.h"
+#include "popoverfilerowview.h"
 #include "popoveruploadstripview.h"
 #include "popoverwindowcontroller.h"
 #include "qrcode.h"
@@ -21,6 +20,8 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTimer>
@@ -32,6 +33,9 @@ namespace {
 constexpr Qt::WindowFlags kPanelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
 // The room beside the avatar and the web button for the profile name.
 constexpr int kProfileTextWidth = 260;
+// More rows than the list shows without scrolling.
+constexpr int kRowsBeforePaint = 8;
+constexpr int kFrameMs = 16;
 
 QLabel *label(const QString &text, QWidget *parent, qreal scale = 1.0, bool bold = false)
 {
@@ -103,8 +107,7 @@ PopoverWindow::PopoverWindow(PopoverWindowController *controller)
     , m_strip(new PopoverUploadStripView(controller, this))
     , m_tabBar(new QTabBar(this))
     , m_listPages(new QStackedWidget(this))
-    , m_rowModel(new PopoverFileListModel(this))
-    , m_fileList(new PopoverFileListView(m_rowModel, this))
+    , m_scrollArea(new QScrollArea(this))
     , m_toast(new QLabel(this))
 {
     setWindowTitle(QStringLiteral("Tessly Cloud"));
@@ -128,10 +131,19 @@ PopoverWindow::PopoverWindow(PopoverWindowController *controller)
             m_controller->tabChanged(index);
     });
 
-    connect(m_fileList, &PopoverFileListView::openRequested, m_controller, &PopoverWindowController::openLink);
-    connect(m_fileList, &PopoverFileListView::copyRequested, m_controller, &PopoverWindowController::copyLink);
-    connect(m_fileList, &PopoverFileListView::qrCodeRequested, this, &PopoverWindow::showQrCode);
-    m_listPages->addWidget(m_fileList);
+    auto *listWidget = new QWidget;
+    m_fileListStack = new QVBoxLayout(listWidget);
+    m_fileListStack->setContentsMargins(4, 4, 4, 4);
+    m_fileListStack->setSpacing(0);
+    m_fileListStack->addStretch();
+    m_scrollArea->setWidget(listWidget);
+    m_scrollArea->setWidgetResizable(true);
+    m_scrollArea->setFrameShape(QFrame::NoFrame);
+    m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_scrollArea->setFocusPolicy(Qt::NoFocus);
+    m_scrollArea->viewport()->setAutoFillBackground(false);
+    listWidget->setAutoFillBackground(false);
+    m_listPages->addWidget(m_scrollArea);
     m_listPages->addWidget(buildEmptyState());
 
     auto *signedIn = new QWidget;
@@ -160,17 +172,19 @@ PopoverWindow::PopoverWindow(PopoverWindowController *controller)
     m_toast->setAutoFillBackground(false);
     m_toast->hide();
 
-    connect(controller, &PopoverWindowController::itemsChanged, this, &PopoverWindow::updateRows);
+    connect(controller, &PopoverWindowController::itemsChanged, this, &PopoverWindow::rebuildRows);
     connect(controller, &PopoverWindowController::loginStateChanged, this, &PopoverWindow::updateLoginState);
     connect(controller, &PopoverWindowController::meDataChanged, this, &PopoverWindow::updateMeData);
     connect(controller, &PopoverWindowController::uploadStripChanged, this, &PopoverWindow::updateUploadStrip);
     connect(controller, &PopoverWindowController::dragOverChanged, this, &PopoverWindow::updateEmptyState);
     connect(controller, &PopoverWindowController::toastChanged, this, &PopoverWindow::updateToast);
-    // A reopened panel keeps its rows (an unchanged answer resets none) but
-    // not the last selection.
+    // A reopened panel keeps its rows (an unchanged answer rebuilds none)
+    // but not the last selection.
     connect(controller, &PopoverWindowController::visibilityChanged, this, [this](bool visible) {
-        if (!visible)
-            m_fileList->selectRow(-1);
+        if (!visible || m_selected < 0 || m_selected >= m_rows.size())
+            return;
+        m_rows[m_selected]->setSelected(false);
+        m_selected = -1;
     });
     connect(controller, &PopoverWindowController::segmentChanged, this, [this](int segment) {
         m_settingTab = true;
@@ -182,7 +196,7 @@ PopoverWindow::PopoverWindow(PopoverWindowController *controller)
     updateIcons();
     updateLoginState();
     updateUploadStrip();
-    updateRows();
+    rebuildRows();
 }
 
 // ---- Sections ----------------------------------------------------------------------
@@ -362,13 +376,6 @@ void PopoverWindow::updateMeData()
 {
     const QString domain = SettingsStore::instance().domain();
     const QVariantMap me = m_controller->cachedMeData();
-    // Opening the panel and every tab asks again: the header is drawn anew
-    // only when what it shows changed.
-    const QVariantList shown { domain, me, palette().color(QPalette::Highlight),
-        palette().color(QPalette::HighlightedText), devicePixelRatioF(), font() };
-    if (shown == m_shownMeData)
-        return;
-    m_shownMeData = shown;
     const QString email = me.value(QStringLiteral("email")).toString();
     // A long profile name is shortened; the header keeps its layout.
     const QString profile = domain.isEmpty() ? QStringLiteral("Tessly Cloud") : domain;
@@ -427,10 +434,42 @@ void PopoverWindow::updateUploadStrip()
     m_topSlot->setCurrentIndex(strip.visible ? 1 : 0);
 }
 
-void PopoverWindow::updateRows()
+void PopoverWindow::rebuildRows()
 {
-    m_rowModel->setItems(m_controller->items(), m_controller->showsLinks());
+    for (PopoverFileRowView *row : std::as_const(m_rows)) {
+        m_fileListStack->removeWidget(row);
+        delete row;
+    }
+    m_rows.clear();
+    m_selected = -1;
+    ++m_rowsGeneration;
+    // On a shown panel the rows a user sees first are built at once, and the
+    // ones below the fold a frame later, after the panel is painted.
+    appendRows(isVisible() ? kRowsBeforePaint : int(m_controller->items().size()));
+    QTimer::singleShot(0, m_scrollArea, [this] { m_scrollArea->verticalScrollBar()->setValue(0); });
     updateEmptyState();
+}
+
+void PopoverWindow::appendRows(int count)
+{
+    const bool links = m_controller->showsLinks();
+    const QVariantList items = m_controller->items();
+    const qsizetype end = qMin(items.size(), m_rows.size() + count);
+    for (qsizetype i = m_rows.size(); i < end; ++i) {
+        auto *row = new PopoverFileRowView(items[i].toMap(), links);
+        connect(row, &PopoverFileRowView::openRequested, m_controller, &PopoverWindowController::openLink);
+        connect(row, &PopoverFileRowView::copyRequested, m_controller, &PopoverWindowController::copyLink);
+        connect(row, &PopoverFileRowView::qrCodeRequested, this, &PopoverWindow::showQrCode);
+        m_fileListStack->insertWidget(m_fileListStack->count() - 1, row);
+        m_rows << row;
+    }
+    if (m_rows.size() < items.size()) {
+        const quint64 generation = m_rowsGeneration;
+        QTimer::singleShot(kFrameMs, this, [this, generation] {
+            if (generation == m_rowsGeneration)
+                appendRows(kRowsBeforePaint);
+        });
+    }
 }
 
 void PopoverWindow::updateEmptyState()
@@ -454,10 +493,7 @@ void PopoverWindow::updateEmptyState()
     m_emptyChoose->setVisible(!dragOver);
     // The same upload sign, in the accent colour under a drag.
     const QColor color = dragOver ? palette().color(QPalette::Highlight) : palette().color(QPalette::PlaceholderText);
-    if (color != m_emptyIconColor || m_emptyIcon->pixmap().isNull()) {
-        m_emptyIconColor = color;
-        m_emptyIcon->setPixmap(MenuIcons::themed(QStringLiteral("document-send"), color).pixmap(48, 48));
-    }
+    m_emptyIcon->setPixmap(MenuIcons::themed(QStringLiteral("document-send"), color).pixmap(48, 48));
     m_listPages->setCurrentIndex(empty || dragOver ? 1 : 0);
     m_emptyState->update();
 }
@@ -502,25 +538,31 @@ void PopoverWindow::updateIcons()
 
 // ---- Rows and keys ---------------------------------------------------------------------
 
-int PopoverWindow::selectedRow() const
+void PopoverWindow::selectRow(int index)
 {
-    return m_fileList->selectedRow();
+    if (m_rows.isEmpty())
+        return;
+    index = qBound(0, index, int(m_rows.size()) - 1);
+    if (m_selected >= 0 && m_selected < m_rows.size())
+        m_rows[m_selected]->setSelected(false);
+    m_selected = index;
+    m_rows[index]->setSelected(true);
+    m_scrollArea->ensureWidgetVisible(m_rows[index], 0, 8);
 }
 
 void PopoverWindow::keyPressEvent(QKeyEvent *event)
 {
-    const int selected = m_fileList->selectedRow();
-    const bool listShown = m_listPages->currentIndex() == 0 && m_rowModel->rowCount() > 0;
+    PopoverFileRowView *selected = m_selected >= 0 && m_selected < m_rows.size() ? m_rows[m_selected] : nullptr;
     if (event->key() == Qt::Key_Escape) {
         m_controller->closePopover();
-    } else if (event->key() == Qt::Key_Down && listShown) {
-        m_fileList->selectRow(selected + 1);
-    } else if (event->key() == Qt::Key_Up && listShown) {
-        m_fileList->selectRow(qMax(0, selected - 1));
-    } else if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && selected >= 0) {
-        m_controller->openLink(m_rowModel->link(selected));
-    } else if (event->matches(QKeySequence::Copy) && selected >= 0) {
-        m_controller->copyLink(m_rowModel->link(selected));
+    } else if (event->key() == Qt::Key_Down) {
+        selectRow(m_selected + 1);
+    } else if (event->key() == Qt::Key_Up) {
+        selectRow(m_selected < 0 ? 0 : m_selected - 1);
+    } else if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && selected) {
+        m_controller->openLink(selected->link());
+    } else if (event->matches(QKeySequence::Copy) && selected) {
+        m_controller->copyLink(selected->link());
     } else {
         QWidget::keyPressEvent(event);
     }
@@ -573,13 +615,6 @@ void PopoverWindow::dropEvent(QDropEvent *event)
 {
     event->acceptProposedAction();
     m_controller->performDrop(event->mimeData());
-    // The drag came from another application, which holds the focus: the
-    // panel takes it back once the drop is over, so that its keys work and
-    // switching away closes it.
-    QTimer::singleShot(0, this, [this] {
-        if (isVisible())
-            activateWindow();
-    });
 }
 
 // ---- Window ------------------------------------------------------------------------------------

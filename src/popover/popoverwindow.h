@@ -1,20 +1,18 @@
 #pragma once
 
-#include <QColor>
 #include <QList>
 #include <QUrl>
-#include <QVariant>
 #include <QWidget>
 
 #include <functional>
 
 class PopoverActionGridView;
-class PopoverFileListModel;
-class PopoverFileListView;
+class PopoverFileRowView;
 class PopoverUploadStripView;
 class PopoverWindowController;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 class QStackedWidget;
 class QTabBar;
 class QToolButton;
@@ -37,10 +35,8 @@ public:
     // A file or folder dialog over the panel.
     void chooseFile(bool directories, std::function<void(const QString &path)> chosen);
 
-    // The rows of the list as shown.
-    PopoverFileListModel *rows() const { return m_rowModel; }
-    PopoverFileListView *fileList() const { return m_fileList; }
-    int selectedRow() const;
+    QList<PopoverFileRowView *> rows() const { return m_rows; }
+    int selectedRow() const { return m_selected; }
     PopoverActionGridView *actionGrid() const { return m_actionGrid; }
     PopoverUploadStripView *uploadStrip() const { return m_strip; }
     QTabBar *tabBar() const { return m_tabBar; }
@@ -64,13 +60,15 @@ private:
     QWidget *buildEmptyState();
     QWidget *buildLoggedOut();
     QWidget *buildFooter();
-    void updateRows();
+    void rebuildRows();
+    void appendRows(int count);
     void updateLoginState();
     void updateMeData();
     void updateUploadStrip();
     void updateEmptyState();
     void updateToast(const QString &text);
     void updateIcons();
+    void selectRow(int index);
     void showQrCode(const QUrl &link, QWidget *anchor);
 
     PopoverWindowController *m_controller;
@@ -86,8 +84,8 @@ private:
     QWidget *m_promoCard = nullptr;
     QTabBar *m_tabBar;
     QStackedWidget *m_listPages; // rows, empty state
-    PopoverFileListModel *m_rowModel;
-    PopoverFileListView *m_fileList;
+    QScrollArea *m_scrollArea;
+    QVBoxLayout *m_fileListStack;
     QWidget *m_emptyState = nullptr;
     QLabel *m_emptyIcon = nullptr;
     QLabel *m_emptyHeading = nullptr;
@@ -97,7 +95,8 @@ private:
     QWidget *m_footer = nullptr;
     QList<QWidget *> m_signedInFooter;
     QLabel *m_toast;
-    QVariantList m_shownMeData;
-    QColor m_emptyIconColor;
+    QList<PopoverFileRowView *> m_rows;
+    int m_selected = -1;
+    quint64 m_rowsGeneration = 0;
     bool m_settingTab = false;
 };

@@ -108,20 +108,19 @@ void PopoverWindowController::togglePopoverRelativeToView(const QRect &anchor)
 void PopoverWindowController::showPopoverRelativeToView(const QRect &anchor)
 {
     m_window->placeAt(topLeftForAnchor(anchor));
-    // A newly mapped window comes on top by itself; a shown one is raised.
-    if (m_window->isVisible())
-        m_window->raise();
     m_window->show();
     updateForLoginState();
     SettingsStore &settings = SettingsStore::instance();
     if (!settings.token().isEmpty()) {
         Q_EMIT segmentChanged(selectedSegment());
+        m_window->raise();
         m_window->activateWindow();
         fetchMeData();
         updateClipboardMonitorForWindowVisible(true);
         loadItems();
         refreshUploadStatus();
     } else {
+        m_window->raise();
         m_window->activateWindow();
     }
     installEventMonitor();
@@ -179,17 +178,9 @@ QString PopoverWindowController::nounForCurrentSegment() const
     }
 }
 
-void PopoverWindowController::storeSegment(int segment)
-{
-    // A write goes to the disk at once: the same tab again is not written.
-    SettingsStore &settings = SettingsStore::instance();
-    if (settings.selectedMenuSegment() != segment)
-        settings.setSelectedMenuSegment(segment);
-}
-
 void PopoverWindowController::switchToSegment(int segment)
 {
-    storeSegment(segment);
+    SettingsStore::instance().setSelectedMenuSegment(segment);
     Q_EMIT segmentChanged(normalisedSegment(segment));
     // The cached list replaces the old one in one step: the rows are built
     // once, not emptied first.
@@ -200,7 +191,7 @@ void PopoverWindowController::switchToSegment(int segment)
 
 void PopoverWindowController::tabChanged(int segment)
 {
-    storeSegment(segment);
+    SettingsStore::instance().setSelectedMenuSegment(segment);
     if (!showCachedItemsForSegment(segment))
         clearFileList();
     loadItems();

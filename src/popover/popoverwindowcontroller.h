@@ -175,7 +175,6 @@ Q_SIGNALS:
 
 private:
     void setupNotifications();
-    void storeSegment(int segment);
     void loadSegment(int segment);
     void displayItems(const QVariantList &items, bool links);
     // False when the segment has no cache yet.

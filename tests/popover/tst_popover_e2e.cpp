@@ -10,7 +10,7 @@
 // file (text/uri-list) as soon as it is pressed, as file managers do.
 #include "appdelegate.h"
 #include "e2e.h"
-#include "popoverfilelistmodel.h"
+#include "popoverfilerowview.h"
 #include "popoverwindow.h"
 #include "popoverwindowcontroller.h"
 #include "referenceserver.h"
@@ -55,8 +55,8 @@ protected:
 QStringList rowTitles(const PopoverWindow *w)
 {
     QStringList titles;
-    for (int i = 0; i < w->rows()->rowCount(); ++i)
-        titles << w->rows()->file(i).value(QStringLiteral("name")).toString();
+    for (const PopoverFileRowView *row : w->rows())
+        titles << row->file().value(QStringLiteral("name")).toString();
     return titles;
 }
 
@@ -130,17 +130,19 @@ private Q_SLOTS:
     }
 
     // What another application's window does to the open panel; a panel
-    // left open by a drop is then closed by switching to that window.
+    // left open is then closed by a click there.
     void anotherApplication_data()
     {
         QTest::addColumn<QString>("gesture");
-        QTest::newRow("a click there closes it") << "click";
-        QTest::newRow("the focus moving there without a click closes it") << "focus";
-        QTest::newRow("a press there that drags a file onto the panel uploads it") << "drag";
+        QTest::addColumn<bool>("staysOpen");
+        QTest::newRow("a click there closes it") << "click" << false;
+        QTest::newRow("the focus moving there without a click closes it") << "focus" << false;
+        QTest::newRow("a press there that drags a file onto the panel uploads it") << "drag" << true;
     }
     void anotherApplication()
     {
         QFETCH(QString, gesture);
+        QFETCH(bool, staysOpen);
         PopoverWindowController *c = controller();
         PopoverWindow *panel = c->window();
         const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
@@ -215,10 +217,10 @@ private Q_SLOTS:
             QTRY_VERIFY_WITH_TIMEOUT(rowTitles(panel).contains(name) || !c->isVisible(), 20000);
             QVERIFY2(c->isVisible(), "the panel closed before the drop");
             QVERIFY(rowTitles(panel).contains(name));
-            // The panel has the focus back: switching to another window
-            // (Alt+Tab) closes it.
-            QTRY_VERIFY(panel->isActiveWindow());
-            E2E::xdotool({ "windowactivate", "--sync", id });
+        }
+        if (staysOpen) {
+            QVERIFY(c->isVisible());
+            clickOnSource();
         }
         QTRY_VERIFY(!c->isVisible());
     }
