@@ -55,3 +55,38 @@ function(tessly_add_module)
     target_link_libraries(${target} ${scope} ${M_LIBS})
   endif()
 endfunction()
+
+# tessly_add_loadable(<target> OUTPUT <name> FOR <module> [LINKED_WHEN_SANITIZED]
+#                     SOURCES ... LIBS ...)
+# A module the application opens with dlopen on first use, so that the
+# libraries behind it stay out of every start: it is built and installed
+# with the private executables as <name>.so, and whatever links <module>
+# gets it built. LeakSanitizer cannot walk the thread-local storage of
+# libraries that came with dlopen and crashes as the program exits; with
+# LINKED_WHEN_SANITIZED a sanitized build links it into <module> from the
+# start (a shared library then), and the dlopen finds it already loaded.
+function(tessly_add_loadable target)
+  cmake_parse_arguments(L "LINKED_WHEN_SANITIZED" "OUTPUT;FOR" "SOURCES;LIBS" ${ARGN})
+  set(linked OFF)
+  if(L_LINKED_WHEN_SANITIZED AND TESSLY_SANITIZE)
+    set(linked ON)
+  endif()
+  if(linked)
+    add_library(${target} SHARED ${L_SOURCES})
+  else()
+    add_library(${target} MODULE ${L_SOURCES})
+  endif()
+  target_include_directories(${target} PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/..")
+  target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS)
+  target_link_libraries(${target} PRIVATE ${L_LIBS})
+  set_target_properties(${target} PROPERTIES
+    PREFIX "" OUTPUT_NAME ${L_OUTPUT}
+    LIBRARY_OUTPUT_DIRECTORY "${TESSLY_BUILD_LIBEXEC_DIR}"
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  install(TARGETS ${target} LIBRARY DESTINATION "${TESSLY_LIBEXEC_DIR}" COMPONENT client)
+  if(linked)
+    target_link_libraries(tessly_${L_FOR} PUBLIC ${target})
+  else()
+    add_dependencies(tessly_${L_FOR} ${target})
+  endif()
+endfunction()
