@@ -4,6 +4,7 @@
 // share link and looked at the way a viewer would.
 #include "e2e.h"
 #include "referenceserver.h"
+#include "tesslycommand.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -53,13 +54,6 @@ private:
     int m_offset = 0;
 };
 
-struct Run
-{
-    int status = -1;
-    QString out;
-    QString err;
-};
-
 } // namespace
 
 class TestRecordCommand : public QObject
@@ -76,18 +70,21 @@ class TestRecordCommand : public QObject
         return QStringLiteral("%1,%2,%3,%4").arg(g.x()).arg(g.y()).arg(g.width()).arg(g.height());
     }
 
-    // `tessly record ARGS`, or PROGRAM ARGS when one is given.
-    void start(QProcess &process, const QStringList &args, const QString &program = {})
+    QProcessEnvironment environment() const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("TESSLY_API_URL"), m_server.apiUrl());
         env.insert(QStringLiteral("TESSLY_WEB_DOMAIN"), m_server.webDomain());
         env.insert(QStringLiteral("TMPDIR"), m_tmp.path());
-        process.setProcessEnvironment(env);
-        process.start(program.isEmpty() ? tessly() : program, args);
+        return env;
     }
 
-    static QString tessly() { return qEnvironmentVariable("TESSLY_BINARY_DIR") + QStringLiteral("/src/app/tessly"); }
+    // `tessly ARGS`, or PROGRAM ARGS when one is given.
+    void start(QProcess &process, const QStringList &args, const QString &program = {})
+    {
+        process.setProcessEnvironment(environment());
+        process.start(program.isEmpty() ? TesslyCommand::program() : program, args);
+    }
 
     // The pid of the ffmpeg that `process` runs, once it has begun the movie.
     static QString recordingFfmpeg(const QProcess &process, QString *movie)
@@ -108,16 +105,8 @@ class TestRecordCommand : public QObject
         return begun ? ffmpeg : QString();
     }
 
-    Run run(const QStringList &args)
-    {
-        QProcess process;
-        start(process, args);
-        Run r;
-        r.status = E2E::waitResponsively(process, 90000); // the pattern keeps moving meanwhile
-        r.out = QString::fromUtf8(process.readAllStandardOutput());
-        r.err = QString::fromUtf8(process.readAllStandardError());
-        return r;
-    }
+    // The pattern keeps moving meanwhile.
+    TesslyCommand::Run run(const QStringList &args) { return TesslyCommand::run(args, environment(), {}, 90000); }
 
     QString download(const QString &link, const QString &name)
     {
@@ -144,8 +133,8 @@ private Q_SLOTS:
         const QString token
             = m_server.addUser(QStringLiteral("rec@example.com"), QStringLiteral("secret-pass"), QStringLiteral("rec"));
         QVERIFY(!token.isEmpty());
-        const Run login = run({ "login", "--token", token, "--domain", "rec" });
-        QVERIFY2(login.status == 0, qPrintable(login.err));
+        const TesslyCommand::Run login = run({ "login", "--token", token, "--domain", "rec" });
+        QVERIFY2(login.exitCode == 0, qPrintable(login.err));
         m_pattern = std::make_unique<MovingPattern>();
     }
 
@@ -164,8 +153,8 @@ private Q_SLOTS:
         QFETCH(QStringList, flags);
         QFETCH(bool, gif);
         QFETCH(bool, sound);
-        const Run r = run(QStringList { "record", "--region", region(), "--duration", "3" } + flags);
-        QVERIFY2(r.status == 0, qPrintable(r.err));
+        const TesslyCommand::Run r = run(QStringList { "record", "--region", region(), "--duration", "3" } + flags);
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY2(r.out.startsWith(QStringLiteral("http")), qPrintable(r.out));
         const QString file = download(r.out, gif ? QStringLiteral("got.gif") : QStringLiteral("got.mp4"));
         QVERIFY(!file.isEmpty());
@@ -289,8 +278,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, region);
         QFETCH(QString, message);
-        const Run r = run({ "record", "--region", region });
-        QCOMPARE(r.status, 2);
+        const TesslyCommand::Run r = run({ "record", "--region", region });
+        QCOMPARE(r.exitCode, 2);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QVERIFY(r.out.isEmpty());
     }
@@ -307,8 +296,8 @@ private Q_SLOTS:
         // index is left to fail.
         QProcess full;
         start(full,
-            { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$0\" \"$@\"", tessly(), "record", "--region", "700,450,320,240",
-                "--duration", "2", "--no-audio" },
+            { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$0\" \"$@\"", TesslyCommand::program(), "record", "--region",
+                "700,450,320,240", "--duration", "2", "--no-audio" },
             QStringLiteral("bash"));
         QCOMPARE(E2E::waitResponsively(full, 60000), 1);
         const QString errors = QString::fromUtf8(full.readAllStandardError());
