@@ -85,17 +85,9 @@ private Q_SLOTS:
         QCOMPARE(keys,
             QStringList({ "clipboardHotKey", "hasRunBefore", "markupHotkey", "multiFileUploadAsFolder",
                 "recordScreenHotKey", "screenshotHotkey", "uploadFileHotkey" }));
-        QCOMPARE(store.markupHotkey(), QStringLiteral("⌥⇧3"));
-        QCOMPARE(store.clipboardHotKey(), QStringLiteral("⌥⇧V"));
-        QCOMPARE(store.uploadFileHotkey(), QStringLiteral("⌥C"));
-        QCOMPARE(store.screenshotHotkey(), QStringLiteral("⌥⇧4"));
-        QCOMPARE(store.recordScreenHotKey(), QStringLiteral("⌥⇧R"));
+        // The shortcuts' values are typed on the desktop in tst_globalshortcuts
+        // and shown in tst_statusmenu.
         QVERIFY(store.multiFileUploadAsFolder());
-        QVERIFY(store.boolForKey(QString::fromLatin1(DefaultsKeys::HasRunBefore)));
-        QVERIFY(!store.showDockIcon());
-        QVERIFY(!store.hideDesktopIcons());
-        QCOMPARE(store.selectedMenuSegment(), 0);
-        QCOMPARE(store.sound(), QStringLiteral("Purr"));
         QVERIFY(store.token().isNull());
         QVERIFY(store.domain().isNull());
     }

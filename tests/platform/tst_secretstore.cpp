@@ -5,9 +5,9 @@
 #include "referenceserver.h"
 #include "secretstore.h"
 #include "settingsstore.h"
+#include "tesslycommand.h"
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <QSettings>
 #include <QTest>
 
@@ -35,12 +35,9 @@ class TestSecretStore : public QObject
     // `tessly login --token`, the real binary, in a session bus of `bus`.
     int login(const QString &token, const QString &bus = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"))
     {
-        QProcess tessly;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus);
-        tessly.setProcessEnvironment(env);
-        tessly.start(qEnvironmentVariable("TESSLY_BINARY_DIR") + "/src/app/tessly", { "login", "--token", token });
-        return tessly.waitForFinished(60000) && tessly.exitStatus() == QProcess::NormalExit ? tessly.exitCode() : -1;
+        return TesslyCommand::run({ "login", "--token", token }, env, {}, 60000).exitCode;
     }
 
     QString newAccount(const QString &name)
