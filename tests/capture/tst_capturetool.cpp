@@ -66,12 +66,7 @@ class TestCaptureTool : public QObject
             for (qreal fy : { 0.05, 0.25, 0.45, 0.55, 0.75, 0.95 }) {
                 const QPointF local(w * fx, h * fy);
                 const QPoint pixel = toImage(topLeft + local);
-                QVERIFY2(image.rect().contains(pixel),
-                    qPrintable(QStringLiteral("pixel %1,%2 outside %3x%4")
-                                   .arg(pixel.x())
-                                   .arg(pixel.y())
-                                   .arg(image.width())
-                                   .arg(image.height())));
+                QVERIFY2(image.rect().contains(pixel), qPrintable(QDebug::toString(pixel)));
                 QCOMPARE(image.pixelColor(pixel).name(), m_pattern->colorAt(local).name());
             }
         }
@@ -101,14 +96,12 @@ private Q_SLOTS:
     {
         const QRect logical(m_pattern->mapToGlobal(QPoint(-20, -10)), m_pattern->size() + QSize(40, 20));
         const QString path = output(QStringLiteral("rect.png"));
-        QCOMPARE(run({ QStringLiteral("-x"), QStringLiteral("-R"),
-                     QStringLiteral("%1,%2,%3,%4")
-                         .arg(logical.x())
-                         .arg(logical.y())
-                         .arg(logical.width())
-                         .arg(logical.height()),
-                     path }),
-            0);
+        const QString rect = QStringLiteral("%1,%2,%3,%4")
+                                 .arg(logical.x())
+                                 .arg(logical.y())
+                                 .arg(logical.width())
+                                 .arg(logical.height());
+        QCOMPARE(run({ "-x", "-R", rect, path }), 0);
         const QImage image(path);
         const qreal ratio = m_pattern->devicePixelRatio();
         QCOMPARE(image.size(), logical.size() * ratio);
@@ -145,15 +138,15 @@ private Q_SLOTS:
         const QString path = output(QStringLiteral("drag.png"));
         const QPoint from = toNative(m_pattern->mapToGlobal(QPointF(-15, -15)));
         const QPoint to = toNative(m_pattern->mapToGlobal(QPointF(m_pattern->width() + 15, m_pattern->height() + 15)));
-        QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
-                     [&] {
-                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(from.x()),
-                             QString::number(from.y()), QStringLiteral("mousedown"), QStringLiteral("1") });
-                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number((from.x() + to.x()) / 2),
-                             QString::number((from.y() + to.y()) / 2) });
-                         E2E::xdotool({ QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y()),
-                             QStringLiteral("mouseup"), QStringLiteral("1") });
-                     }),
+        const QPoint middle = (from + to) / 2;
+        QCOMPARE(
+            run({ "-i", "-x", path }, nullptr,
+                [&] {
+                    E2E::xdotool(
+                        { "mousemove", QString::number(from.x()), QString::number(from.y()), "mousedown", "1" });
+                    E2E::xdotool({ "mousemove", QString::number(middle.x()), QString::number(middle.y()) });
+                    E2E::xdotool({ "mousemove", QString::number(to.x()), QString::number(to.y()), "mouseup", "1" });
+                }),
             0);
         const QImage image(path);
         QCOMPARE(image.size(), QSize(to.x() - from.x(), to.y() - from.y()));
@@ -164,15 +157,13 @@ private Q_SLOTS:
     {
         const QString path = output(QStringLiteral("escaped.png"));
         const QPoint from = toNative(m_pattern->mapToGlobal(QPointF(10, 10)));
-        QCOMPARE(run({ QStringLiteral("-i"), QStringLiteral("-x"), path }, nullptr,
+        QCOMPARE(run({ "-i", "-x", path }, nullptr,
                      [&] {
                          // Mid-drag: nothing is taken until the button is released.
-                         E2E::xdotool(
-                             { QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
-                                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                                 QString::number(from.x() + 50), QString::number(from.y() + 40) });
-                         E2E::xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
-                         E2E::xdotool({ QStringLiteral("mouseup"), QStringLiteral("1") });
+                         E2E::xdotool({ "mousemove", QString::number(from.x()), QString::number(from.y()), "mousedown",
+                             "1", "mousemove", QString::number(from.x() + 50), QString::number(from.y() + 40) });
+                         E2E::xdotool({ "key", "Escape" });
+                         E2E::xdotool({ "mouseup", "1" });
                      }),
             1);
         QVERIFY(!QFile::exists(path));
@@ -196,15 +187,13 @@ private Q_SLOTS:
         const QPoint inside = toNative(m_pattern->mapToGlobal(QPointF(30, 30)));
         auto click = [&] {
             if (how == QLatin1String("-i"))
-                E2E::xdotool({ QStringLiteral("key"), QStringLiteral("space") });
-            E2E::xdotool({ QStringLiteral("mousemove"), QString::number(inside.x()), QString::number(inside.y()),
-                QStringLiteral("click"), QStringLiteral("1") });
+                E2E::xdotool({ "key", "space" });
+            E2E::xdotool({ "mousemove", QString::number(inside.x()), QString::number(inside.y()), "click", "1" });
         };
-        if (how == QLatin1String("-l")) {
-            QCOMPARE(run({ QStringLiteral("-x"), QStringLiteral("-l"), QString::number(info->id), path }), 0);
-        } else {
-            QCOMPARE(run({ how, QStringLiteral("-x"), path }, nullptr, click), 0);
-        }
+        if (how == QLatin1String("-l"))
+            QCOMPARE(run({ "-x", "-l", QString::number(info->id), path }), 0);
+        else
+            QCOMPARE(run({ how, "-x", path }, nullptr, click), 0);
         const QImage image(path);
         // The frame as the window manager draws it, the pattern inside.
         QCOMPARE(image.size(), info->frame.size());
