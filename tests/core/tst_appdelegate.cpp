@@ -74,8 +74,7 @@ class TestAppDelegate : public QObject
     QString clipboardAsOthersSeeIt()
     {
         QByteArray text;
-        runBeside(QStringLiteral("xclip"),
-            { QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard") }, &text);
+        runBeside("xclip", { "-o", "-selection", "clipboard" }, &text);
         return QString::fromUtf8(text);
     }
 
@@ -91,7 +90,7 @@ class TestAppDelegate : public QObject
     {
         return m_server.api("GET", QStringLiteral("/v1/files/demo?type=user&count=50") + query, m_token)
             .json()
-            .value(QStringLiteral("items"))
+            .value("items")
             .toArray();
     }
 
@@ -109,11 +108,10 @@ private Q_SLOTS:
         QVERIFY2(m_server.start(), qPrintable(m_server.errorString()));
         qputenv("TESSLY_API_URL", m_server.apiUrl().toUtf8());
         qputenv("TESSLY_WEB_DOMAIN", m_server.webDomain().toUtf8());
-        m_token = m_server.addUser(
-            QStringLiteral("demo@tessly.test"), QStringLiteral("demo-password"), QStringLiteral("demo"));
+        m_token = m_server.addUser("demo@tessly.test", "demo-password", "demo");
         QVERIFY(!m_token.isEmpty());
         API::instance().setPollInterval(0.05);
-        QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "notificationClicked");
+        QDesktopServices::setUrlHandler("https", this, "notificationClicked");
 
         signIn(QString(), QString());
         QVERIFY(E2E::waitForSystemTray());
@@ -129,7 +127,7 @@ private Q_SLOTS:
 
     void cleanupTestCase()
     {
-        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+        QDesktopServices::unsetUrlHandler("https");
         m_delegate.reset();
     }
 
@@ -140,23 +138,23 @@ private Q_SLOTS:
     {
         WelcomeWindowController *welcome = m_delegate->welcomeWindowController();
         QTRY_VERIFY(welcome->isVisible());
-        welcome->navigate(QUrl(QStringLiteral("https://tessly.cloud/auth/login")));
+        welcome->navigate(QUrl("https://tessly.cloud/auth/login"));
         QCOMPARE(m_opened.size(), 1);
         const QUrl loginPage = m_opened.takeFirst();
         QCOMPARE(loginPage.toString(), QStringLiteral("http://%1/auth/login?redirectTo=app").arg(m_server.webDomain()));
 
-        const QString node = QStandardPaths::findExecutable(QStringLiteral("node"));
+        const QString node = QStandardPaths::findExecutable("node");
         const QString tests = qEnvironmentVariable("TESSLY_SOURCE_DIR") + QStringLiteral("/tests");
         if (node.isEmpty() || !QDir(tests + QStringLiteral("/node_modules/playwright-core")).exists())
             QSKIP("needs node and playwright-core (npm ci in tests/)");
         QByteArray seen;
         QCOMPARE(runBeside(node,
-                     { tests + QStringLiteral("/server/browser-login.mjs"), loginPage.toString(),
-                         QStringLiteral("demo@tessly.test"), QStringLiteral("demo-password") },
+                     { tests + QStringLiteral("/server/browser-login.mjs"), loginPage.toString(), "demo@tessly.test",
+                         "demo-password" },
                      &seen),
             0);
-        const QUrl callback(QJsonDocument::fromJson(seen).object().value(QStringLiteral("location")).toString());
-        QCOMPARE(callback.scheme(), QStringLiteral("tessly"));
+        const QUrl callback(QJsonDocument::fromJson(seen).object().value("location").toString());
+        QCOMPARE(callback.scheme(), "tessly");
 
         int loggedIn = 0;
         NotificationCenter::defaultCenter().addObserver(
@@ -164,9 +162,8 @@ private Q_SLOTS:
         QCOMPARE(runBeside(tessly(), { callback.toString() }), 0);
         QTRY_COMPARE(loggedIn, 1);
         NotificationCenter::defaultCenter().removeObserver(this, QString::fromLatin1(Notifications::UserLoggedIn));
-        QCOMPARE(SettingsStore::instance().token(),
-            QUrlQuery(callback).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded));
-        QCOMPARE(SettingsStore::instance().domain(), QStringLiteral("demo"));
+        QCOMPARE(SettingsStore::instance().token(), QUrlQuery(callback).queryItemValue("token", QUrl::FullyDecoded));
+        QCOMPARE(SettingsStore::instance().domain(), "demo");
         QTRY_VERIFY(!welcome->isVisible());
         m_token = SettingsStore::instance().token();
         // A second later the panel under the icon greets the user.
@@ -178,7 +175,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("sound");
         QTest::addColumn<QStringList>("played");
-        QTest::newRow("default sound") << QString() << QStringList { QStringLiteral("complete") };
+        QTest::newRow("default sound") << QString() << QStringList { "complete" };
         QTest::newRow("silenced") << QStringLiteral("None") << QStringList {};
     }
 
@@ -188,29 +185,29 @@ private Q_SLOTS:
     {
         QFETCH(QString, sound);
         QFETCH(QStringList, played);
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
         SettingsStore::instance().setSound(sound);
         QSignalSpy links(m_delegate.get(), &AppDelegate::linkCopied);
         QSignalSpy sounds(&SoundPlayer::instance(), &SoundPlayer::played);
         QSignalSpy icons(m_delegate->statusItem(), &StatusItem::imageNameChanged);
         QProcess driver;
-        driver.start(QStringLiteral("sh"),
-            { QStringLiteral("-c"),
+        driver.start("sh",
+            { "-c",
                 E2E::captureToolReadyScript()
                     + QStringLiteral(
                         "xdotool mousemove 100 100 mousedown 1 mousemove 150 140 mousemove 200 180 mouseup 1") });
         // Through the tray as a user goes: a right click on the icon, then a
         // click on the menu's screenshot item.
         const QPoint icon = m_delegate->statusItem()->anchorGeometry().center();
-        QCOMPARE(runBeside(QStringLiteral("xdotool"),
-                     { "mousemove", QString::number(icon.x()), QString::number(icon.y()), "click", "3" }),
+        QCOMPARE(
+            runBeside("xdotool", { "mousemove", QString::number(icon.x()), QString::number(icon.y()), "click", "3" }),
             0);
         StatusMenu *menu = m_delegate->statusMenu();
         QTRY_VERIFY(menu->isVisible());
         const QPoint item
             = menu->mapToGlobal(menu->actionGeometry(menu->itemWithTag(StatusMenu::CaptureScreenTag)).center());
-        QCOMPARE(runBeside(QStringLiteral("xdotool"),
-                     { "mousemove", QString::number(item.x()), QString::number(item.y()), "click", "1" }),
+        QCOMPARE(
+            runBeside("xdotool", { "mousemove", QString::number(item.x()), QString::number(item.y()), "click", "1" }),
             0);
         QTRY_VERIFY(!menu->isVisible());
         QCOMPARE(E2E::waitResponsively(driver, 20000), 0);
@@ -222,20 +219,18 @@ private Q_SLOTS:
         QCOMPARE(sounds.size(), played.size());
         for (int i = 0; i < played.size(); ++i)
             QCOMPARE(sounds.at(i).first().toString(), played.at(i));
-        QTRY_VERIFY(icons.contains(QVariantList { QStringLiteral("MenuIcon-Success-Alt") }));
-        QTRY_COMPARE_WITH_TIMEOUT(m_delegate->statusItem()->imageName(), QStringLiteral("MenuIcon"), 5000);
+        QTRY_VERIFY(icons.contains(QVariantList { "MenuIcon-Success-Alt" }));
+        QTRY_COMPARE_WITH_TIMEOUT(m_delegate->statusItem()->imageName(), "MenuIcon", 5000);
 
         // dunst shows it; its default action opens the link.
         QByteArray shown;
         QTRY_VERIFY_WITH_TIMEOUT(
-            (runBeside(QStringLiteral("dunstctl"), { QStringLiteral("count"), QStringLiteral("displayed") }, &shown),
-                shown.trimmed().toInt() >= 1),
-            5000);
-        QCOMPARE(runBeside(QStringLiteral("dunstctl"), { QStringLiteral("action"), QStringLiteral("0") }), 0);
+            (runBeside("dunstctl", { "count", "displayed" }, &shown), shown.trimmed().toInt() >= 1), 5000);
+        QCOMPARE(runBeside("dunstctl", { "action", "0" }), 0);
         QTRY_VERIFY(m_clickedNotifications.contains(QUrl(link)));
-        runBeside(QStringLiteral("dunstctl"), { QStringLiteral("close-all") });
+        runBeside("dunstctl", { "close-all" });
         QByteArray history;
-        QTRY_VERIFY((runBeside(QStringLiteral("dunstctl"), { QStringLiteral("history") }, &history),
+        QTRY_VERIFY((runBeside("dunstctl", { "history" }, &history),
             history.contains("Link copied to clipboard") && history.contains(link.toUtf8())));
         // The file is on the service, named by the screenshot rule.
         QVERIFY(newestName().startsWith("Screen Shot on "));
@@ -246,16 +241,15 @@ private Q_SLOTS:
     // recording opened in GIF mode is converted first.
     void laterRunsHandOverToThisOne()
     {
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
         SettingsStore::instance().setMultiFileUploadAsFolder(false);
         QSignalSpy links(m_delegate.get(), &AppDelegate::linkCopied);
 
-        QCOMPARE(runBeside(tessly(), { file(QStringLiteral("opened.txt")) }), 0);
+        QCOMPARE(runBeside(tessly(), { file("opened.txt") }), 0);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 20000);
         QVERIFY(links.takeFirst().first().toString().startsWith(linkPrefix()));
 
-        QCOMPARE(
-            runBeside(tessly(), { QStringLiteral("share"), QStringLiteral("https://example.com/a/long/page") }), 0);
+        QCOMPARE(runBeside(tessly(), { "share", "https://example.com/a/long/page" }), 0);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 20000);
         const QString shortLink = links.takeFirst().first().toString();
         QVERIFY2(shortLink.startsWith(linkPrefix() + QStringLiteral("l/")), qPrintable(shortLink));
@@ -263,21 +257,17 @@ private Q_SLOTS:
         QVERIFY(m_opened.isEmpty()); // copied, never opened
 
         QByteArray printed;
-        QCOMPARE(
-            runBeside(tessly(), { QStringLiteral("shorten"), QStringLiteral("https://example.com/other") }, &printed),
-            0);
+        QCOMPARE(runBeside(tessly(), { "shorten", "https://example.com/other" }, &printed), 0);
         QVERIFY(QString::fromUtf8(printed).trimmed().startsWith(linkPrefix() + QStringLiteral("l/")));
 
-        QCOMPARE(runBeside(tessly(),
-                     { QStringLiteral("share"), file(QStringLiteral("s1.txt")), file(QStringLiteral("s2.txt")) }),
-            0);
+        QCOMPARE(runBeside(tessly(), { "share", file("s1.txt"), file("s2.txt") }), 0);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 30000);
         QVERIFY(newestName().endsWith(".zip"));
-        QCOMPARE(runBeside(tessly(), { QStringLiteral("share"), QStringLiteral("ftp://example.com/x") }), 1);
+        QCOMPARE(runBeside(tessly(), { "share", "ftp://example.com/x" }), 1);
 
         // A recording handed over in GIF mode goes up as a GIF.
         links.clear();
-        const QString movie = m_dir.filePath(QStringLiteral("recording.mp4"));
+        const QString movie = m_dir.filePath("recording.mp4");
         QCOMPARE(runBeside("ffmpeg",
                      { "-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=1", "-pix_fmt",
                          "yuv420p", movie }),
@@ -305,14 +295,14 @@ private Q_SLOTS:
     {
         QFETCH(bool, manager);
         QFETCH(QString, said);
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
         QProcess settingsDaemon;
         if (manager) {
-            settingsDaemon.start(QStringLiteral("xfsettingsd"), { "--no-daemon", "--disable-wm-check" });
+            settingsDaemon.start("xfsettingsd", { "--no-daemon", "--disable-wm-check" });
             QTRY_VERIFY_WITH_TIMEOUT(ClipboardManager::isRunning(), 10000);
         }
         QProcess upload;
-        upload.start(tessly(), { QStringLiteral("upload"), QStringLiteral("--copy"), file(QStringLiteral("c.txt")) });
+        upload.start(tessly(), { "upload", "--copy", file("c.txt") });
         QCOMPARE(E2E::waitResponsively(upload, 30000), 0);
         const QString link = QString::fromUtf8(upload.readAllStandardOutput()).trimmed();
         QVERIFY2(link.startsWith(linkPrefix()), qPrintable(link));
@@ -335,7 +325,7 @@ private Q_SLOTS:
     void droppedFilesWithFolderModeOnAndOff()
     {
         QFETCH(bool, asFolder);
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
         SettingsStore::instance().setMultiFileUploadAsFolder(asFolder);
         m_opened.clear();
         QSignalSpy links(m_delegate.get(), &AppDelegate::linkCopied);
@@ -345,7 +335,7 @@ private Q_SLOTS:
             QUrl::fromLocalFile(file(tag + QStringLiteral("-A.txt"))),
             QUrl::fromLocalFile(file(tag + QStringLiteral("-b.txt"))) });
         QVERIFY(m_delegate->dropHandler()->draggingEntered(&drop));
-        QCOMPARE(m_delegate->statusItem()->imageName(), QStringLiteral("MenuIcon-Success-Alt"));
+        QCOMPARE(m_delegate->statusItem()->imageName(), "MenuIcon-Success-Alt");
         QVERIFY(m_delegate->dropHandler()->performDragOperation(&drop));
 
         if (!asFolder) {
@@ -372,55 +362,53 @@ private Q_SLOTS:
 
     void customDomainWinsInBothLinkForms()
     {
-        const QString token = m_server.addUser(QStringLiteral("brand@tessly.test"), QStringLiteral("brand-password"),
-            QStringLiteral("brand"), QStringLiteral("share.brand.test"));
+        const QString token = m_server.addUser("brand@tessly.test", "brand-password", "brand", "share.brand.test");
         QVERIFY(!token.isEmpty());
-        signIn(token, QStringLiteral("brand"));
+        signIn(token, "brand");
         QSignalSpy links(m_delegate.get(), &AppDelegate::linkCopied);
-        m_delegate->uploadFile(QUrl::fromLocalFile(file(QStringLiteral("brand.txt"))));
+        m_delegate->uploadFile(QUrl::fromLocalFile(file("brand.txt")));
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 1, 20000);
-        QVERIFY2(links.first().first().toString().startsWith(QStringLiteral("https://share.brand.test/")),
+        QVERIFY2(links.first().first().toString().startsWith("https://share.brand.test/"),
             qPrintable(links.first().first().toString()));
-        m_delegate->shortenURL(QUrl(QStringLiteral("https://example.com/brand")), true);
+        m_delegate->shortenURL(QUrl("https://example.com/brand"), true);
         QTRY_COMPARE_WITH_TIMEOUT(links.size(), 2, 20000);
-        QVERIFY2(links.last().first().toString().startsWith(QStringLiteral("https://share.brand.test/l/")),
+        QVERIFY2(links.last().first().toString().startsWith("https://share.brand.test/l/"),
             qPrintable(links.last().first().toString()));
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
     }
 
     void accountWithoutProfileIsAskedToCreateOne()
     {
         // An account without a profile: the admin endpoint, profile left out.
-        const auto created = m_server.admin("POST", QStringLiteral("/admin/users"),
-            { { QStringLiteral("email"), QStringLiteral("new@tessly.test") },
-                { QStringLiteral("password"), QStringLiteral("new-password") } });
-        const QString token = created.json().value(QStringLiteral("token")).toString();
+        const auto created = m_server.admin(
+            "POST", "/admin/users", { { "email", "new@tessly.test" }, { "password", "new-password" } });
+        const QString token = created.json().value("token").toString();
         QVERIFY2(!token.isEmpty(), created.body.constData());
         signIn(token, QString());
         m_opened.clear();
         m_alerts.clear();
         m_delegate->uploadClipboard();
-        QTRY_COMPARE(m_alerts, QStringList { QStringLiteral("No Profile Found") });
+        QTRY_COMPARE(m_alerts, QStringList { "No Profile Found" });
         QCOMPARE(m_opened, QList<QUrl> { QUrl(QStringLiteral("http://%1/get-started").arg(m_server.webDomain())) });
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
     }
 
     // Half the API requests refused while four files go: the token is gone
     // from both places and the icon shows the failure.
     void refusedTokenMidBatchSignsOut()
     {
-        signIn(m_token, QStringLiteral("demo"));
-        QVERIFY(m_server.setFaults(QStringLiteral("api.401=1/2")));
+        signIn(m_token, "demo");
+        QVERIFY(m_server.setFaults("api.401=1/2"));
         QSignalSpy icons(m_delegate->statusItem(), &StatusItem::imageNameChanged);
         for (int i = 0; i < 4; ++i)
             m_delegate->uploadFile(QUrl::fromLocalFile(file(QStringLiteral("batch-%1.bin").arg(i), 100000)));
         QTRY_VERIFY_WITH_TIMEOUT(SettingsStore::instance().token().isEmpty(), 20000);
         QVERIFY(API::instance().token().isEmpty());
-        QTRY_VERIFY(icons.contains(QVariantList { QStringLiteral("MenuIcon-Error") }));
+        QTRY_VERIFY(icons.contains(QVariantList { "MenuIcon-Error" }));
         // A refusal still on its way would sign the next test out.
         QTRY_COMPARE_WITH_TIMEOUT(FileUploadQueue::sharedQueue().activeLength(), 0, 30000);
-        QVERIFY(m_server.setFaults(QStringLiteral("off")));
-        signIn(m_token, QStringLiteral("demo"));
+        QVERIFY(m_server.setFaults("off"));
+        signIn(m_token, "demo");
     }
 
     void badInputEndsInAClearLine_data()
@@ -436,18 +424,18 @@ private Q_SLOTS:
             << open("tessly://login?token=&domain=demo") << "Login URL without a token; nothing changed";
         QTest::newRow("shareClipboard with empty clipboard") << Action([](AppDelegate &d, const QString &) {
             QGuiApplication::clipboard()->clear();
-            d.openURLs({ QUrl(QStringLiteral("tessly://shareClipboard")) });
+            d.openURLs({ QUrl("tessly://shareClipboard") });
         }) << "Clipboard does not contain a file or image.";
         QTest::newRow("file gone before upload")
             << Action([](AppDelegate &d, const QString &dir) { d.openFile(dir + QStringLiteral("/gone.png")); })
             << "Not uploaded, no such file:";
         QTest::newRow("answer without code") << Action([](AppDelegate &, const QString &dir) {
             NotificationCenter::defaultCenter().post(QString::fromLatin1(Notifications::UploadCompleteNotification),
-                QVariantMap { { QStringLiteral("file"), QUrl::fromLocalFile(dir + QStringLiteral("/x")) },
-                    { QStringLiteral("succeeded"), true }, { QStringLiteral("response"), QVariantMap {} } });
+                QVariantMap { { "file", QUrl::fromLocalFile(dir + QStringLiteral("/x")) }, { "succeeded", true },
+                    { "response", QVariantMap {} } });
         }) << "handleUploadComplete: missing code ((null)) or domain (demo), skipping clipboard";
         QTest::newRow("folder that links to itself") << Action([](AppDelegate &d, const QString &dir) {
-            QDir(dir).mkpath(QStringLiteral("loop"));
+            QDir(dir).mkpath("loop");
             QFile(dir + QStringLiteral("/loop/a.txt")).open(QIODevice::WriteOnly);
             QFile::link(dir + QStringLiteral("/loop"), dir + QStringLiteral("/loop/self"));
             d.uploadDirectory(dir + QStringLiteral("/loop"), false);
@@ -458,7 +446,7 @@ private Q_SLOTS:
     {
         QFETCH(Action, action);
         QFETCH(QString, said);
-        signIn(m_token, QStringLiteral("demo"));
+        signIn(m_token, "demo");
         QTemporaryDir dir;
         LogCapture log;
         action(*m_delegate, dir.path());
@@ -472,15 +460,15 @@ private Q_SLOTS:
         QTemporaryDir dir;
         for (int i = 0; i < 10000; ++i)
             QFile(dir.filePath(QStringLiteral("f%1").arg(i, 5, 10, QLatin1Char('0')))).open(QIODevice::WriteOnly);
-        QFile(dir.filePath(QStringLiteral(".hidden"))).open(QIODevice::WriteOnly);
+        QFile(dir.filePath(".hidden")).open(QIODevice::WriteOnly);
         QString error;
         const QStringList entries = FolderUploader::directoryEntries(dir.path(), &error);
         QVERIFY(error.isEmpty());
         QCOMPARE(entries.size(), 10000);
-        QCOMPARE(entries.first(), dir.filePath(QStringLiteral("f00000")));
-        QCOMPARE(entries.last(), dir.filePath(QStringLiteral("f09999")));
-        FolderUploader::directoryEntries(dir.filePath(QStringLiteral("nope")), &error);
-        QVERIFY(error.contains(QStringLiteral("cannot be read")));
+        QCOMPARE(entries.first(), dir.filePath("f00000"));
+        QCOMPARE(entries.last(), dir.filePath("f09999"));
+        FolderUploader::directoryEntries(dir.filePath("nope"), &error);
+        QVERIFY(error.contains("cannot be read"));
     }
 };
 
