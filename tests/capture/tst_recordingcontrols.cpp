@@ -110,13 +110,6 @@ private Q_SLOTS:
     void optionsLoadAndStore()
     {
         SettingsStore &settings = SettingsStore::instance();
-        {
-            const TLCaptureSessionOptions fresh;
-            QCOMPARE(fresh.showMouseClicks(), true);
-            QCOMPARE(fresh.showWebcam(), true);
-            QCOMPARE(fresh.startDelay(), 5);
-            QCOMPARE(fresh.defaultWebcamSize(), 9);
-        }
         // A camera id without a microphone id is not read.
         settings.setObject(QStringLiteral("cam-1"), key(DefaultsKeys::DefaultCamId));
         QCOMPARE(TLCaptureSessionOptions().defaultCameraID(), QString());

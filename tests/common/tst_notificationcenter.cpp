@@ -122,17 +122,6 @@ private Q_SLOTS:
         QCOMPARE(wrongThread.loadRelaxed(), 0);
         QCOMPARE(center.observerCount(QStringLiteral("Progress")), 1);
     }
-
-    void carriesAQObjectAsTheObject()
-    {
-        NotificationCenter center;
-        QObject grabber;
-        QObject *seen = nullptr;
-        center.addObserver(Notifications::ScreenGrabberRecordingDidStartNotification,
-            [&](const Notification &n) { seen = n.object.value<QObject *>(); });
-        center.post(Notifications::ScreenGrabberRecordingDidStartNotification, QVariant::fromValue(&grabber));
-        QCOMPARE(seen, &grabber);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestNotificationCenter)
