@@ -240,16 +240,30 @@ void SettingsStore::setObject(const QVariant &value, const QString &key)
         removeObject(key);
         return;
     }
-    withSettings(true, [&](QSettings &s) { s.setValue(key, value); });
+    storeValue(key, value);
 }
 
 void SettingsStore::setBool(bool value, const QString &key)
 {
-    withSettings(true, [&](QSettings &s) { s.setValue(key, value); });
+    storeValue(key, value);
 }
 
 void SettingsStore::setInteger(qint64 value, const QString &key)
 {
+    storeValue(key, value);
+}
+
+void SettingsStore::storeValue(const QString &key, const QVariant &value)
+{
+    // A write replaces the whole file (about a millisecond and a half), so a
+    // value that is already there is not written again: the dashboard sets
+    // its tab on every opening.
+    const QVariant stored = objectForKey(key);
+    const bool scalar = value.typeId() == QMetaType::Bool || value.typeId() == QMetaType::Int
+        || value.typeId() == QMetaType::LongLong;
+    // The file keeps numbers and switches as text.
+    if (stored == value || (scalar && stored.typeId() == QMetaType::QString && stored.toString() == value.toString()))
+        return;
     withSettings(true, [&](QSettings &s) { s.setValue(key, value); });
 }
 

@@ -127,6 +127,7 @@ private:
     // Runs fn on a freshly synced view of the file; with `write`, syncs the
     // change to disk and restores mode 0600 afterwards.
     void withSettings(bool write, const std::function<void(QSettings &)> &fn) const;
+    void storeValue(const QString &key, const QVariant &value);
 
     const QString m_path;
     mutable QMutex m_mutex;
