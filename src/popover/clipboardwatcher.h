@@ -5,9 +5,10 @@
 class QTimer;
 
 // Whether the clipboard holds something the clipboard tile can upload: a
-// local file or a picture. While running it looks once a second, and reads
-// the clipboard only when it changed since the last look (another
-// application's offer is read over the display server).
+// local file or a picture. While running it looks once a second. It reads
+// the clipboard only when it changed since the program last read it
+// (another application's offer is read over the display server), so
+// starting over an unchanged clipboard costs nothing.
 class ClipboardWatcher : public QObject
 {
     Q_OBJECT
@@ -28,6 +29,4 @@ private:
 
     bool m_usable = false;
     QTimer *m_timer = nullptr;
-    quint64 m_changeCount = 0;
-    quint64 m_lastChangeCount = 0;
 };
