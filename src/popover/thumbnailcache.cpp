@@ -82,7 +82,9 @@ void ThumbnailCache::load(const QUrl &url, int side, QObject *context, Callback 
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (reply->error() != QNetworkReply::NoError || status / 100 != 2) {
             qCInfo(lcThumbnailCache).noquote() << "no thumbnail:" << reply->errorString();
-            finish(key, {});
+            // A refusal stands until the picture leaves the cache; a failed
+            // connection or a server error is tried again next time.
+            finish(key, {}, status / 100 == 4);
             return;
         }
         const QByteArray data = reply->readAll();
@@ -91,15 +93,17 @@ void ThumbnailCache::load(const QUrl &url, int side, QObject *context, Callback 
             const QImage image = decode(data, side);
             Dispatch::main([self, key, image] {
                 if (self)
-                    self->finish(key, image);
+                    self->finish(key, image, true);
             });
         });
     });
 }
 
-void ThumbnailCache::finish(const QString &key, const QImage &image)
+void ThumbnailCache::finish(const QString &key, const QImage &image, bool lasting)
 {
-    if (!image.isNull())
+    // An answer that is not a picture is kept as a null one, so that the
+    // list does not fetch it again every time it opens.
+    if (lasting)
         m_cache.insert(key, new QImage(image));
     const QList<Waiter> waiters = m_waiting.take(key);
     for (const Waiter &waiter : waiters) {

@@ -15,7 +15,8 @@ class QNetworkAccessManager;
 // dropped first). A picture is fetched once however many rows ask for it; the
 // answer is decoded off the GUI thread, so a slow or broken thumbnail never
 // holds up the list. Answers that are not pictures, too large or never come
-// (a 15-second idle time-out) deliver a null image.
+// (a 15-second idle time-out) deliver a null image; one that came and is no
+// picture is remembered as such.
 class ThumbnailCache : public QObject
 {
     Q_OBJECT
@@ -37,7 +38,8 @@ private:
         QPointer<QObject> context;
         Callback callback;
     };
-    void finish(const QString &key, const QImage &image);
+    // `lasting`: the answer stands (a picture, or an answer that is none).
+    void finish(const QString &key, const QImage &image, bool lasting);
 
     QNetworkAccessManager *m_network = nullptr;
     QCache<QString, QImage> m_cache;
