@@ -8,16 +8,16 @@
 #include <QEnterEvent>
 #include <QEvent>
 #include <QHash>
-#include <QHBoxLayout>
-#include <QLabel>
+#include <QHelpEvent>
 #include <QLocale>
 #include <QMimeDatabase>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QRegularExpression>
+#include <QTimer>
 #include <QToolButton>
-#include <QVBoxLayout>
+#include <QToolTip>
 
 #include <cmath>
 
@@ -26,6 +26,15 @@ namespace {
 const QString kFolderMimeType = QStringLiteral("tessly/folder");
 const QString kSeparator = QStringLiteral(" \u00b7 ");
 constexpr int kThumbnailSide = 36;
+constexpr int kTypeIconSide = 28;
+constexpr int kRowHeight = 52;
+constexpr int kLeftMargin = 10;
+constexpr int kRightMargin = 8;
+constexpr int kSpacing = 10;
+constexpr int kButtonGap = 6;
+// A thumbnail not in the cache yet is asked for this long after the row is
+// built: the panel is painted first, with the type's icon.
+constexpr int kThumbnailDelayMs = 16;
 // QDateTime's range, in milliseconds either side of 1970.
 constexpr double kMaxMsecs = 8.64e15;
 
@@ -55,7 +64,8 @@ QString mediumDate(const QDate &date)
 {
     const QLocale locale;
     QString format = locale.dateFormat(QLocale::LongFormat);
-    format.remove(QRegularExpression(QStringLiteral("d{4}[,.]?\\s*")));
+    static const QRegularExpression weekday(QStringLiteral("d{4}[,.]?\\s*"));
+    format.remove(weekday);
     format.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
     return locale.toString(date, format.trimmed());
 }
@@ -156,7 +166,8 @@ QString PopoverFileRowView::displayTitle(const QVariantMap &file, bool isLink)
         title = file.value(QStringLiteral("name")).toString();
     // One line, however the name was written; a right-to-left name stays
     // inside its own isolate so the row keeps its direction.
-    title.replace(QRegularExpression(QStringLiteral("[\\r\\n\\t\\x{2028}\\x{2029}]+")), QStringLiteral(" "));
+    static const QRegularExpression lineBreaks(QStringLiteral("[\\r\\n\\t\\x{2028}\\x{2029}]+"));
+    title.replace(lineBreaks, QStringLiteral(" "));
     if (title.size() > 512)
         title = title.left(512);
     return title.isEmpty() ? QStringLiteral("Untitled") : QStringLiteral("\u2068%1\u2069").arg(title);
@@ -173,74 +184,33 @@ PopoverFileRowView::PopoverFileRowView(const QVariantMap &file, bool isLink, QWi
     , m_isLink(isLink)
     , m_link(linkForRecord(file, isLink))
     , m_title(displayTitle(file, isLink))
-    , m_icon(new QLabel(this))
-    , m_name(new QLabel(this))
-    , m_meta(new QLabel(this))
-    , m_views(new QLabel(this))
-    , m_copy(new QToolButton(this))
-    , m_qr(new QToolButton(this))
+    , m_meta(metadataLine(file))
 {
+    // The row draws its texts and icon itself: the panel builds a screenful
+    // of rows at every opening, and a row of labels and laid-out buttons
+    // costs several times as much to build, polish and lay out. The buttons
+    // are made when the row is first hovered or selected.
     setAttribute(Qt::WA_Hover);
     setCursor(Qt::PointingHandCursor);
-    setFixedHeight(52);
-    setToolTip(QString(m_title).remove(QChar(0x2068)).remove(QChar(0x2069)).left(300));
-
-    m_icon->setFixedSize(kThumbnailSide, kThumbnailSide);
-    m_icon->setAlignment(Qt::AlignCenter);
-    for (QLabel *label : { m_name, m_meta, m_views })
-        label->setTextFormat(Qt::PlainText);
-    m_name->setMinimumWidth(1);
-    m_name->setObjectName(QStringLiteral("title"));
-    // The name's room changes when the buttons take the badge's place.
-    m_name->installEventFilter(this);
-    m_name->setLayoutDirection(Qt::LeftToRight);
-    m_meta->setMinimumWidth(1);
-    m_meta->setText(metadataLine(file));
-    QFont small = m_meta->font();
-    small.setPointSizeF(small.pointSizeF() * 0.88);
-    m_meta->setFont(small);
-    m_meta->setForegroundRole(QPalette::PlaceholderText);
-    m_views->setFont(small);
-    m_views->setForegroundRole(QPalette::PlaceholderText);
+    setFixedHeight(kRowHeight);
+    const QString plainTitle = QString(m_title).remove(QChar(0x2068)).remove(QChar(0x2069));
+    setToolTip(plainTitle.left(300));
+    setAccessibleName(plainTitle.left(300));
+    setAccessibleDescription(m_meta);
     double views = 0;
     numberIn(file, QStringLiteral("viewCount"), &views);
-    m_views->setText(QString::number(qint64(qBound(0.0, views, 9.2e18))));
-    m_views->setToolTip(QStringLiteral("Views"));
-
-    for (QToolButton *button : { m_copy, m_qr }) {
-        button->setAutoRaise(true);
-        button->setFocusPolicy(Qt::NoFocus);
-        button->setIconSize(QSize(16, 16));
-        button->setCursor(Qt::ArrowCursor);
-    }
-    m_copy->setToolTip(QStringLiteral("Copy Link"));
-    m_copy->setAccessibleName(QStringLiteral("Copy Link"));
-    m_qr->setToolTip(QStringLiteral("QR Code"));
-    m_qr->setAccessibleName(QStringLiteral("QR Code"));
-    connect(m_copy, &QToolButton::clicked, this, [this] { Q_EMIT copyRequested(m_link); });
-    connect(m_qr, &QToolButton::clicked, this, [this] { Q_EMIT qrCodeRequested(m_link, m_qr); });
-
-    auto *texts = new QVBoxLayout;
-    texts->setSpacing(1);
-    texts->addStretch();
-    texts->addWidget(m_name);
-    texts->addWidget(m_meta);
-    texts->addStretch();
-    auto *row = new QHBoxLayout(this);
-    row->setContentsMargins(10, 6, 8, 6);
-    row->setSpacing(10);
-    row->addWidget(m_icon);
-    row->addLayout(texts, 1);
-    row->addWidget(m_copy);
-    row->addWidget(m_qr);
-    row->addWidget(m_views);
+    m_views = QString::number(qint64(qBound(0.0, views, 9.2e18)));
     updateIcons();
-    updateButtons();
 
     const QUrl thumbnail(file.value(QStringLiteral("thumbnailUrl")).toString());
     if (!isLink && thumbnail.isValid() && !thumbnail.isEmpty()) {
         const int side = kThumbnailSide * 2; // sharp at 2x as well
-        ThumbnailCache::instance().load(thumbnail, side, this, [this](const QImage &image) { setThumbnail(image); });
+        const auto show = [this](const QImage &image) { setThumbnail(image); };
+        if (ThumbnailCache::instance().contains(thumbnail, side))
+            ThumbnailCache::instance().load(thumbnail, side, this, show);
+        else
+            QTimer::singleShot(kThumbnailDelayMs, this,
+                [this, thumbnail, side, show] { ThumbnailCache::instance().load(thumbnail, side, this, show); });
     }
 }
 
@@ -258,33 +228,98 @@ void PopoverFileRowView::setSelected(bool selected)
     update();
 }
 
+QFont PopoverFileRowView::smallFont() const
+{
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.88);
+    return small;
+}
+
+bool PopoverFileRowView::showsButtons() const
+{
+    return (m_hovered || m_selected) && !m_link.isEmpty();
+}
+
+QRect PopoverFileRowView::iconRect() const
+{
+    return QRect(kLeftMargin, (height() - kThumbnailSide) / 2, kThumbnailSide, kThumbnailSide);
+}
+
+QRect PopoverFileRowView::badgeRect() const
+{
+    const int width = QFontMetrics(smallFont()).horizontalAdvance(m_views);
+    return QRect(this->width() - kRightMargin - width, 0, width, height());
+}
+
+QRect PopoverFileRowView::titleRect() const
+{
+    // The texts take what the icon and the badge or the buttons leave.
+    const int left = iconRect().right() + 1 + kSpacing;
+    const int right = (showsButtons() && m_copy ? m_copy->geometry().left() : badgeRect().left()) - kSpacing;
+    const int nameHeight = fontMetrics().height();
+    const int blockHeight = nameHeight + 1 + QFontMetrics(smallFont()).height();
+    return QRect(left, (height() - blockHeight) / 2, qMax(1, right - left), nameHeight);
+}
+
 void PopoverFileRowView::updateButtons()
 {
-    const bool active = m_hovered || m_selected;
-    const bool hasLink = !m_link.isEmpty();
-    m_copy->setVisible(active && hasLink);
-    m_qr->setVisible(active && hasLink);
-    // The badge yields its place to the buttons.
-    m_views->setVisible(!(active && hasLink));
+    const bool active = showsButtons();
+    if (active && !m_copy) {
+        m_copy = new QToolButton(this);
+        m_qr = new QToolButton(this);
+        for (QToolButton *button : { m_copy, m_qr }) {
+            button->setAutoRaise(true);
+            button->setFocusPolicy(Qt::NoFocus);
+            button->setIconSize(QSize(16, 16));
+            button->setCursor(Qt::ArrowCursor);
+        }
+        m_copy->setToolTip(QStringLiteral("Copy Link"));
+        m_copy->setAccessibleName(QStringLiteral("Copy Link"));
+        m_qr->setToolTip(QStringLiteral("QR Code"));
+        m_qr->setAccessibleName(QStringLiteral("QR Code"));
+        connect(m_copy, &QToolButton::clicked, this, [this] { Q_EMIT copyRequested(m_link); });
+        connect(m_qr, &QToolButton::clicked, this, [this] { Q_EMIT qrCodeRequested(m_link, m_qr); });
+        updateIcons();
+        placeButtons();
+    }
+    if (m_copy) {
+        m_copy->setVisible(active);
+        m_qr->setVisible(active);
+    }
+    elideTitle();
+}
+
+void PopoverFileRowView::placeButtons()
+{
+    if (!m_copy)
+        return;
+    const QSize size = m_qr->sizeHint();
+    const int top = (height() - size.height()) / 2;
+    m_qr->setGeometry(QRect(QPoint(width() - kRightMargin - size.width(), top), size));
+    m_copy->setGeometry(QRect(QPoint(m_qr->x() - kButtonGap - size.width(), top), size));
 }
 
 void PopoverFileRowView::updateIcons()
 {
     const QColor color = palette().color(QPalette::WindowText);
-    m_copy->setIcon(MenuIcons::themed(QStringLiteral("edit-copy"), color));
-    m_qr->setIcon(MenuIcons::themed(QStringLiteral("view-barcode-qr"), color));
-    if (m_qr->icon().isNull())
-        m_qr->setIcon(QrCode::glyph(color));
-    if (m_icon->pixmap().isNull() || m_icon->property("themeIcon").toBool()) {
+    if (m_copy) {
+        m_copy->setIcon(MenuIcons::themed(QStringLiteral("edit-copy"), color));
+        m_qr->setIcon(MenuIcons::themed(QStringLiteral("view-barcode-qr"), color));
+        if (m_qr->icon().isNull())
+            m_qr->setIcon(QrCode::glyph(color));
+    }
+    if (m_icon.isNull() || m_iconIsThemed) {
         // The type icons, looked up and drawn once per type (GUI thread only).
         static QHash<QString, QPixmap> typeIcons;
         const QString key = m_isLink ? QString() : m_file.value(QStringLiteral("mimeType")).toString();
         auto icon = typeIcons.constFind(key);
         if (icon == typeIcons.constEnd())
-            icon = typeIcons.insert(key, QIcon::fromTheme(iconNameFor(m_file, m_isLink)).pixmap(28, 28));
-        m_icon->setPixmap(*icon);
-        m_icon->setProperty("themeIcon", true);
+            icon = typeIcons.insert(
+                key, QIcon::fromTheme(iconNameFor(m_file, m_isLink)).pixmap(kTypeIconSide, kTypeIconSide));
+        m_icon = *icon;
+        m_iconIsThemed = true;
     }
+    update();
 }
 
 void PopoverFileRowView::setThumbnail(const QImage &image)
@@ -304,13 +339,18 @@ void PopoverFileRowView::setThumbnail(const QImage &image)
     painter.drawImage(QPoint((side - scaled.width()) / 2, (side - scaled.height()) / 2), scaled);
     painter.end();
     pixmap.setDevicePixelRatio(ratio);
-    m_icon->setPixmap(pixmap);
-    m_icon->setProperty("themeIcon", false);
+    m_icon = pixmap;
+    m_iconIsThemed = false;
+    update();
 }
 
 void PopoverFileRowView::elideTitle()
 {
-    m_name->setText(m_name->fontMetrics().elidedText(m_title, Qt::ElideMiddle, qMax(1, m_name->width())));
+    const QString shown = fontMetrics().elidedText(m_title, Qt::ElideMiddle, titleRect().width());
+    if (shown == m_shownTitle)
+        return;
+    m_shownTitle = shown;
+    update();
 }
 
 void PopoverFileRowView::enterEvent(QEnterEvent *event)
@@ -338,27 +378,52 @@ void PopoverFileRowView::mouseReleaseEvent(QMouseEvent *event)
 
 void PopoverFileRowView::paintEvent(QPaintEvent *)
 {
-    if (!m_hovered && !m_selected)
-        return;
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QColor fill = palette().color(QPalette::Highlight);
-    fill.setAlphaF(m_selected ? 0.22 : 0.10);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(4, 1, -4, -1), 8, 8);
+    if (m_hovered || m_selected) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        QColor fill = palette().color(QPalette::Highlight);
+        fill.setAlphaF(m_selected ? 0.22 : 0.10);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(fill);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(4, 1, -4, -1), 8, 8);
+    }
+    // The icon, centred in its square at the device's resolution.
+    const QRect square = iconRect();
+    const QSizeF iconSize = m_icon.deviceIndependentSize();
+    painter.drawPixmap(QPointF(square.x() + (square.width() - iconSize.width()) / 2,
+                           square.y() + (square.height() - iconSize.height()) / 2),
+        m_icon);
+
+    const QRect name = titleRect();
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.setLayoutDirection(Qt::LeftToRight);
+    painter.drawText(name, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, m_shownTitle);
+    const QFont small = smallFont();
+    painter.setFont(small);
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const QFontMetrics smallMetrics(small);
+    const QRect meta(name.left(), name.bottom() + 2, name.width(), smallMetrics.height());
+    painter.drawText(meta, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+        smallMetrics.elidedText(m_meta, Qt::ElideRight, meta.width()));
+    if (!showsButtons())
+        painter.drawText(badgeRect(), Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, m_views);
 }
 
-bool PopoverFileRowView::eventFilter(QObject *watched, QEvent *event)
+bool PopoverFileRowView::event(QEvent *event)
 {
-    if (watched == m_name && event->type() == QEvent::Resize)
-        elideTitle();
-    return QWidget::eventFilter(watched, event);
+    // The badge says what it counts.
+    if (event->type() == QEvent::ToolTip && !showsButtons()
+        && badgeRect().contains(static_cast<QHelpEvent *>(event)->pos())) {
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), QStringLiteral("Views"), this);
+        return true;
+    }
+    return QWidget::event(event);
 }
 
 void PopoverFileRowView::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
+    placeButtons();
     elideTitle();
 }
 

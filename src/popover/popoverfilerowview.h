@@ -1,12 +1,12 @@
 #pragma once
 
 #include <QDateTime>
+#include <QPixmap>
 #include <QUrl>
 #include <QVariantMap>
 #include <QWidget>
 
 class QEnterEvent;
-class QLabel;
 class QToolButton;
 
 // One remote item of the dashboard's list: thumbnail or type icon, name, the
@@ -27,6 +27,9 @@ public:
     // record lacks its code or slug.
     QUrl link() const { return m_link; }
     QString title() const;
+    // The name as drawn (shortened to its room) and that room.
+    QString shownTitle() const { return m_shownTitle; }
+    QRect titleRect() const;
 
     void setSelected(bool selected);
     bool isSelected() const { return m_selected; }
@@ -38,9 +41,9 @@ public:
     static QString formattedFileSize(qint64 bytes);
     // "just now", "5 min ago", "3 hr ago", "6 days ago", or the date; null
     // for an invalid date.
-    static QString relativeTimeFromDate(const QDateTime &date, const QDateTime &now = QDateTime::currentDateTime());
+    static QString relativeTimeFromDate(const QDateTime &date, const QDateTime &now = QDateTime::currentDateTimeUtc());
     // The type label, size and age joined with " · ".
-    static QString metadataLine(const QVariantMap &file, const QDateTime &now = QDateTime::currentDateTime());
+    static QString metadataLine(const QVariantMap &file, const QDateTime &now = QDateTime::currentDateTimeUtc());
     // The name shown for a record: one line, bidirectional marks kept
     // inside it, a link's address without "https://www.".
     static QString displayTitle(const QVariantMap &file, bool isLink);
@@ -58,10 +61,15 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
+    bool event(QEvent *event) override;
 
 private:
+    bool showsButtons() const;
+    QFont smallFont() const;
+    QRect iconRect() const;
+    QRect badgeRect() const;
     void updateButtons();
+    void placeButtons();
     void updateIcons();
     void setThumbnail(const QImage &image);
     void elideTitle();
@@ -70,12 +78,13 @@ private:
     bool m_isLink;
     QUrl m_link;
     QString m_title;
+    QString m_shownTitle;
+    QString m_meta;
+    QString m_views;
+    QPixmap m_icon;
+    bool m_iconIsThemed = false;
     bool m_selected = false;
     bool m_hovered = false;
-    QLabel *m_icon;
-    QLabel *m_name;
-    QLabel *m_meta;
-    QLabel *m_views;
-    QToolButton *m_copy;
-    QToolButton *m_qr;
+    QToolButton *m_copy = nullptr;
+    QToolButton *m_qr = nullptr;
 };

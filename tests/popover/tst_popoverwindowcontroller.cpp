@@ -191,9 +191,10 @@ private Q_SLOTS:
         QCOMPARE(w->selectedRow(), 6);
         // Selected, the row's buttons take the badge's place: the name is
         // shortened to the room left, on one line.
-        const auto *name = w->rows()[6]->findChild<QLabel *>(QStringLiteral("title"));
-        QTRY_VERIFY(name->fontMetrics().horizontalAdvance(name->text()) <= name->width());
-        QVERIFY(!name->text().contains(QLatin1Char('\n')));
+        const PopoverFileRowView *row = w->rows()[6];
+        QTRY_VERIFY(row->fontMetrics().horizontalAdvance(row->shownTitle()) <= row->titleRect().width());
+        QVERIFY(!row->shownTitle().isEmpty());
+        QVERIFY(!row->shownTitle().contains(QLatin1Char('\n')));
         QTest::qWait(300); // the thumbnails answer, or fail
         QCOMPARE(w->rows().size(), records.size());
         w->hide();
