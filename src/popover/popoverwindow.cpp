@@ -376,6 +376,10 @@ void PopoverWindow::updateMeData()
 {
     const QString domain = SettingsStore::instance().domain();
     const QVariantMap me = m_controller->cachedMeData();
+    const QVariantList drawnFrom { domain, me, palette().color(QPalette::Highlight), devicePixelRatioF(), font() };
+    if (drawnFrom == m_headerDrawnFrom)
+        return;
+    m_headerDrawnFrom = drawnFrom;
     const QString email = me.value(QStringLiteral("email")).toString();
     // A long profile name is shortened; the header keeps its layout.
     const QString profile = domain.isEmpty() ? QStringLiteral("Tessly Cloud") : domain;
@@ -493,7 +497,11 @@ void PopoverWindow::updateEmptyState()
     m_emptyChoose->setVisible(!dragOver);
     // The same upload sign, in the accent colour under a drag.
     const QColor color = dragOver ? palette().color(QPalette::Highlight) : palette().color(QPalette::PlaceholderText);
-    m_emptyIcon->setPixmap(MenuIcons::themed(QStringLiteral("document-send"), color).pixmap(48, 48));
+    const QVariantList drawnFrom { color, devicePixelRatioF(), QIcon::themeName() };
+    if (drawnFrom != m_emptyIconDrawnFrom) {
+        m_emptyIconDrawnFrom = drawnFrom;
+        m_emptyIcon->setPixmap(MenuIcons::themed(QStringLiteral("document-send"), color).pixmap(48, 48));
+    }
     m_listPages->setCurrentIndex(empty || dragOver ? 1 : 0);
     m_emptyState->update();
 }
@@ -649,10 +657,21 @@ void PopoverWindow::chooseFile(bool directories, std::function<void(const QStrin
 
 void PopoverWindow::paintEvent(QPaintEvent *)
 {
+    if (m_paintAfterShowPending) {
+        m_paintAfterShowPending = false;
+        // After this paint's flush.
+        QTimer::singleShot(0, this, &PopoverWindow::paintedAfterShow);
+    }
     QPainter painter(this);
     painter.fillRect(rect(), palette().color(QPalette::Window));
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+void PopoverWindow::showEvent(QShowEvent *event)
+{
+    m_paintAfterShowPending = true;
+    QWidget::showEvent(event);
 }
 
 void PopoverWindow::resizeEvent(QResizeEvent *event)

@@ -45,12 +45,17 @@ public:
     QLabel *toastView() const { return m_toast; }
     QString emptyHeading() const;
 
+Q_SIGNALS:
+    // The first paint after the panel is shown is on screen.
+    void paintedAfterShow();
+
 protected:
     void keyPressEvent(QKeyEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dragLeaveEvent(QDragLeaveEvent *event) override;
     void dropEvent(QDropEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
 
@@ -99,4 +104,9 @@ private:
     int m_selected = -1;
     quint64 m_rowsGeneration = 0;
     bool m_settingTab = false;
+    bool m_paintAfterShowPending = false;
+    // What the header and the empty state were last drawn from: the panel
+    // redraws them at every opening only when something changed.
+    QVariantList m_headerDrawnFrom;
+    QVariantList m_emptyIconDrawnFrom;
 };

@@ -23,6 +23,7 @@
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QMimeData>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -35,6 +36,9 @@ const QString kFolderMimeType = QStringLiteral("tessly/folder");
 // from it (the monitor closes it), then toggles: that toggle must not open
 // it again.
 constexpr qint64 kReopenGuardMs = 400;
+// The refresh of an opened panel starts after its first paint, or after
+// this long where no paint comes.
+constexpr int kRefreshAtLatestMs = 50;
 
 // The "items" of a listing answer, or nothing when the answer has none.
 std::optional<QVariantList> itemsOf(const QVariant &answer)
@@ -66,6 +70,7 @@ PopoverWindowController::PopoverWindowController(QObject *applicationController,
     connect(m_clipboard, &ClipboardWatcher::usableChanged, this, &PopoverWindowController::clipboardUsableChanged);
     m_loggedIn = !SettingsStore::instance().token().isEmpty();
     m_window = new PopoverWindow(this);
+    connect(m_window, &PopoverWindow::paintedAfterShow, this, &PopoverWindowController::refreshShownPanel);
     m_eventMonitor = new OutsideClickMonitor(m_window, this);
     connect(m_eventMonitor, &OutsideClickMonitor::clickedElsewhere, this, &PopoverWindowController::clickedElsewhere);
     setupNotifications();
@@ -115,16 +120,28 @@ void PopoverWindowController::showPopoverRelativeToView(const QRect &anchor)
         Q_EMIT segmentChanged(selectedSegment());
         m_window->raise();
         m_window->activateWindow();
-        fetchMeData();
         updateClipboardMonitorForWindowVisible(true);
-        loadItems();
         refreshUploadStatus();
+        // The account and the list are asked for once the panel is on
+        // screen: starting requests keeps the GUI thread busy for a couple
+        // of milliseconds that the first paint need not wait for.
+        m_refreshPending = true;
+        QTimer::singleShot(kRefreshAtLatestMs, this, &PopoverWindowController::refreshShownPanel);
     } else {
         m_window->raise();
         m_window->activateWindow();
     }
     installEventMonitor();
     Q_EMIT visibilityChanged(true);
+}
+
+void PopoverWindowController::refreshShownPanel()
+{
+    if (!m_refreshPending || !isVisible())
+        return;
+    m_refreshPending = false;
+    fetchMeData();
+    loadItems();
 }
 
 void PopoverWindowController::closePopover()

@@ -175,6 +175,8 @@ Q_SIGNALS:
 
 private:
     void setupNotifications();
+    // The account and the list of the opened panel, asked for once.
+    void refreshShownPanel();
     void loadSegment(int segment);
     void displayItems(const QVariantList &items, bool links);
     // False when the segment has no cache yet.
@@ -213,6 +215,7 @@ private:
     QVariantMap m_cachedMeData;
     QVariantList m_items;
     bool m_showsLinks = false;
+    bool m_refreshPending = false;
     bool m_emptyState = false;
     bool m_loggedIn = false;
     QString m_toast;
