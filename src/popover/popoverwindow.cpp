@@ -623,6 +623,13 @@ void PopoverWindow::dropEvent(QDropEvent *event)
 {
     event->acceptProposedAction();
     m_controller->performDrop(event->mimeData());
+    // The drag came from another application, which holds the focus: the
+    // panel takes it back once the drop is over, so that its keys work and
+    // switching away closes it.
+    QTimer::singleShot(0, this, [this] {
+        if (isVisible())
+            activateWindow();
+    });
 }
 
 // ---- Window ------------------------------------------------------------------------------------
