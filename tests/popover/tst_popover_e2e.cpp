@@ -190,6 +190,9 @@ private Q_SLOTS:
         // application clicked last.
         openFromTrayIcon();
         QTRY_VERIFY(panel->isActiveWindow());
+        // While the window manager takes the panel into its frame, Qt says
+        // for a moment that it is at the frame's origin.
+        QTRY_COMPARE(panel->geometry().top(), icon.bottom() + 1);
         if (gesture == QLatin1String("click")) {
             clickOnSource();
         } else if (gesture == QLatin1String("focus")) {
