@@ -7,20 +7,25 @@
 #include <QString>
 #include <QVector>
 
+#include "gifencoder.h"
+
 #include <memory>
 #include <vector>
 
 struct GifFileType;
 
 // Writes an animated GIF that loops forever, one frame at a time, with
-// libimagequant's palettes and giflib.
+// libimagequant's palettes, giflib for the file's structure and GifEncoder
+// for the pixels.
 //
 // The first frame's palette becomes the file's global colour table. A later
 // frame is drawn with those colours, each pixel taking the nearest within the
-// change tolerance, and with colours of its own only where none is that near;
-// it carries a table of just the colours it uses when that makes it smaller
-// (always when it has colours of its own). Only a frame that would need more
-// than 256 colours that way gets a palette made for it by the quantiser.
+// change tolerance; a colour with none that near joins the global table while
+// it has room (the table is written again, complete, when the file is
+// finished) and is the frame's own after that. A frame carries a table of
+// just the colours it uses when that makes it smaller (always when it has
+// colours of its own). Only a frame that would need many colours of its own,
+// or more than 256 in all, gets a palette made for it by the quantiser.
 // The first picture, which stays on screen longest, is dithered, so that
 // gradients and photos keep their shades instead of showing bands. Later
 // frames map colours to the nearest entry: dithering each change would make
@@ -33,7 +38,9 @@ struct GifFileType;
 // written only over the rectangle that changed, with the pixels that did not
 // change left transparent so the picture underneath shows through. A pixel
 // drawn in the last few frames is held to a tighter tolerance, so that the
-// edges a moving window leaves behind settle to their true colours.
+// edges a moving window leaves behind settle to their true colours. Where a
+// frame is drawn with the shared colours the coder may write a changed pixel
+// a few steps off its colour when that makes the data smaller.
 //
 // The file appears at its path only once finish() succeeds; until then (and
 // after a failure) whatever was there before stays untouched.
@@ -61,7 +68,9 @@ private:
     struct Frame
     {
         QRect rect;
-        QByteArray indices;
+        QByteArray indices; // until compressed
+        QByteArray data; // the LZW data's sub-blocks
+        int codeSize = 0;
         QVector<uint32_t> palette; // RGBA bytes in memory order; empty: the shared one
         int transparentIndex = -1;
         int delay = 0;
@@ -80,15 +89,19 @@ private:
     bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, int colours, Frame &frame);
     bool remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
     int nearestShared(uint32_t rgba);
+    void compress(Frame &frame, const QImage &rgba, const QImage &mask, int slack);
     bool writeFrame(const Frame &frame);
     bool failed(const QString &what);
 
     QSaveFile m_file;
     GifFileType *m_gif = nullptr;
-    QImage m_reference; // per pixel, the colour the picture last showed there
+    QImage m_reference; // per pixel, the colour of the movie when last drawn
+    GifEncoder m_encoder;
     std::unique_ptr<Frame> m_pending;
     // The first frame's colours and, last, the entry for transparency.
     QVector<uint32_t> m_shared;
+    int m_transparent = 0; // the shared table's entry for transparency
+    int m_sharedEntries = 0; // the size of the file's shared table
     std::vector<Nearest> m_nearest;
     // Per pixel, the number (modulo 2^16) of the frame that last drew it.
     std::vector<quint16> m_drawnAt;

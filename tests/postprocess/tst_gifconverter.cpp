@@ -4,6 +4,7 @@
 // how its failures read, bad movies, and the command line.
 #include "capturenaming.h"
 #include "e2e.h"
+#include "gifencoder.h"
 #include "logcapture.h"
 #include "notificationcenter.h"
 #include "notifications.h"
@@ -20,12 +21,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QTest>
 
+#include <gif_lib.h>
 #include <sys/stat.h>
 
 namespace {
@@ -131,6 +134,48 @@ int processesWith(const QString &marker)
             ++found;
     }
     return found;
+}
+
+// The pixels giflib decodes from LZW data compressed for a table of
+// 2^codeSize colours, in a file around it made with giflib.
+QByteArray decodedByGiflib(int codeSize, int width, int height, const QByteArray &data)
+{
+    QByteArray file;
+    const auto write = [](GifFileType *gif, const GifByteType *bytes, int length) {
+        static_cast<QByteArray *>(gif->UserData)->append(reinterpret_cast<const char *>(bytes), length);
+        return length;
+    };
+    int error = 0;
+    GifFileType *out = EGifOpen(&file, write, &error);
+    ColorMapObject *map = GifMakeMapObject(1 << codeSize, nullptr);
+    EGifPutScreenDesc(out, width, height, 8, 0, map);
+    EGifPutImageDesc(out, 0, 0, width, height, false, nullptr);
+    const auto *blocks = reinterpret_cast<const GifByteType *>(data.constData());
+    for (qsizetype at = 0; at < data.size(); at += blocks[at] + 1)
+        EGifPutCodeNext(out, blocks + at);
+    EGifPutCodeNext(out, nullptr);
+    EGifCloseFile(out, &error);
+    GifFreeMapObject(map);
+
+    struct Source
+    {
+        QByteArray bytes;
+        qsizetype at = 0;
+    } source { file };
+    const auto read = [](GifFileType *gif, GifByteType *bytes, int length) {
+        auto *from = static_cast<Source *>(gif->UserData);
+        const int n = int(std::min<qsizetype>(length, from->bytes.size() - from->at));
+        std::memcpy(bytes, from->bytes.constData() + from->at, size_t(n));
+        from->at += n;
+        return n;
+    };
+    GifFileType *in = DGifOpen(&source, read, &error);
+    QByteArray pixels;
+    if (in && DGifSlurp(in) == GIF_OK && in->ImageCount == 1)
+        pixels = QByteArray(reinterpret_cast<const char *>(in->SavedImages[0].RasterBits), qsizetype(width) * height);
+    if (in)
+        DGifCloseFile(in, &error);
+    return pixels;
 }
 
 } // namespace
@@ -504,6 +549,65 @@ private Q_SLOTS:
             QVERIFY2(QRegularExpression("(^|\n)" + QRegularExpression::escape(printed)).match(err).hasMatch(),
                 qPrintable(err));
         }
+    }
+
+    // The GIF writer's LZW coder against giflib's decoder: every index comes
+    // back as the coder says it wrote it, across code sizes, runs (where a
+    // code is used in the very step that defines it), noise that fills the
+    // dictionary again and again, and slack, where what it wrote stays
+    // within the slack of each pixel's colour.
+    void encoderRoundTrip_data()
+    {
+        QTest::addColumn<int>("codeSize");
+        QTest::addColumn<int>("longestRun");
+        QTest::addColumn<int>("slack");
+        QTest::newRow("2-bit runs") << 2 << 300 << 0;
+        QTest::newRow("8-bit noise") << 8 << 1 << 0;
+        QTest::newRow("5-bit runs, slack") << 5 << 40 << 3;
+    }
+
+    void encoderRoundTrip()
+    {
+        QFETCH(int, codeSize);
+        QFETCH(int, longestRun);
+        QFETCH(int, slack);
+        const int width = 331, height = 241, colours = 1 << codeSize;
+        const int step = colours <= 128 ? 2 : 1; // between the palette's greys
+        QVector<uint32_t> palette(colours);
+        for (int i = 0; i < colours; ++i)
+            palette[i] = qToLittleEndian(0xff000000u | 0x010101u * uint32_t(step * i));
+        QRandomGenerator random { quint32(codeSize) };
+        QByteArray meant(qsizetype(width) * height, Qt::Uninitialized);
+        for (qsizetype at = 0; at < meant.size();) {
+            const char index = char(random.bounded(colours));
+            for (int n = random.bounded(1, longestRun + 1); n > 0 && at < meant.size(); --n)
+                meant[at++] = index;
+        }
+        QImage targets(width, height, QImage::Format_RGBA8888);
+        for (qsizetype at = 0; at < meant.size(); ++at)
+            reinterpret_cast<uint32_t *>(targets.scanLine(int(at / width)))[at % width] = palette[uchar(meant[at])];
+        const std::vector<uchar> slacks(size_t(meant.size()), uchar(slack));
+
+        QByteArray written = meant;
+        GifEncoder::Pixels pixels;
+        pixels.indices = reinterpret_cast<uchar *>(written.data());
+        pixels.count = written.size();
+        pixels.slack = slack ? slacks.data() : nullptr;
+        pixels.targets = targets.constBits();
+        pixels.stride = targets.bytesPerLine();
+        pixels.width = width;
+        pixels.palette = palette.constData();
+        pixels.colours = colours;
+        GifEncoder encoder;
+        const QByteArray data = encoder.encode(codeSize, pixels);
+        QCOMPARE(decodedByGiflib(codeSize, width, height, data), written);
+        if (!slack) {
+            QCOMPARE(written, meant);
+            return;
+        }
+        QVERIFY(written != meant);
+        for (qsizetype at = 0; at < meant.size(); ++at)
+            QVERIFY(std::abs(uchar(written[at]) - uchar(meant[at])) * step <= slack);
     }
 
     void processingPanel()
