@@ -3,6 +3,7 @@
 #include "capturenaming.h"
 #include "gifwriter.h"
 #include "movieasset.h"
+#include "movieindexmover.h"
 #include "notificationcenter.h"
 #include "notifications.h"
 #include "privateexecutables.h"
@@ -210,6 +211,16 @@ QUrl TLGIFConverter::optimizeVideoAtPath(const QUrl &fileUrl, const QString &nam
         = CaptureNaming::temporaryDirectory() + captureTemporaryFilePathWithName(name, QStringLiteral("mp4"));
     if (error)
         *error = Error();
+    // Moving the index takes no process and passes the media data through
+    // once, inside the kernel: about what copying the file takes, where
+    // ffmpeg's stream copy writes the data twice after starting up
+    // (bench/gif). ffmpeg takes what the mover leaves.
+    QString why;
+    if (MovieIndexMover::copy(source, output, &why)) {
+        qCInfo(lcGifConverter).noquote() << QStringLiteral("Moved the index to the front: %1").arg(output);
+        return QUrl::fromLocalFile(output);
+    }
+    qCInfo(lcGifConverter).noquote() << QStringLiteral("The index stays for ffmpeg to move: %1").arg(why);
     if (!FFMPEGPathExists()) {
         setError(error, 1, QStringLiteral("ffmpeg executable not found"));
         return fileUrl;

@@ -14,8 +14,9 @@ class MovieAsset;
 // or a web-optimised MP4, by running the ffmpeg that ships with the
 // application (PrivateExecutables; Debian's ffmpeg linked into the private
 // executables folder). Without that ffmpeg, GIFs are written frame by frame
-// (MovieAsset decodes, GifWriter quantises and writes) and movies stay as
-// they are.
+// (MovieAsset decodes, GifWriter quantises and writes). A movie is made
+// stream-ready by MovieIndexMover where it can, by ffmpeg where it cannot,
+// and stays as it is when neither can.
 //
 // Every call blocks its thread for as long as the work takes; callers run them
 // on a background thread, never on the GUI thread. The frame-by-frame path
