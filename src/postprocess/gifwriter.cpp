@@ -9,6 +9,8 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -26,9 +28,14 @@ constexpr int kTolerance = 16;
 // A pixel drawn in the last few frames is drawn again on a smaller change:
 // behind a moving window the movie's edges settle over a few frames, and
 // with the wider tolerance the picture would keep their first, smeared
-// colours along the window's whole path.
-constexpr int kSettlingFrames = 4;
-constexpr int kSettlingTolerance = 2;
+// colours along the window's whole path. On bench/gif's recording (342 kB,
+// SSIM 0.999526 with the settings here) settling over 3 or 4 frames gives
+// 348 kB at 0.999567 or 351 kB at 0.999597, a tolerance of 2 346 kB at
+// 0.999547; settling over 1 frame, that is not at all, 335 kB at 0.99927.
+// Settling is what trades size for likeness here; ffmpeg's file is 345 kB
+// at 0.999512.
+constexpr int kSettlingFrames = 2;
+constexpr int kSettlingTolerance = 4;
 
 // libimagequant's speed: 1 is its best, 10 its fastest. From 8 up it rounds
 // the colours it is given to even values, so a flat background of an odd
@@ -56,9 +63,16 @@ constexpr int kOwnBits = 10;
 constexpr int kOwnSlots = 1 << kOwnBits;
 
 // A frame drawn with shared colours only, no more than this many, gets a
-// small table of its own: its LZW codes start shorter, which saves more than
-// the table costs.
+// small table of its own when the shared entries it uses lie so far down
+// the table that its LZW codes would start two bits longer or more.
 constexpr int kCompactColours = 16;
+
+// A shared colour that a frame uses at no more than this many pixels (a
+// moving window's corners, where its edge crosses a line) may be drawn by an
+// entry within twice the tolerance when that shortens the frame's codes
+// (narrow()): on bench/gif's recording 351 kB at SSIM 0.999488 become
+// 342 kB at 0.999526; from 8 pixels down hardly a frame gains.
+constexpr int kRareUses = 16;
 
 // A frame that needs more colours of its own than this is a picture (a test
 // pattern, video) rather than a screen's change: it goes to the quantiser at
@@ -73,16 +87,24 @@ constexpr uchar kSettled = 2;
 // How far (per channel) the coder may stray from a changed pixel's colour
 // where that continues a string it knows (GifEncoder): the noise a movie's
 // compression leaves along moving edges then costs no new strings. Less for
-// a pixel settling behind a moving window, whose true colour is the point of
-// drawing it again, and for the first picture, which stays on screen
-// longest. On bench/gif's recording the three slacks take the file from
-// 436 kB to 374 kB, its SSIM from 0.99977 to 0.99954 (ffmpeg's: 0.99951);
-// 4 on the first picture would cost 0.002 of SSIM more. Frames with colours
-// of their own (a test pattern, video) are written as quantised: their
-// colours lie close together, and looking at all of them at every pixel
-// would take longer than ffmpeg's whole run.
-constexpr int kChangedSlack = 6;
-constexpr int kSettlingSlack = 2;
+// a pixel settling behind a moving window and for the first picture, which
+// stays on screen longest. Frames with colours of their own (a test
+// pattern, video) are written as quantised: their colours lie close
+// together, and looking at all of them at every pixel would take longer
+// than ffmpeg's whole run.
+//
+// A pixel the colour of all four of its neighbours gets no slack: a flat
+// area is cheap to write exactly, and there a shade or two off stays in
+// view as a stripe (a window leaves its path drawn a column at a time, the
+// first picture a shade lighter here and there) that SSIM notices far more
+// than the same error along an edge. Added to the earlier settings that
+// rule alone took bench/gif's recording from 374 kB at SSIM 0.999541 to
+// 385 kB at 0.999619, headroom the wider slacks here spend: with them the
+// file is 342 kB at 0.999526, with 6 for a changed pixel 345 kB at the same
+// SSIM, with 2 for a settling one 347 kB at 0.999525, with none on the first
+// picture 359 kB at 0.999581.
+constexpr int kChangedSlack = 10;
+constexpr int kSettlingSlack = 6;
 constexpr int kFirstSlack = 2;
 
 int writeToSaveFile(GifFileType *gif, const GifByteType *data, int length)
@@ -198,6 +220,7 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
         m_shared.append(0);
         m_sharedEntries = 1 << GifBitSize(int(m_shared.size()));
         compress(*m_pending, first, QImage(), kFirstSlack);
+        sortShared(*m_pending);
         m_nearest.assign(size_t(1) << kNearestBits, Nearest());
         m_reference = first.copy();
         m_drawnAt.assign(size_t(size.width()) * size_t(size.height()), 0);
@@ -272,6 +295,7 @@ bool GifWriter::addFrame(const QImage &image, int delayCentiseconds)
     if (!remapped && !quantise(frame, rect, changed, 256, *next))
         return false;
     compress(*next, frame, changed, remapped ? kChangedSlack : 0);
+    next->indices = QByteArray(); // written: only the data is kept
     if (!writeFrame(*m_pending))
         return false;
     m_pending = std::move(next);
@@ -366,15 +390,23 @@ int GifWriter::nearestShared(uint32_t rgba)
     Nearest &slot = m_nearest[(colour * 2654435761u) >> (32 - kNearestBits)];
     if (slot.colour == colour)
         return slot.index;
+    slot = { colour, closestShared(colour, int(m_shared.size()), kTolerance) };
+    return slot.index;
+}
+
+// Of the shared palette's first `limit` entries, the one nearest to the
+// colour within `tolerance` on every channel, or -1.
+int GifWriter::closestShared(uint32_t colour, int limit, int tolerance) const
+{
     const auto *c = reinterpret_cast<const uchar *>(&colour);
     int best = -1;
-    int bestDistance = 3 * kTolerance * kTolerance + 1;
-    for (int i = 0; i < int(m_shared.size()); ++i) {
+    int bestDistance = 3 * tolerance * tolerance + 1;
+    for (int i = 0; i < std::min(limit, int(m_shared.size())); ++i) {
         if (i == m_transparent)
             continue;
         const auto *p = reinterpret_cast<const uchar *>(&m_shared[i]);
         const int r = c[0] - p[0], g = c[1] - p[1], b = c[2] - p[2];
-        if (std::abs(r) > kTolerance || std::abs(g) > kTolerance || std::abs(b) > kTolerance)
+        if (std::abs(r) > tolerance || std::abs(g) > tolerance || std::abs(b) > tolerance)
             continue;
         const int distance = r * r + g * g + b * b;
         if (distance < bestDistance) {
@@ -382,8 +414,87 @@ int GifWriter::nearestShared(uint32_t rgba)
             best = i;
         }
     }
-    slot = { colour, best };
     return best;
+}
+
+// Renumbers the shared palette by how often the first picture uses each
+// entry, transparency first, and writes that picture again with the new
+// numbers (exactly as drawn: LZW finds the same strings whatever the
+// numbers). A later frame drawn with the common colours then uses the
+// table's first entries only, and its codes start shorter (narrow()).
+void GifWriter::sortShared(Frame &first)
+{
+    std::array<qint64, 256> uses {};
+    for (const char index : std::as_const(first.indices))
+        ++uses[uchar(index)];
+    uses[size_t(m_transparent)] = std::numeric_limits<qint64>::max();
+    std::vector<int> order(size_t(m_shared.size()));
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return uses[size_t(a)] > uses[size_t(b)]; });
+    std::array<uchar, 256> renumbered {};
+    QVector<uint32_t> sorted;
+    sorted.reserve(m_shared.size());
+    for (const int i : order) {
+        renumbered[size_t(i)] = uchar(sorted.size());
+        sorted.append(m_shared[i]);
+    }
+    for (char &index : first.indices)
+        index = char(renumbered[uchar(index)]);
+    m_shared = std::move(sorted);
+    m_transparent = 0;
+    first.codeSize = codeSizeFor(first.indices);
+    GifEncoder::Pixels pixels;
+    pixels.indices = reinterpret_cast<uchar *>(first.indices.data());
+    pixels.count = first.indices.size();
+    first.data = m_encoder.encode(first.codeSize, pixels);
+    first.indices = QByteArray();
+}
+
+// The LZW code size for indices into the shared palette: the bits of the
+// highest one, for GIF readers take the code size from the frame's data,
+// whatever the size of the table.
+int GifWriter::codeSizeFor(const QByteArray &indices)
+{
+    uchar highest = 0;
+    for (const char index : indices)
+        highest = std::max(highest, uchar(index));
+    return std::max(2, GifBitSize(highest + 1));
+}
+
+// Redraws a frame of shared indices with as few of the palette's first
+// entries as will do: each entry past them that the frame uses must have
+// one among them within the change tolerance (twice that for an entry it
+// uses at a few pixels only). The code size falls by a bit for each
+// halving: on bench/gif's recording three frames in four are coded with 5
+// bits rather than 7, and the file is 342 kB rather than 358 kB.
+void GifWriter::narrow(QByteArray &indices) const
+{
+    std::array<int, 256> used {};
+    for (const char index : std::as_const(indices))
+        ++used[uchar(index)];
+    int highest = 0;
+    for (int i = 0; i < 256; ++i) {
+        if (used[size_t(i)])
+            highest = i;
+    }
+    std::array<uchar, 256> to {};
+    for (int limit = 4; limit <= highest; limit *= 2) {
+        bool fits = true;
+        for (int i = limit; fits && i <= highest; ++i) {
+            const int uses = used[size_t(i)];
+            const int nearest
+                = uses ? closestShared(m_shared[i], limit, uses <= kRareUses ? 2 * kTolerance : kTolerance) : 0;
+            fits = nearest >= 0;
+            to[size_t(i)] = uchar(nearest);
+        }
+        if (!fits)
+            continue;
+        for (char &index : indices) {
+            if (uchar(index) >= limit)
+                index = char(to[uchar(index)]);
+        }
+        return;
+    }
 }
 
 // Draws the rectangle of `rgba` with the colours the picture already has:
@@ -452,18 +563,25 @@ bool GifWriter::remap(const QImage &rgba, const QRect &rect, const QImage &mask,
     frame.indices = std::move(indices);
     frame.transparentIndex = fromShared[sharedTransparent];
     frame.palette = std::move(palette);
-    if (owned == 0 && frame.palette.size() > kCompactColours) {
-        // The global table, then, with the shared palette's own indices.
-        std::array<uchar, 256> toShared {};
-        for (int i = 0; i < int(fromShared.size()); ++i) {
-            if (fromShared[i] >= 0)
-                toShared[size_t(fromShared[i])] = uchar(i);
-        }
-        for (char &index : frame.indices)
-            index = char(toShared[uchar(index)]);
-        frame.palette.clear();
-        frame.transparentIndex = sharedTransparent;
+    if (owned > 0)
+        return true;
+    // The global table, then, with the shared palette's own indices, unless
+    // a small table of the frame's own makes the codes much shorter.
+    std::array<uchar, 256> toShared {};
+    for (int i = 0; i < int(fromShared.size()); ++i) {
+        if (fromShared[i] >= 0)
+            toShared[size_t(fromShared[i])] = uchar(i);
     }
+    QByteArray shared(frame.indices.size(), Qt::Uninitialized);
+    std::transform(frame.indices.cbegin(), frame.indices.cend(), shared.begin(),
+        [&](char index) { return char(toShared[uchar(index)]); });
+    narrow(shared);
+    const int compactBits = std::max(2, GifBitSize(int(frame.palette.size())));
+    if (frame.palette.size() <= kCompactColours && codeSizeFor(shared) >= compactBits + 2)
+        return true;
+    frame.indices = std::move(shared);
+    frame.palette.clear();
+    frame.transparentIndex = sharedTransparent;
     return true;
 }
 
@@ -487,6 +605,24 @@ void GifWriter::compress(Frame &frame, const QImage &rgba, const QImage &mask, i
     } else if (slack > 0) {
         slacks.assign(size_t(count), uchar(slack));
     }
+    if (!slacks.empty()) {
+        // A pixel the colour of its four neighbours is written exactly.
+        constexpr quint32 kRgb = 0x00ffffffu; // RGBA bytes: alpha is the high byte
+        auto *out = slacks.data();
+        for (int y = rect.top(); y <= rect.bottom(); ++y) {
+            const auto *row = reinterpret_cast<const quint32 *>(rgba.constScanLine(y));
+            const auto *above = y > 0 ? reinterpret_cast<const quint32 *>(rgba.constScanLine(y - 1)) : row;
+            const auto *below
+                = y + 1 < rgba.height() ? reinterpret_cast<const quint32 *>(rgba.constScanLine(y + 1)) : row;
+            for (int x = rect.left(); x <= rect.right(); ++x, ++out) {
+                const quint32 c = row[x];
+                const quint32 left = x > 0 ? row[x - 1] : c;
+                const quint32 right = x + 1 < rgba.width() ? row[x + 1] : c;
+                if ((((left ^ c) | (right ^ c) | (above[x] ^ c) | (below[x] ^ c)) & kRgb) == 0)
+                    *out = 0;
+            }
+        }
+    }
     GifEncoder::Pixels pixels;
     pixels.indices = reinterpret_cast<uchar *>(frame.indices.data());
     pixels.count = count;
@@ -495,11 +631,12 @@ void GifWriter::compress(Frame &frame, const QImage &rgba, const QImage &mask, i
     pixels.stride = rgba.bytesPerLine();
     pixels.width = rect.width();
     pixels.palette = palette.constData();
-    pixels.colours = int(palette.size());
     pixels.transparent = frame.transparentIndex;
-    frame.codeSize = std::max(2, GifBitSize(frame.palette.isEmpty() ? m_sharedEntries : int(palette.size())));
+    frame.codeSize
+        = frame.palette.isEmpty() ? codeSizeFor(frame.indices) : std::max(2, GifBitSize(int(palette.size())));
+    // The coder's choices stay within the code size.
+    pixels.colours = std::min(int(palette.size()), 1 << frame.codeSize);
     frame.data = m_encoder.encode(frame.codeSize, pixels);
-    frame.indices = QByteArray();
 }
 
 bool GifWriter::writeFrame(const Frame &frame)
@@ -527,15 +664,20 @@ bool GifWriter::writeFrame(const Frame &frame)
         GifFreeMapObject(m_gif->Image.ColorMap);
         m_gif->Image.ColorMap = nullptr;
     }
+    // giflib writes the code size that the frame's colour table implies. A
+    // frame drawn with the shared table's first entries is coded with fewer
+    // bits, and the shared table says so while giflib reads it.
+    const int sharedBits = m_gif->SColorMap->BitsPerPixel;
+    if (!map)
+        m_gif->SColorMap->BitsPerPixel = frame.codeSize;
     bool ok
         = EGifPutImageDesc(m_gif, frame.rect.x(), frame.rect.y(), frame.rect.width(), frame.rect.height(), false, map)
         != GIF_ERROR;
+    m_gif->SColorMap->BitsPerPixel = sharedBits;
     if (map)
         GifFreeMapObject(map);
-    // giflib has written the code size its colour table implies; the data
-    // must have been compressed for that size.
-    const ColorMapObject *used = m_gif->Image.ColorMap ? m_gif->Image.ColorMap : m_gif->SColorMap;
-    if (ok && std::max(2, used->BitsPerPixel) != frame.codeSize)
+    // The data must have been compressed for a local table's size.
+    if (ok && map && std::max(2, m_gif->Image.ColorMap->BitsPerPixel) != frame.codeSize)
         return failed(QStringLiteral("a frame was compressed for the wrong colour table"));
     const auto *data = reinterpret_cast<const GifByteType *>(frame.data.constData());
     for (qsizetype at = 0; ok && at < frame.data.size(); at += data[at] + 1)

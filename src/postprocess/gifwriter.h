@@ -18,14 +18,18 @@ struct GifFileType;
 // libimagequant's palettes, giflib for the file's structure and GifEncoder
 // for the pixels.
 //
-// The first frame's palette becomes the file's global colour table. A later
-// frame is drawn with those colours, each pixel taking the nearest within the
-// change tolerance; a colour with none that near joins the global table while
-// it has room (the table is written again, complete, when the file is
-// finished) and is the frame's own after that. A frame carries a table of
-// just the colours it uses when that makes it smaller (always when it has
-// colours of its own). Only a frame that would need many colours of its own,
-// or more than 256 in all, gets a palette made for it by the quantiser.
+// The first frame's palette becomes the file's global colour table, in the
+// order of how much the first frame uses each colour, transparency first. A
+// later frame is drawn with those colours, each pixel taking the nearest
+// within the change tolerance; a colour with none that near joins the global
+// table while it has room (the table is written again, complete, when the
+// file is finished) and is the frame's own after that. A frame drawn with the
+// common colours only uses just the table's first entries, and its LZW codes
+// start as many bits shorter (GIF readers take the code size from a frame's
+// data). A frame carries a table of just the colours it uses when that makes
+// it smaller (always when it has colours of its own). Only a frame that would
+// need many colours of its own, or more than 256 in all, gets a palette made
+// for it by the quantiser.
 // The first picture, which stays on screen longest, is dithered, so that
 // gradients and photos keep their shades instead of showing bands. Later
 // frames map colours to the nearest entry: dithering each change would make
@@ -40,7 +44,8 @@ struct GifFileType;
 // drawn in the last few frames is held to a tighter tolerance, so that the
 // edges a moving window leaves behind settle to their true colours. Where a
 // frame is drawn with the shared colours the coder may write a changed pixel
-// a few steps off its colour when that makes the data smaller.
+// a few steps off its colour when that makes the data smaller, except in a
+// flat area, where that would show.
 //
 // The file appears at its path only once finish() succeeds; until then (and
 // after a failure) whatever was there before stays untouched.
@@ -89,6 +94,10 @@ private:
     bool quantise(const QImage &rgba, const QRect &rect, const QImage &mask, int colours, Frame &frame);
     bool remap(const QImage &rgba, const QRect &rect, const QImage &mask, Frame &frame);
     int nearestShared(uint32_t rgba);
+    int closestShared(uint32_t colour, int limit, int tolerance) const;
+    void sortShared(Frame &first);
+    static int codeSizeFor(const QByteArray &indices);
+    void narrow(QByteArray &indices) const;
     void compress(Frame &frame, const QImage &rgba, const QImage &mask, int slack);
     bool writeFrame(const Frame &frame);
     bool failed(const QString &what);
