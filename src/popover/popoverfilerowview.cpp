@@ -15,6 +15,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QRegularExpression>
+#include <QTextOption>
 #include <QTimer>
 #include <QToolButton>
 #include <QToolTip>
@@ -22,6 +23,20 @@
 #include <cmath>
 
 namespace {
+
+// A line of text laid out once for `font`, left to right whatever its
+// characters (a name with right-to-left marks keeps its place).
+QStaticText preparedText(const QString &text, const QFont &font)
+{
+    QStaticText prepared(text);
+    prepared.setTextFormat(Qt::PlainText);
+    QTextOption option;
+    option.setWrapMode(QTextOption::NoWrap);
+    option.setTextDirection(Qt::LeftToRight);
+    prepared.setTextOption(option);
+    prepared.prepare(QTransform(), font);
+    return prepared;
+}
 
 const QString kFolderMimeType = QStringLiteral("tessly/folder");
 const QString kSeparator = QStringLiteral(" \u00b7 ");
@@ -228,13 +243,6 @@ void PopoverFileRowView::setSelected(bool selected)
     update();
 }
 
-QFont PopoverFileRowView::smallFont() const
-{
-    QFont small = font();
-    small.setPointSizeF(small.pointSizeF() * 0.88);
-    return small;
-}
-
 bool PopoverFileRowView::showsButtons() const
 {
     return (m_hovered || m_selected) && !m_link.isEmpty();
@@ -247,8 +255,7 @@ QRect PopoverFileRowView::iconRect() const
 
 QRect PopoverFileRowView::badgeRect() const
 {
-    const int width = QFontMetrics(smallFont()).horizontalAdvance(m_views);
-    return QRect(this->width() - kRightMargin - width, 0, width, height());
+    return QRect(width() - kRightMargin - m_viewsWidth, 0, m_viewsWidth, height());
 }
 
 QRect PopoverFileRowView::titleRect() const
@@ -257,7 +264,7 @@ QRect PopoverFileRowView::titleRect() const
     const int left = iconRect().right() + 1 + kSpacing;
     const int right = (showsButtons() && m_copy ? m_copy->geometry().left() : badgeRect().left()) - kSpacing;
     const int nameHeight = fontMetrics().height();
-    const int blockHeight = nameHeight + 1 + QFontMetrics(smallFont()).height();
+    const int blockHeight = nameHeight + 1 + QFontMetrics(m_smallFont).height();
     return QRect(left, (height() - blockHeight) / 2, qMax(1, right - left), nameHeight);
 }
 
@@ -286,7 +293,7 @@ void PopoverFileRowView::updateButtons()
         m_copy->setVisible(active);
         m_qr->setVisible(active);
     }
-    elideTitle();
+    layoutTexts();
 }
 
 void PopoverFileRowView::placeButtons()
@@ -344,12 +351,17 @@ void PopoverFileRowView::setThumbnail(const QImage &image)
     update();
 }
 
-void PopoverFileRowView::elideTitle()
+void PopoverFileRowView::layoutTexts()
 {
-    const QString shown = fontMetrics().elidedText(m_title, Qt::ElideMiddle, titleRect().width());
-    if (shown == m_shownTitle)
-        return;
-    m_shownTitle = shown;
+    m_smallFont = font();
+    m_smallFont.setPointSizeF(m_smallFont.pointSizeF() * 0.88);
+    const QFontMetrics smallMetrics(m_smallFont);
+    m_viewsWidth = smallMetrics.horizontalAdvance(m_views);
+    const int room = titleRect().width();
+    m_shownTitle = fontMetrics().elidedText(m_title, Qt::ElideMiddle, room);
+    m_titleText = preparedText(m_shownTitle, font());
+    m_metaText = preparedText(smallMetrics.elidedText(m_meta, Qt::ElideRight, room), m_smallFont);
+    m_viewsText = preparedText(m_views, m_smallFont);
     update();
 }
 
@@ -396,17 +408,15 @@ void PopoverFileRowView::paintEvent(QPaintEvent *)
 
     const QRect name = titleRect();
     painter.setPen(palette().color(QPalette::WindowText));
-    painter.setLayoutDirection(Qt::LeftToRight);
-    painter.drawText(name, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, m_shownTitle);
-    const QFont small = smallFont();
-    painter.setFont(small);
+    painter.drawStaticText(name.topLeft(), m_titleText);
+    painter.setFont(m_smallFont);
     painter.setPen(palette().color(QPalette::PlaceholderText));
-    const QFontMetrics smallMetrics(small);
-    const QRect meta(name.left(), name.bottom() + 2, name.width(), smallMetrics.height());
-    painter.drawText(meta, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-        smallMetrics.elidedText(m_meta, Qt::ElideRight, meta.width()));
-    if (!showsButtons())
-        painter.drawText(badgeRect(), Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, m_views);
+    painter.drawStaticText(QPoint(name.left(), name.bottom() + 2), m_metaText);
+    if (!showsButtons()) {
+        const QRect badge = badgeRect();
+        painter.drawStaticText(
+            QPoint(badge.left(), (badge.height() - QFontMetrics(m_smallFont).height()) / 2), m_viewsText);
+    }
 }
 
 bool PopoverFileRowView::event(QEvent *event)
@@ -424,7 +434,7 @@ void PopoverFileRowView::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     placeButtons();
-    elideTitle();
+    layoutTexts();
 }
 
 void PopoverFileRowView::changeEvent(QEvent *event)
@@ -432,6 +442,6 @@ void PopoverFileRowView::changeEvent(QEvent *event)
     if (event->type() == QEvent::PaletteChange)
         updateIcons();
     if (event->type() == QEvent::FontChange)
-        elideTitle();
+        layoutTexts();
     QWidget::changeEvent(event);
 }

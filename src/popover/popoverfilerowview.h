@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QDateTime>
+#include <QFont>
 #include <QPixmap>
+#include <QStaticText>
 #include <QUrl>
 #include <QVariantMap>
 #include <QWidget>
@@ -65,14 +67,13 @@ protected:
 
 private:
     bool showsButtons() const;
-    QFont smallFont() const;
     QRect iconRect() const;
     QRect badgeRect() const;
     void updateButtons();
     void placeButtons();
     void updateIcons();
     void setThumbnail(const QImage &image);
-    void elideTitle();
+    void layoutTexts();
 
     QVariantMap m_file;
     bool m_isLink;
@@ -81,6 +82,13 @@ private:
     QString m_shownTitle;
     QString m_meta;
     QString m_views;
+    // The texts as drawn, laid out for the row's width and font when either
+    // changes, so that a paint only places glyphs.
+    QFont m_smallFont;
+    QStaticText m_titleText;
+    QStaticText m_metaText;
+    QStaticText m_viewsText;
+    int m_viewsWidth = 0;
     QPixmap m_icon;
     bool m_iconIsThemed = false;
     bool m_selected = false;
