@@ -4,8 +4,7 @@
 //   empty   an empty frameless 420 x 580 window: show to first paint done
 //   cache   the panel showing the files tab's cache of 50 rows: click to the
 //           painted panel, the rows on screen built from the cache within it;
-//           the second opening, as the empty window is shown again (and the
-//           first opening on its own)
+//           the panel's second opening, as the empty window is shown again
 //   network the panel without a cache: click to the rows of the service's
 //           answer painted
 // and then, optionally, the event loop's stalls: the lateness of a 1 ms
@@ -226,7 +225,7 @@ int main(int argc, char **argv)
     empty.setFixedSize(PopoverWindowController::kWidth, PopoverWindowController::kHeight);
     empty.move(PopoverWindowController::topLeftForAnchor(anchor));
 
-    QList<double> tEmpty, tFirst, tCache, tNetwork, tRows, tShow, tEmptyBegan, tCacheBegan;
+    QList<double> tEmpty, tCache, tNetwork, tRows, tShow, tEmptyBegan, tCacheBegan;
     int cachedRows = 0, networkRows = 0;
     for (int run = 0; run < runs; ++run) {
         {
@@ -242,8 +241,9 @@ int main(int argc, char **argv)
         {
             // The list comes from the cache alone: the service's refresh
             // goes nowhere here. A cache means the panel has been open
-            // before, as the empty window has been shown before: the opening
-            // measured is the second (the first one's time is shown too).
+            // before, as the empty window has been shown before: the panel
+            // is opened and painted once (without rows), closed, and the
+            // opening measured is the second, which builds the rows.
             PopoverWindowController controller(&applicationController);
             controller.setCachedItems(0, fifty);
             qputenv("TESSLY_API_URL", "http://127.0.0.1:9/v1/");
@@ -252,7 +252,6 @@ int main(int argc, char **argv)
                 first.arm();
                 controller.togglePopoverRelativeToView(anchor);
                 waitFor([&] { return first.doneAt() >= 0; });
-                tFirst << first.doneAt() / 1000.0;
             }
             settle(150);
             controller.closePopover();
@@ -298,7 +297,6 @@ int main(int argc, char **argv)
     std::printf("  of which: panel shown %.1f ms, rows on screen built %.1f ms, painting began %.1f ms after the "
                 "click (the empty window's began %.1f ms after show)\n",
         median(tShow), median(tRows), median(tCacheBegan), median(tEmptyBegan));
-    std::printf("  the first opening of a new panel, from the cache: %.1f ms\n", median(tFirst));
     std::printf("panel, click to %d rows from the service painted: %.1f ms, ratio %.2f (target under 150 ms)\n",
         networkRows, n, n / e);
     std::fflush(stdout);
